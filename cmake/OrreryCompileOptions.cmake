@@ -1,0 +1,25 @@
+# One interface target carries what every target of the project is compiled with.
+add_library(orrery_options INTERFACE)
+target_compile_features(orrery_options INTERFACE cxx_std_20)
+target_compile_definitions(orrery_options INTERFACE
+  UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+
+if(MSVC)
+  target_compile_options(orrery_options INTERFACE /W4 /utf-8 /permissive-)
+  # The plain C runtime names are used on both compilers; GetVersionExW is the interface we mean.
+  target_compile_definitions(orrery_options INTERFACE _CRT_SECURE_NO_WARNINGS)
+  target_compile_options(orrery_options INTERFACE /wd4996)
+else()
+  target_compile_options(orrery_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  # The same sources give the same bytes: no link time in the headers, no build folder in the text.
+  target_compile_options(orrery_options INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+  target_link_options(orrery_options INTERFACE -static -Wl,--no-insert-timestamp)
+endif()
+
+option(ORRERY_CHECKS "Build with the run-time checks that work for Windows targets" OFF)
+if(ORRERY_CHECKS AND NOT MSVC)
+  target_compile_definitions(orrery_options INTERFACE _GLIBCXX_ASSERTIONS)
+  target_compile_options(orrery_options INTERFACE
+    -fsanitize=undefined -fsanitize-undefined-trap-on-error -fstack-protector-strong)
+  target_link_options(orrery_options INTERFACE -fstack-protector-strong)
+endif()
