@@ -1,0 +1,108 @@
+#include "store/wide_string.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace orrery {
+namespace {
+
+const wchar_t* Resource(std::uintptr_t identifier)
+{
+    return reinterpret_cast<const wchar_t*>(identifier);
+}
+
+TEST(WideString, CopiesShareUntilOneIsWrittenTo)
+{
+    WideString original = L"disk";
+    WideString copy = original;
+    EXPECT_EQ(original.c_str(), copy.c_str());
+
+    copy += L" 0";
+    EXPECT_EQ(original, L"disk");
+    EXPECT_EQ(copy, L"disk 0");
+
+    original = copy;
+    EXPECT_EQ(original.c_str(), copy.c_str());
+    WideString& itself = original;
+    original = itself;
+    EXPECT_EQ(original, L"disk 0");
+}
+
+TEST(WideString, EmptyTextsAreOneInstance)
+{
+    const WideString empty;
+    const WideString fromText = L"";
+    WideString moved = L"x";
+    const WideString taken = std::move(moved);
+    EXPECT_EQ(empty.c_str(), fromText.c_str());
+    EXPECT_EQ(empty.c_str(), moved.c_str());  // a text that was moved from is empty, not broken
+    EXPECT_STREQ(empty.c_str(), L"");
+    EXPECT_EQ(taken, L"x");
+}
+
+TEST(WideString, GrowsAndTakesPiecesOfItself)
+{
+    WideString text = L"abc";
+    for (int round = 0; round < 10; ++round)
+        text += text.view();
+    EXPECT_EQ(text.size(), 3U * 1024);
+    text += text.view().substr(0, 2);
+    EXPECT_EQ(text.view().substr(3 * 1024 - 1), L"cab");
+    EXPECT_EQ(text.c_str()[text.size()], L'\0');
+}
+
+TEST(WideString, KeepsZerosInsideAndOrdersByCodeUnit)
+{
+    const WideString withZero = std::wstring_view{L"a\0b", 3};
+    EXPECT_EQ(withZero.size(), 3U);
+    EXPECT_LT(WideString{L"BIOS"}, WideString{L"BaseBoard"});
+    EXPECT_LT(WideString{L"1"}, WideString{L"10"});
+    EXPECT_LT(WideString{L"z"}, WideString{L"\xE000"});  // unsigned
+}
+
+TEST(WideString, ReadsAnArgumentAsTextOrAsResource)
+{
+    const struct {
+        const wchar_t* argument;
+        std::size_t size;
+        std::wstring_view end;
+    } rows[] = {
+        {nullptr, 0, L""},
+        {L"C:\\r.tsv", 8, L".tsv"},
+        {Resource(1), 16, L"test text"},
+        {Resource(254), 254, L"123"},
+        {Resource(255), 255, L"234"},  // exactly the first buffer
+        {Resource(256), 256, L"345"},
+        {Resource(700), 700, L"789"},
+        {Resource(9999), 0, L""},              // no such text
+        {Resource(0x700000000001), 16, L"t"},  // only bits 16 to 31 tell an identifier
+    };
+    for (const auto& row : rows) {
+        const WideString text = WideString::FromArgument(row.argument);
+        EXPECT_EQ(text.size(), row.size) << row.argument;
+        EXPECT_TRUE(text.view().ends_with(row.end)) << row.argument;
+    }
+}
+
+TEST(WideString, CopiesMayLiveAndDieInManyThreads)
+{
+    const WideString shared = L"shared by all";
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread)
+        threads.emplace_back([&shared] {
+            for (int round = 0; round < 5000; ++round) {
+                WideString copy = shared;
+                const WideString second = copy;
+                copy += L"!";
+                ASSERT_EQ(second, L"shared by all");
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(shared, L"shared by all");
+}
+
+}  // namespace
+}  // namespace orrery
