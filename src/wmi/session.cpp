@@ -1,0 +1,126 @@
+#include "wmi/session.h"
+
+#include <algorithm>
+#include <array>
+
+namespace orrery {
+namespace {
+
+ComPtr<IWbemServices> Connect(DWORD serverContext, const wchar_t* wmiNamespace, HRESULT* result)
+{
+    ComPtr<IWbemLocator> locator;
+    *result = CoCreateInstance(CLSID_WbemLocator, nullptr, serverContext, IID_IWbemLocator,
+                               locator.putVoid());
+    if (FAILED(*result) || !locator)
+        return {};
+    ComPtr<IWbemServices> services;
+    const UniqueBstr name = MakeBstr(wmiNamespace);
+    *result = locator->ConnectServer(name.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
+                                     services.put());
+    if (FAILED(*result))
+        return {};
+    return services;
+}
+
+}  // namespace
+
+ComPtr<IWbemServices> OpenDefaultSession()
+{
+    HRESULT result = E_FAIL;
+    ComPtr<IWbemServices> services = Connect(CLSCTX_ALL, L"root\\cimv2", &result);
+    if (!services || result != S_OK)
+        return services;
+    ComPtr<IClientSecurity> security;
+    if (SUCCEEDED(services->QueryInterface(IID_IClientSecurity, security.putVoid())))
+        static_cast<void>(security->SetBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE,
+                                               nullptr, RPC_C_AUTHN_LEVEL_CONNECT,
+                                               RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE));
+    return services;
+}
+
+ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused)
+{
+    HRESULT result = E_FAIL;
+    ComPtr<IWbemServices> services = Connect(CLSCTX_INPROC_SERVER, wmiNamespace, &result);
+    if (!services)
+        return {};
+    result =
+        CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
+                          RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
+    if (FAILED(result) && refused == RefusedBlanket::kEndsSession)
+        return {};
+    return services;
+}
+
+ComPtr<IWbemClassObject> QueryRows::Next()
+{
+    constexpr auto kNoTimeLimit = static_cast<long>(WBEM_INFINITE);
+    ComPtr<IWbemClassObject> row;
+    ULONG returned = 0;
+    if (!rows_ || FAILED(rows_->Next(kNoTimeLimit, 1, row.put(), &returned)) || returned == 0)
+        return {};
+    return row;
+}
+
+QueryRows Query(IWbemServices* services, std::wstring_view wql)
+{
+    const UniqueBstr language = MakeBstr(L"WQL");
+    const UniqueBstr text = MakeBstr(wql);
+    ComPtr<IEnumWbemClassObject> rows;
+    const HRESULT result = services->ExecQuery(
+        language.get(), text.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
+        rows.put());
+    if (FAILED(result) || !rows)
+        return QueryRows{{}};
+    // The rows are worth having under default security too, so a refusal is no reason to stop.
+    static_cast<void>(CoSetProxyBlanket(rows.get(), RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT,
+                                        COLE_DEFAULT_PRINCIPAL, RPC_C_AUTHN_LEVEL_PKT_PRIVACY,
+                                        RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE));
+    return QueryRows{std::move(rows)};
+}
+
+std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
+                                                 std::wstring_view className,
+                                                 std::uint32_t maxInstances)
+{
+    constexpr long kBatchMilliseconds = 1000;
+    std::array<IWbemClassObject*, 1024> slots{};
+
+    const UniqueBstr name = MakeBstr(className);
+    ComPtr<IEnumWbemClassObject> instances;
+    if (FAILED(services->CreateInstanceEnum(name.get(), WBEM_FLAG_SHALLOW, nullptr,
+                                            instances.put())) ||
+        !instances)
+        return {};
+    ULONG returned = 0;
+    const auto wanted = std::min<ULONG>(maxInstances, static_cast<ULONG>(slots.size()));
+    const HRESULT result = instances->Next(kBatchMilliseconds, wanted, slots.data(), &returned);
+
+    std::vector<ComPtr<IWbemClassObject>> batch;
+    if (FAILED(result))
+        return batch;
+    const std::size_t count = std::min(returned, wanted);
+    batch.reserve(count);
+    for (std::size_t at = 0; at < count; ++at)
+        if (slots[at] != nullptr)
+            batch.emplace_back(slots[at]);
+    return batch;
+}
+
+std::optional<WideString> ObjectText(IWbemClassObject* object)
+{
+    UniqueBstr text;
+    if (FAILED(object->GetObjectText(WBEM_FLAG_NO_FLAVORS, text.put())))
+        return std::nullopt;
+    return WideString{TextOf(text.get())};
+}
+
+std::optional<WideString> ReadTextProperty(IWbemClassObject* object, const wchar_t* name)
+{
+    UniqueVariant value;
+    if (FAILED(object->Get(name, 0, value.put(), nullptr, nullptr)) || value.type() != VT_BSTR)
+        return std::nullopt;
+    return WideString{TextOf(value.get().bstrVal)};
+}
+
+}  // namespace orrery

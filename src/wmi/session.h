@@ -1,0 +1,65 @@
+#pragma once
+
+#include <windows.h>
+#include <wbemcli.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/wide_string.h"
+#include "support/com.h"
+
+namespace orrery {
+
+/// Connects to "root\cimv2" with whatever server class the locator is registered for, at connect
+/// level. A refused security blanket is ignored: the session then works with default security.
+/// @return the session; null when there is no locator or no connection
+ComPtr<IWbemServices> OpenDefaultSession();
+
+/// What a refused security blanket means for a session that is being opened.
+enum class RefusedBlanket { kKeepsSession, kEndsSession };
+
+/// Connects to a namespace through an in-process locator of its own, at call level.
+/// @param wmiNamespace such as "ROOT\CIMV2" or "\\.\ROOT\microsoft\windows\storage"
+/// @return the session; null when there is no locator, no connection, or a blanket was refused that
+///         the caller does not do without
+ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused);
+
+/// The rows of a WQL query, fetched one at a time as the provider delivers them.
+class QueryRows {
+public:
+    /// @param rows null is allowed: a query that failed has no rows
+    explicit QueryRows(ComPtr<IEnumWbemClassObject> rows) noexcept : rows_(std::move(rows)) {}
+
+    /// False when the query itself failed, as opposed to a query without rows.
+    bool succeeded() const noexcept { return static_cast<bool>(rows_); }
+
+    /// Waits for the next row, without a time limit.
+    /// @return null after the last row, and when fetching fails
+    ComPtr<IWbemClassObject> Next();
+
+private:
+    ComPtr<IEnumWbemClassObject> rows_;
+};
+
+/// Starts a WQL query, forward-only and returning at once, with packet privacy on its enumerator.
+QueryRows Query(IWbemServices* services, std::wstring_view wql);
+
+/// Enumerates a class, without its subclasses, and takes what arrives in one batch.
+/// @param maxInstances upper bound, 1 to 1024
+/// @return the instances delivered within 1000 milliseconds; empty slots are left out
+std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
+                                                 std::wstring_view className,
+                                                 std::uint32_t maxInstances);
+
+/// The textual form of an instance, one line for each property that is not null.
+/// @return nothing when the provider cannot give it
+std::optional<WideString> ObjectText(IWbemClassObject* object);
+
+/// Reads a property whose value is a string (VT_BSTR).
+/// @return the string as it stands; nothing when the read fails or the value is of another type
+std::optional<WideString> ReadTextProperty(IWbemClassObject* object, const wchar_t* name);
+
+}  // namespace orrery
