@@ -1,0 +1,38 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+namespace orrery {
+
+/// Has the console show UTF-8 for as long as the object lives, then restores its code page. Without
+/// a console it does nothing: pipes and files get the UTF-8 bytes as they are.
+class CUtf8Console {
+public:
+    CUtf8Console() noexcept;
+    ~CUtf8Console();
+    CUtf8Console(const CUtf8Console&) = delete;
+    CUtf8Console& operator=(const CUtf8Console&) = delete;
+
+private:
+    UINT previousCodePage_;
+};
+
+std::string ToUtf8(std::wstring_view text);
+std::wstring FromUtf8(std::string_view text);
+
+/// A path or argument as messages show it: UTF-8, in double quotes.
+std::string Quoted(std::wstring_view text);
+
+/// What the system says about an error, with its number and without the full stop.
+std::string SystemMessage(DWORD error);
+
+/// Writes UTF-8 text to standard output.
+void Print(std::string_view text);
+
+/// Writes one message to standard error, led by the program's name. Callable from any thread.
+void PrintError(std::string_view message);
+
+}  // namespace orrery

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <array>
+#include <stdexcept>
+#include <string>
+
+namespace orrery {
+
+/// What orreryctl returns to its caller; scripts depend on the numbers.
+enum class ExitCode : int {
+    kDone = 0,
+    kUnexpected = 1,
+    kUsage = 2,
+    kReport = 3,
+    kLibrary = 4,
+    kCancelled = 5,
+};
+
+struct ExitCodeMeaning {
+    ExitCode code;
+    const char* meaning;
+};
+
+/// The exit codes as the help text lists them.
+inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
+    {ExitCode::kDone, "done"},
+    {ExitCode::kUnexpected, "an unexpected failure, such as too little memory"},
+    {ExitCode::kUsage, "wrong usage or a bad path"},
+    {ExitCode::kReport, "the report cannot be written"},
+    {ExitCode::kLibrary, "orrery.dll cannot be used"},
+    {ExitCode::kCancelled, "cancelled, no report was written"},
+});
+
+/// Ends a command: the message says what went wrong, where, and what to do about it.
+class CommandError : public std::runtime_error {
+public:
+    CommandError(ExitCode code, const std::string& message)
+        : std::runtime_error(message), code_(code)
+    {}
+    ExitCode code() const noexcept { return code_; }
+
+private:
+    ExitCode code_;
+};
+
+}  // namespace orrery
