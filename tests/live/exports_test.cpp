@@ -1,0 +1,294 @@
+#include <windows.h>
+#include <psapi.h>
+
+#include <orrery/inventory.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "sim/detour.h"
+#include "sim/simulation.h"
+#include "support/library.h"
+#include "support/unique.h"
+
+namespace orrery {
+namespace {
+
+constexpr const wchar_t* kLibraryPath = L"orrery.dll";
+
+/// One load of the library; a cancel lasts until it is unloaded.
+struct LoadedLibrary {
+    LoadedLibrary() : module(LoadLibraryW(kLibraryPath))
+    {
+        getInventory = FindFunction<decltype(getInventory)>(module.get(), "GetInventory");
+        getInventoryEx = FindFunction<decltype(getInventoryEx)>(module.get(), "GetInventoryEx");
+        cancel = FindFunction<decltype(cancel)>(module.get(), "Cancel");
+    }
+
+    UniqueModule module;
+    decltype(&GetInventory) getInventory;
+    decltype(&GetInventoryEx) getInventoryEx;
+    decltype(&Cancel) cancel;
+};
+
+class Exports : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        folder = std::filesystem::temp_directory_path() /
+                 (L"orrery-t\x00E9st " + std::to_wstring(GetCurrentProcessId()));
+        std::filesystem::create_directories(folder);
+    }
+    void TearDown() override { std::filesystem::remove_all(folder); }
+
+    std::wstring Path(const wchar_t* name) const { return (folder / name).wstring(); }
+    std::wstring Read(const wchar_t* name) const
+    {
+        std::ifstream file{folder / name, std::ios::binary};
+        std::wstring text;
+        for (wchar_t unit = 0; file.read(reinterpret_cast<char*>(&unit), sizeof unit);)
+            text += unit;
+        return text;
+    }
+    bool Exists(const wchar_t* name) const { return std::filesystem::exists(folder / name); }
+    void Write(const wchar_t* name, const char* content) const
+    {
+        std::ofstream{folder / name, std::ios::binary} << content;
+    }
+
+    std::filesystem::path folder;
+    LoadedLibrary library;
+};
+
+std::vector<std::wstring> LinesOf(const std::wstring& report)
+{
+    std::vector<std::wstring> lines;
+    std::wstring line;
+    for (const wchar_t unit : report)
+        if (unit == L'\n')
+            lines.push_back(std::exchange(line, {}));
+        else
+            line += unit;
+    return lines;
+}
+
+/// The report's lines apart from the elapsed times, which differ from run to run.
+std::vector<std::wstring> FactsOf(const std::wstring& report)
+{
+    auto lines = LinesOf(report);
+    std::erase_if(lines, [](const std::wstring& line) { return line.starts_with(L"ET\t"); });
+    return lines;
+}
+
+std::size_t ElapsedTimesOf(const std::wstring& report)
+{
+    return LinesOf(report).size() - FactsOf(report).size();
+}
+
+std::wstring Desktop()
+{
+    return sim::LoadScenario(L"" ORRERY_TEST_DATA "/machines/desktop.machine");
+}
+
+TEST_F(Exports, WriteTheReportOfARealMachine)
+{
+    EXPECT_EQ(library.getInventory(Path(L"r.tsv").c_str()), 1);
+    const auto report = Read(L"r.tsv");
+    EXPECT_EQ(ElapsedTimesOf(report), 13U);
+    EXPECT_FALSE(FactsOf(report).empty());
+    for (const auto& line : LinesOf(report))
+        EXPECT_GE(std::count(line.begin(), line.end(), L'\t'), 3) << line;
+}
+
+TEST_F(Exports, TreatFlagsAsGroups)
+{
+    const sim::Simulation simulation{Desktop()};
+    const struct {
+        std::uint32_t flags;
+        bool collects;
+    } rows[] = {{0x10, true},       {0, true},     {0x18, true},  {0x08, true}, {0x70, true},
+                {0xFF000001, true}, {0x20, false}, {0x40, false}, {0x68, false}};
+    std::vector<std::wstring> first;
+    for (const auto& row : rows) {
+        EXPECT_EQ(library.getInventoryEx(Path(L"r.tsv").c_str(), row.flags), 1);
+        const auto report = Read(L"r.tsv");
+        ASSERT_TRUE(Exists(L"r.tsv"));
+        EXPECT_EQ(ElapsedTimesOf(report), row.collects ? 13U : 0U) << row.flags;
+        if (first.empty())
+            first = FactsOf(report);
+        EXPECT_EQ(FactsOf(report), row.collects ? first : std::vector<std::wstring>{}) << row.flags;
+    }
+    EXPECT_EQ(first.front(), L"BaseBoard\t0\tManufacturer\tHalvorsen Elektronikk");
+}
+
+TEST_F(Exports, WriteOnlyWhatEndsInTsv)
+{
+    const struct {
+        const wchar_t* name;
+        bool written;
+    } rows[] = {{L"report.tsv", true},       {L".tsv", true},    {L"r.TSV", false},
+                {L"r.tsv.bak", false},       {L"r.tsv ", false}, {L"tsv", false},
+                {L"no folder\\r.tsv", false}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(library.getInventoryEx(Path(row.name).c_str(), 0x20), 1);
+        EXPECT_EQ(Exists(row.name), row.written) << row.name;
+    }
+    EXPECT_EQ(library.getInventoryEx(nullptr, 0x20), 1);
+    EXPECT_EQ(library.getInventoryEx(L"tsv", 0x20), 1);
+    EXPECT_EQ(library.getInventoryEx(reinterpret_cast<const wchar_t*>(std::uintptr_t{1}), 0x20), 1);
+}
+
+TEST_F(Exports, LeaveFilesAloneOnceCancelled)
+{
+    const sim::Simulation simulation{Desktop()};
+    Write(L"old.tsv", "kept");
+    library.cancel();
+    for (const wchar_t* name : {L"old.tsv", L"new.tsv"})
+        EXPECT_EQ(library.getInventory(Path(name).c_str()), 0);
+    EXPECT_EQ(std::filesystem::file_size(folder / L"old.tsv"), 4U);
+    EXPECT_FALSE(Exists(L"new.tsv"));
+    EXPECT_EQ(simulation.CallCount(), 0);
+
+    library.module.reset();
+    library = LoadedLibrary{};  // a new load is not cancelled
+    EXPECT_EQ(library.getInventory(Path(L"new.tsv").c_str()), 1);
+    EXPECT_TRUE(Exists(L"new.tsv"));
+}
+
+TEST_F(Exports, FinishTheReportWhenCancelledDuringTheWait)
+{
+    sim::Simulation simulation{Desktop()};
+    simulation.DelayCall("IWbemLocator::ConnectServer", 1500);
+    std::thread canceller{[this] {
+        Sleep(700);  // all workers are started within a few milliseconds, none with WMI has ended
+        library.cancel();
+    }};
+    EXPECT_EQ(library.getInventory(Path(L"r.tsv").c_str()), 1);
+    canceller.join();
+    const auto report = Read(L"r.tsv");
+    EXPECT_EQ(ElapsedTimesOf(report), 13U);
+    EXPECT_EQ(FactsOf(report).front(), L"BaseBoard\t0\tManufacturer\tHalvorsen Elektronikk");
+}
+
+void WINAPI OneProcessor(SYSTEM_INFO* system)
+{
+    *system = {};
+    system->dwNumberOfProcessors = 1;
+}
+
+TEST_F(Exports, DropTheCategoriesThatFollowACancel)
+{
+    // On one processor the categories run one after another on the caller's thread.
+    const sim::Detour oneProcessor{L"kernel32.dll", "GetSystemInfo", OneProcessor};
+    sim::Simulation simulation{Desktop()};
+    std::set<std::thread::id> threads;
+    simulation.OnCall([&](const std::string& call) {
+        threads.insert(std::this_thread::get_id());
+        if (call.find("CreateInstanceEnum(Win32_SystemEnclosure") != std::string::npos)
+            library.cancel();
+    });
+    EXPECT_EQ(library.getInventory(Path(L"r.tsv").c_str()), 0);
+    EXPECT_FALSE(Exists(L"r.tsv"));
+    EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
+    for (const auto& call : simulation.Trace())
+        EXPECT_EQ(call.find("Win32_BaseBoard"), std::string::npos) << call;
+}
+
+/// The value of a fresh handle: it rises with every handle that was not given back.
+std::uintptr_t FreshHandle()
+{
+    const UniqueHandle event{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    return reinterpret_cast<std::uintptr_t>(event.get());
+}
+
+std::size_t PrivateBytes()
+{
+    PROCESS_MEMORY_COUNTERS_EX counters{};
+    K32GetProcessMemoryInfo(GetCurrentProcess(),
+                            reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters), sizeof counters);
+    return counters.PrivateUsage;
+}
+
+TEST_F(Exports, LeaveHandlesAndMemoryFlatOverAHundredRuns)
+{
+    const auto scenario = Desktop();
+    const auto run = [&] {
+        const sim::Simulation simulation{scenario};
+        ASSERT_EQ(library.getInventory(Path(L"r.tsv").c_str()), 1);
+        ASSERT_EQ(simulation.LiveObjects(), 0);
+    };
+    for (int warmUp = 0; warmUp < 10; ++warmUp)
+        run();
+    const auto handle = FreshHandle();
+    const auto bytes = PrivateBytes();
+    for (int round = 0; round < 100; ++round)
+        run();
+    EXPECT_LE(FreshHandle(), handle + 4 * sizeof(void*));  // a slot of slack, not one a run
+    EXPECT_LE(PrivateBytes(), bytes + 512 * 1024);
+}
+
+/// Reads a table of the loaded module's headers.
+template <class Row>
+const Row* Directory(const std::byte* base, std::size_t which)
+{
+    const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(base + dos->e_lfanew);
+    return reinterpret_cast<const Row*>(
+        base + headers->OptionalHeader.DataDirectory[which].VirtualAddress);
+}
+
+TEST_F(Exports, AreExactlyThreeNames)
+{
+    const auto* const base = reinterpret_cast<const std::byte*>(library.module.get());
+    const auto* const table = Directory<IMAGE_EXPORT_DIRECTORY>(base, IMAGE_DIRECTORY_ENTRY_EXPORT);
+    const auto* const names = reinterpret_cast<const DWORD*>(base + table->AddressOfNames);
+    std::set<std::string> exported;
+    for (DWORD at = 0; at < table->NumberOfNames; ++at)
+        exported.insert(reinterpret_cast<const char*>(base + names[at]));
+    EXPECT_EQ(exported, (std::set<std::string>{"Cancel", "GetInventory", "GetInventoryEx"}));
+    EXPECT_EQ(table->NumberOfFunctions, 3U);
+}
+
+TEST_F(Exports, ImportOnlySystemLibrariesAndNothingThatOldSystemsLack)
+{
+    const std::set<std::string> resolvedByName{"GetNativeSystemInfo", "GetProductInfo",
+                                               "IsWow64Process",      "GetDiskFreeSpaceExW",
+                                               "EnumDisplayDevicesW", "EnumDisplayDevicesA"};
+    const std::set<std::string> loadedOnDemand{"iphlpapi.dll", "wlanapi.dll"};
+    wchar_t system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+
+    const auto* const base = reinterpret_cast<const std::byte*>(library.module.get());
+    int libraries = 0;
+    for (const auto* import =
+             Directory<IMAGE_IMPORT_DESCRIPTOR>(base, IMAGE_DIRECTORY_ENTRY_IMPORT);
+         import->Name != 0; ++import, ++libraries) {
+        std::string name = reinterpret_cast<const char*>(base + import->Name);
+        EXPECT_TRUE(std::filesystem::exists(std::filesystem::path{system} / name)) << name;
+        for (char& letter : name)
+            letter = static_cast<char>(std::tolower(letter));
+        EXPECT_FALSE(loadedOnDemand.contains(name)) << name;
+        const auto* thunk =
+            reinterpret_cast<const IMAGE_THUNK_DATA64*>(base + import->OriginalFirstThunk);
+        for (; thunk->u1.AddressOfData != 0; ++thunk) {
+            if (IMAGE_SNAP_BY_ORDINAL64(thunk->u1.Ordinal))
+                continue;
+            const auto* const byName =
+                reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + thunk->u1.AddressOfData);
+            EXPECT_FALSE(resolvedByName.contains(reinterpret_cast<const char*>(byName->Name)))
+                << byName->Name;
+        }
+    }
+    EXPECT_GT(libraries, 3);
+}
+
+}  // namespace
+}  // namespace orrery

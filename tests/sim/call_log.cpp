@@ -1,0 +1,90 @@
+#include "sim/call_log.h"
+
+#include <objbase.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cwchar>
+#include <thread>
+#include <utility>
+
+namespace orrery::sim {
+
+std::optional<HRESULT> CallLog::Record(std::string_view call,
+                                       std::initializer_list<std::string> arguments)
+{
+    std::string line{call};
+    for (const char* separator = "("; const std::string& argument : arguments)
+        line.append(std::exchange(separator, ", ")).append(argument);
+    line += ')';
+
+    std::optional<HRESULT> result;
+    std::chrono::milliseconds delay{0};
+    std::shared_ptr<const Observer> observer;
+    {
+        const std::lock_guard hold{lock_};
+        lines_.push_back(line);
+        observer = observer_;
+        for (CallRule& rule : rules_) {
+            if (!rule.call.empty() && rule.call != call && rule.call != line)
+                continue;
+            if (++rule.seen != rule.nth && rule.nth != 0)
+                continue;
+            delay += std::chrono::milliseconds{rule.delayMilliseconds};
+            if (rule.result)
+                result = rule.result;
+        }
+    }
+    // outside the lock, so that an observer may use the log and other threads go on
+    if (observer)
+        (*observer)(line);
+    if (delay.count() != 0)
+        std::this_thread::sleep_for(delay);
+    return result;
+}
+
+void CallLog::Add(CallRule rule)
+{
+    const std::lock_guard hold{lock_};
+    rules_.push_back(std::move(rule));
+}
+
+void CallLog::Observe(Observer observer)
+{
+    const std::lock_guard hold{lock_};
+    observer_ = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
+}
+
+std::vector<std::string> CallLog::Lines() const
+{
+    const std::lock_guard hold{lock_};
+    return lines_;
+}
+
+std::string Shown(const wchar_t* text)
+{
+    if (text == nullptr)
+        return "null";
+    if (text == COLE_DEFAULT_PRINCIPAL)
+        return "-1";
+    const int length = static_cast<int>(std::wcslen(text));
+    std::string bytes(static_cast<std::size_t>(length) * 3, '\0');
+    const int used = WideCharToMultiByte(CP_UTF8, 0, text, length, bytes.data(),
+                                         static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(used));
+    return bytes;
+}
+
+std::string Shown(long number)
+{
+    return std::to_string(number);
+}
+
+std::string ShownFlags(unsigned long flags)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%lX", flags);
+    return text;
+}
+
+}  // namespace orrery::sim

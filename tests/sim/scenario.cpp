@@ -1,0 +1,360 @@
+#include "sim/scenario.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <regex>
+#include <stdexcept>
+#include <utility>
+
+#include "support/text.h"
+
+namespace orrery::sim {
+namespace {
+
+constexpr std::wstring_view kBlanks = L" \t\r";
+
+std::wstring_view Trimmed(std::wstring_view text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+bool Take(std::wstring_view* text, std::wstring_view start)
+{
+    if (!text->starts_with(start))
+        return false;
+    text->remove_prefix(start.size());
+    return true;
+}
+
+std::wstring Unescape(std::wstring_view text)
+{
+    std::wstring plain;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] != L'\\' || at + 1 == text.size()) {
+            plain += text[at];
+        } else if (const wchar_t code = text[++at]; code == L'x') {
+            const std::wstring digits{text.substr(at + 1, 4)};
+            wchar_t* end = nullptr;
+            plain += static_cast<wchar_t>(std::wcstoul(digits.c_str(), &end, 16));
+            at += static_cast<std::size_t>(end - digits.c_str());
+        } else {
+            plain += code == L'n' ? L'\n' : code == L't' ? L'\t' : code;
+        }
+    }
+    return plain;
+}
+
+/// Takes a quoted text, a word or a number from the start of a text.
+/// @param plain receives the value without quotes and escapes
+/// @return false when there is no such value
+bool TakeScalar(std::wstring_view* text, VARIANT* value, std::wstring* plain)
+{
+    if (text->starts_with(L'"')) {
+        std::size_t end = 1;
+        while (end < text->size() && (*text)[end] != L'"')
+            end += (*text)[end] == L'\\' ? 2 : 1;
+        if (end >= text->size())
+            return false;
+        *plain = Unescape(text->substr(1, end - 1));
+        text->remove_prefix(end + 1);
+        value->vt = VT_BSTR;
+        value->bstrVal = MakeBstr(*plain).release();
+        return true;
+    }
+    *plain = Trimmed(text->substr(0, text->find_first_of(L",}")));
+    text->remove_prefix(plain->size());
+    if (*plain == L"EMPTY" || *plain == L"NULL") {
+        value->vt = *plain == L"NULL" ? VT_NULL : VT_EMPTY;
+        return true;
+    }
+    if (*plain == L"TRUE" || *plain == L"FALSE") {
+        value->vt = VT_BOOL;
+        value->boolVal = *plain == L"TRUE" ? VARIANT_TRUE : VARIANT_FALSE;
+        return true;
+    }
+    wchar_t* end = nullptr;
+    const long long number = std::wcstoll(plain->c_str(), &end, 10);
+    value->vt = VT_I4;
+    value->lVal = static_cast<LONG>(number);  // unsigned numbers arrive in a VT_I4 too
+    return !plain->empty() && *end == L'\0' && number >= INT32_MIN && number <= UINT32_MAX;
+}
+
+/// Takes "a, b}" into an array of the type of its first element; one without elements is of texts.
+bool TakeList(std::wstring_view text, VARIANT* value)
+{
+    std::vector<UniqueVariant> elements(
+        static_cast<std::size_t>(std::count(text.begin(), text.end(), L',')) + 1);
+    std::size_t count = 0;
+    std::wstring plain;
+    for (text = Trimmed(text); text != L"}"; text = Trimmed(text)) {
+        if ((count != 0 && !Take(&text, L",")) || count == elements.size())
+            return false;
+        text = Trimmed(text);
+        if (!TakeScalar(&text, elements[count].put(), &plain) ||
+            elements[count].type() != elements[0].type())
+            return false;
+        ++count;
+    }
+    const VARTYPE type = count == 0 ? VARTYPE{VT_BSTR} : elements[0].type();
+    if (type != VT_BSTR && type != VT_I4)
+        return false;
+    value->parray = SafeArrayCreateVector(type, 0, static_cast<ULONG>(count));
+    value->vt = static_cast<VARTYPE>(VT_ARRAY | type);
+    for (LONG at = 0; at < static_cast<LONG>(count); ++at) {
+        VARIANT element = elements[static_cast<std::size_t>(at)].get();
+        void* const from = type == VT_BSTR ? static_cast<void*>(element.bstrVal) : &element.lVal;
+        if (FAILED(SafeArrayPutElement(value->parray, &at, from)))
+            return false;
+    }
+    return true;
+}
+
+std::optional<Property> ParseProperty(std::wstring_view line)
+{
+    const std::size_t equals = line.find(L'=');
+    if (equals == std::wstring_view::npos || equals == 0 || !line.ends_with(L';'))
+        return std::nullopt;
+    Property property{std::wstring{Trimmed(line.substr(0, equals))}, {}, {}, {}};
+    std::wstring_view text = Trimmed(line.substr(equals + 1, line.size() - equals - 2));
+    const auto value = std::make_shared<UniqueVariant>();
+    const bool valid = Take(&text, L"{")
+                           ? TakeList(text, value->put())
+                           : TakeScalar(&text, value->put(), &property.text) && text.empty();
+    if (!valid)
+        return std::nullopt;
+    if (!value->isMissing() && !property.name.starts_with(L"__"))
+        property.line = L"\t" + std::wstring{line} + L"\n";
+    property.value = value;
+    return property;
+}
+
+std::wstring NamespaceKey(std::wstring_view name)
+{
+    Take(&name, L"\\\\.\\");
+    return ToLower(std::wstring{name});
+}
+
+/// Reads the lines of a scenario one after the other.
+class Reader {
+public:
+    Reader(std::wstring_view text, std::map<std::wstring, Namespace>* namespaces)
+        : text_(text), namespaces_(namespaces)
+    {}
+
+    void ReadAll()
+    {
+        while (NextLine())
+            ReadItem();
+    }
+
+private:
+    bool NextLine()
+    {
+        while (!text_.empty()) {
+            const std::size_t end = std::min(text_.find(L'\n'), text_.size());
+            line_ = text_.substr(0, end);
+            text_.remove_prefix(std::min(end + 1, text_.size()));
+            ++number_;
+            line_.remove_prefix(std::min(line_.find_first_not_of(kBlanks), line_.size()));
+            if (!line_.empty() && !line_.starts_with(L'#'))
+                return true;
+        }
+        return false;
+    }
+
+    void Expect(bool condition, const char* what) const
+    {
+        if (!condition)
+            throw std::runtime_error("scenario line " + std::to_string(number_) + ": expected " +
+                                     what);
+    }
+
+    void ReadItem()
+    {
+        if (Take(&line_, L"namespace ")) {
+            namespace_ = &(*namespaces_)[NamespaceKey(Trimmed(line_))];
+            StartRows(nullptr, nullptr);
+            return;
+        }
+        Expect(namespace_ != nullptr, "a namespace first");
+        if (Take(&line_, L"class ")) {
+            namespace_->classes[ToLower(std::wstring{Trimmed(line_)})];
+            StartRows(nullptr, nullptr);
+        } else if (Take(&line_, L"query ")) {
+            // only the line's end goes: blanks before it are part of the query
+            const std::wstring_view query = line_.substr(0, line_.find(L'\r'));
+            StartRows(&namespace_->queries[std::wstring{query}], nullptr);
+        } else if (Take(&line_, L"method ")) {
+            ReadMethod();
+        } else if (Take(&line_, L"after ")) {
+            wchar_t* end = nullptr;
+            const std::wstring number{Trimmed(line_)};
+            delay_ = std::chrono::milliseconds{std::wcstol(number.c_str(), &end, 10)};
+            Expect(end != number.c_str() && Trimmed(end) == L"ms", "\"after NUMBER ms\"");
+        } else {
+            ReadInstance();
+        }
+    }
+
+    void StartRows(Rows* rows, Method* method)
+    {
+        rows_ = rows;
+        method_ = method;
+    }
+
+    void ReadMethod()
+    {
+        std::wstring_view path = Trimmed(line_);
+        const std::size_t of = path.find(L" of ");
+        Expect(of != std::wstring_view::npos, "\"method NAME of PATH\"");
+        Method method{std::wstring{path.substr(0, of)}, {}, path.ends_with(L" takes input"), {}};
+        path.remove_prefix(of + 4);
+        if (method.takesInput)
+            path = Trimmed(path.substr(0, path.rfind(L" takes input")));
+        method.objectPath = path;
+        namespace_->methods.push_back(std::move(method));
+        StartRows(nullptr, &namespace_->methods.back());
+    }
+
+    void ReadInstance()
+    {
+        Instance instance;
+        instance.delay = std::exchange(delay_, std::chrono::milliseconds{0});
+        instance.isEmptySlot = Take(&line_, L"empty slot of ");
+        instance.hasText = !Take(&line_, L"unreadable ");
+        Expect(instance.isEmptySlot || Take(&line_, L"instance of "), "a directive or an instance");
+        const bool opened = !instance.isEmptySlot && Trimmed(line_).ends_with(L'{');
+        instance.className = Trimmed(line_.substr(0, opened ? line_.rfind(L'{') : line_.size()));
+        if (!instance.isEmptySlot) {
+            Expect(opened || (NextLine() && Trimmed(line_) == L"{"), "\"{\"");
+            ReadProperties(&instance);
+        }
+        Store(std::make_shared<const Instance>(std::move(instance)));
+    }
+
+    void ReadProperties(Instance* instance)
+    {
+        for (;;) {
+            Expect(NextLine(), "\"};\"");
+            if (Trimmed(line_) == L"};")
+                return;
+            auto property = ParseProperty(Trimmed(line_));
+            Expect(property.has_value(), "\"Name = value;\" or \"};\"");
+            instance->properties.push_back(*std::move(property));
+        }
+    }
+
+    void Store(Row row)
+    {
+        if (method_ != nullptr) {
+            Expect(!method_->output, "no second instance for a method");
+            method_->output = std::move(row);
+            return;
+        }
+        Rows& rows = rows_ != nullptr ? *rows_ : namespace_->classes[ToLower(row->className)];
+        rows.push_back(std::move(row));
+    }
+
+    std::wstring_view text_, line_;
+    int number_ = 0;
+    std::map<std::wstring, Namespace>* namespaces_;
+    Namespace* namespace_ = nullptr;
+    Rows* rows_ = nullptr;  // null: an instance belongs to its class
+    Method* method_ = nullptr;
+    std::chrono::milliseconds delay_{0};
+};
+
+/// A copy of an instance with the selected columns; system properties are in every selection.
+Row Select(const Instance& whole, std::wstring columns)
+{
+    auto part = std::make_shared<Instance>(whole);
+    std::erase(columns, L' ');
+    const std::wstring list = ToLower(L"," + columns + L",");
+    std::erase_if(part->properties, [&](const Property& property) {
+        return list != L",*," && !property.name.starts_with(L"__") &&
+               list.find(ToLower(L"," + property.name + L",")) == std::wstring::npos;
+    });
+    return part;
+}
+
+}  // namespace
+
+const Property* Instance::Find(std::wstring_view name) const
+{
+    const auto found =
+        std::find_if(properties.begin(), properties.end(),
+                     [&](const Property& each) { return EqualsIgnoringCase(each.name, name); });
+    return found == properties.end() ? nullptr : &*found;
+}
+
+std::wstring Instance::Text() const
+{
+    std::wstring text = L"\ninstance of " + className + L"\n{\n";
+    for (const Property& property : properties)
+        text += property.line;
+    return text + L"};\n";
+}
+
+const Rows* Namespace::FindClass(std::wstring_view name) const
+{
+    const auto found = classes.find(ToLower(std::wstring{name}));
+    return found == classes.end() ? nullptr : &found->second;
+}
+
+HRESULT Namespace::Query(std::wstring_view query, Rows* rows) const
+{
+    static const std::wregex selection{
+        LR"(\s*select\s+(.+?)\s+from\s+(\w+)(?:\s+where\s+(\w+)\s*=\s*'(.*)')?\s*)",
+        std::regex::icase};
+    const std::wstring text{query};
+    if (const auto exact = queries.find(text); exact != queries.end()) {
+        *rows = exact->second;
+        return S_OK;
+    }
+    std::wsmatch parts;
+    if (!std::regex_match(text, parts, selection))
+        return kWmiInvalidQuery;
+    const Rows* const all = FindClass(parts[2].str());
+    if (all == nullptr)
+        return kWmiInvalidClass;
+    const std::wstring wanted = Unescape(parts[4].str());
+    for (const Row& row : *all) {
+        const Property* const property = row->Find(parts[3].str());
+        if (!parts[3].matched || (property && EqualsIgnoringCase(property->text, wanted)))
+            rows->push_back(Select(*row, parts[1].str()));
+    }
+    return S_OK;
+}
+
+Scenario::Scenario(std::wstring_view text)
+{
+    Reader{text, &namespaces_}.ReadAll();
+}
+
+const Namespace* Scenario::Find(std::wstring_view name) const
+{
+    const auto found = namespaces_.find(NamespaceKey(name));
+    return found == namespaces_.end() ? nullptr : &found->second;
+}
+
+std::wstring LoadScenario(const wchar_t* path)
+{
+    std::ifstream file{std::filesystem::path{path}, std::ios::binary};
+    if (!file)
+        throw std::runtime_error("no scenario " + std::filesystem::path{path}.string());
+    const std::string bytes{std::istreambuf_iterator<char>{file}, {}};
+    const int size = static_cast<int>(bytes.size());
+    std::wstring text(bytes.size(), L'\0');
+    text.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, bytes.data(), size, text.data(), size)));
+    if (text.starts_with(L'\xFEFF'))
+        text.erase(0, 1);
+    return text;
+}
+
+}  // namespace orrery::sim

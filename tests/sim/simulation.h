@@ -1,0 +1,56 @@
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sim/detour.h"
+#include "sim/scenario.h"
+
+namespace orrery::sim {
+
+class Machine;
+
+/// A machine whose WMI answers from a scenario (see Scenario). While it lives, every thread of the
+/// process that creates the WMI locator gets the simulated one, provided that it has initialised
+/// COM as the real one demands; other classes are created as usual. One at a time. An object
+/// released once too often, or used after its release, ends the process with a message.
+///
+/// Calls are named as in "IWbemServices::ExecQuery", their trace lines have the form
+/// "IWbemServices::ExecQuery(WQL, SELECT * FROM X, 0x30)"; wherever a call is asked for, a whole
+/// line selects just the calls with these arguments. Contexts, the proxy of a blanket and places
+/// for results are left out of the lines. All members may be used from any thread.
+class Simulation {
+public:
+    /// @throw std::runtime_error for a malformed scenario, std::logic_error for a second simulation
+    explicit Simulation(std::wstring_view scenario);
+    ~Simulation();
+    Simulation(const Simulation&) = delete;
+    Simulation& operator=(const Simulation&) = delete;
+
+    /// Lets a call end with a result of the test's choice. With a failure the call stores nulls and
+    /// does nothing else; a success code is given in place of the call's own.
+    /// @param nth which of these calls from now on, the first is 1; 0 for every one
+    void FailCall(std::string call, int nth, HRESULT with);
+    /// The same for the nth of all simulated calls together.
+    void FailNthCall(int nth, HRESULT with);
+    /// Lets every such call wait before it does anything.
+    void DelayCall(std::string call, int milliseconds);
+    /// Shows each trace line to an observer, in the calling thread and before the call takes
+    /// effect.
+    void OnCall(std::function<void(const std::string& line)> observer);
+
+    std::vector<std::string> Trace() const;
+    int CallCount() const;
+    /// Simulated COM objects with references.
+    int LiveObjects() const;
+
+private:
+    Machine* machine_;
+    Detour detour_;
+};
+
+}  // namespace orrery::sim

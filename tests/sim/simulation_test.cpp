@@ -1,0 +1,409 @@
+#include "sim/simulation.h"
+
+#include <windows.h>
+#include <shlobj.h>
+#include <wbemcli.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "support/com.h"
+
+namespace orrery::sim {
+namespace {
+
+constexpr std::wstring_view kMachine =
+    LR"(
+# a machine of odd parts
+namespace root\cimv2
+instance of Win32_Part
+{
+	Name = "A \"b\"; c\\d\x41\n";
+	Count = 4294967295;
+	Fitted = TRUE;
+	Tags = {"x, y", "z}"};
+	Codes = {10,9};
+	None = {};
+	Depth = NULL;
+	Later = EMPTY;
+	__PATH = "\\\\HOST\\root:Win32_Part.Id=\"1\"";
+};
+    unreadable instance of Win32_Part {
+  Name = "second";
+};
+empty slot of Win32_Part
+after 300 ms
+instance of Win32_Part
+{
+	Name = "late";
+};
+class Win32_Nothing
+query Associators of {Win32_Part.Id='1'} where X=Y 
+instance of Win32_Other
+{
+	Id = 7;
+};
+method Lock of \\HOST\root:Win32_Part.Id="1"
+instance of __PARAMETERS
+{
+	ReturnValue = 0;
+};
+method Set of \\HOST\root:Win32_Part.Id="1" takes input
+instance of __PARAMETERS
+{
+	ReturnValue = 5;
+};
+namespace root\empty
+)";
+
+ComPtr<IWbemLocator> Locator()
+{
+    ComPtr<IWbemLocator> locator;
+    CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
+                     locator.putVoid());
+    return locator;
+}
+
+ComPtr<IWbemServices> Connect(const wchar_t* name, HRESULT* result)
+{
+    ComPtr<IWbemServices> services;
+    *result = Locator()->ConnectServer(MakeBstr(name).get(), nullptr, nullptr, nullptr, 0, nullptr,
+                                       nullptr, services.put());
+    return services;
+}
+
+class SimulatedMachine : public testing::Test {
+protected:
+    ComPtr<IEnumWbemClassObject> Query(const wchar_t* text, HRESULT* result)
+    {
+        ComPtr<IEnumWbemClassObject> rows;
+        *result = services_->ExecQuery(MakeBstr(L"WQL").get(), MakeBstr(text).get(), 0x30, nullptr,
+                                       rows.put());
+        return rows;
+    }
+    ComPtr<IEnumWbemClassObject> Enumerate(const wchar_t* name, HRESULT* result)
+    {
+        ComPtr<IEnumWbemClassObject> rows;
+        *result = services_->CreateInstanceEnum(MakeBstr(name).get(), 1, nullptr, rows.put());
+        return rows;
+    }
+    /// Null when there is no row.
+    static ComPtr<IWbemClassObject> Next(IEnumWbemClassObject* rows, HRESULT* result)
+    {
+        ComPtr<IWbemClassObject> row;
+        ULONG returned = 0;
+        *result = rows->Next(0, 1, row.put(), &returned);
+        return row;
+    }
+    /// The type of a property and its value as text, the elements of a list separated by "|".
+    static std::wstring Read(IWbemClassObject* object, const wchar_t* name)
+    {
+        UniqueVariant value;
+        if (const HRESULT result = object->Get(name, 0, value.put(), nullptr, nullptr);
+            FAILED(result))
+            return result == kWmiNotFound ? L"not found" : L"failed";
+        std::wstring text = std::to_wstring(value.type()) + L":";
+        if ((value.type() & VT_ARRAY) == 0) {
+            UniqueVariant plain;
+            VARIANT content = value.get();
+            VariantChangeType(plain.put(), &content, VARIANT_ALPHABOOL, VT_BSTR);
+            return text.append(plain.type() == VT_BSTR ? TextOf(plain.get().bstrVal) : L"");
+        }
+        SAFEARRAY* const list = value.get().parray;
+        for (LONG at = 0; at < static_cast<LONG>(list->rgsabound[0].cElements); ++at) {
+            UniqueVariant element;
+            VARIANT* const place = element.put();
+            SafeArrayGetElement(list, &at, &place->lVal);
+            place->vt = static_cast<VARTYPE>(value.type() & ~VT_ARRAY);
+            text += place->vt == VT_BSTR ? std::wstring{TextOf(place->bstrVal)}
+                                         : std::to_wstring(place->lVal);
+            text += L"|";
+        }
+        return text;
+    }
+
+    ComApartment apartment_;
+    Simulation simulation_{kMachine};
+    HRESULT result_ = E_FAIL;
+    ComPtr<IWbemServices> services_ = Connect(L"\\\\.\\ROOT\\CIMV2", &result_);
+};
+
+TEST_F(SimulatedMachine, GivesPropertiesWithTheirTypes)
+{
+    const auto part = Next(Enumerate(L"win32_part", &result_).get(), &result_);
+    ASSERT_TRUE(part);
+    const struct {
+        const wchar_t *name, *expected;
+    } rows[] = {
+        {L"name", L"8:A \"b\"; c\\dA\n"},
+        {L"Count", L"3:-1"},
+        {L"Fitted", L"11:True"},
+        {L"Tags", L"8200:x, y|z}|"},
+        {L"Codes", L"8195:10|9|"},
+        {L"None", L"8200:"},
+        {L"Depth", L"1:"},
+        {L"Later", L"0:"},
+        {L"__PATH", L"8:\\\\HOST\\root:Win32_Part.Id=\"1\""},
+        {L"Nam", L"not found"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Read(part.get(), row.name), row.expected);
+    UniqueBstr text;
+    EXPECT_EQ(part->GetObjectText(1, text.put()), S_OK);
+    EXPECT_EQ(TextOf(text.get()),
+              L"\ninstance of Win32_Part\n{\n\tName = \"A \\\"b\\\"; c\\\\d\\x41\\n\";\n"
+              L"\tCount = 4294967295;\n\tFitted = TRUE;\n\tTags = {\"x, y\", \"z}\"};\n"
+              L"\tCodes = {10,9};\n\tNone = {};\n};\n");
+}
+
+TEST_F(SimulatedMachine, DeliversWhatIsReadyInTime)
+{
+    const auto rows = Enumerate(L"Win32_Part", &result_);
+    IWbemClassObject* slots[5]{};
+    ULONG returned = 0;
+    EXPECT_EQ(rows->Next(0, 2, slots, &returned), S_OK);
+    EXPECT_EQ(returned, 2u);
+    const ComPtr<IWbemClassObject> first{slots[0]}, unreadable{slots[1]};
+    UniqueBstr text;
+    EXPECT_EQ(unreadable->GetObjectText(1, text.put()), kWmiFailed);
+    EXPECT_EQ(Read(unreadable.get(), L"Name"), L"8:second");
+
+    EXPECT_EQ(rows->Next(50, 5, slots, &returned), WBEM_S_TIMEDOUT);
+    EXPECT_EQ(returned, 1u);
+    EXPECT_EQ(slots[0], nullptr);
+    EXPECT_EQ(rows->Next(-1, 5, slots, &returned), WBEM_S_FALSE);
+    EXPECT_EQ(returned, 1u);
+    EXPECT_EQ(Read(ComPtr{slots[0]}.get(), L"Name"), L"8:late");
+    EXPECT_EQ(rows->Next(0, 1, slots, &returned), WBEM_S_FALSE);
+    EXPECT_EQ(returned, 0u);
+}
+
+TEST_F(SimulatedMachine, AnswersQueries)
+{
+    const struct {
+        const wchar_t* query;
+        HRESULT started, fetched;
+        const wchar_t *name, *count, *id;  // of the first row
+    } rows[] = {
+        {L"SELECT * FROM Win32_Part", S_OK, S_OK, L"8:A \"b\"; c\\dA\n", L"3:-1", L"not found"},
+        {L"select Count , Id  from win32_part Where count='4294967295' ", S_OK, S_OK, L"not found",
+         L"3:-1", L"not found"},
+        {L"SELECT * FROM Win32_Part WHERE name = 'SECOND'", S_OK, S_OK, L"8:second", L"not found",
+         L"not found"},
+        {L"SELECT * FROM Win32_Part WHERE Name='third'", S_OK, WBEM_S_FALSE, {}, {}, {}},
+        {L"SELECT * FROM Win32_Nothing", S_OK, WBEM_S_FALSE, {}, {}, {}},
+        {L"SELECT * FROM Win32_Unknown", S_OK, kWmiInvalidClass, {}, {}, {}},
+        {L"Associators of {Win32_Part.Id='1'} where X=Y ", S_OK, S_OK, L"not found", L"not found",
+         L"3:7"},
+        {L"Associators of {Win32_Part.Id='1'} where X=Y", kWmiInvalidQuery, S_OK, {}, {}, {}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.query));
+        const auto answer = Query(row.query, &result_);
+        EXPECT_EQ(result_, row.started);
+        if (!answer)
+            continue;
+        const auto object = Next(answer.get(), &result_);
+        EXPECT_EQ(result_, row.fetched);
+        ASSERT_EQ(static_cast<bool>(object), row.name != nullptr);
+        if (!object)
+            continue;
+        EXPECT_EQ(Read(object.get(), L"Name"), row.name);
+        EXPECT_EQ(Read(object.get(), L"Count"), row.count);
+        EXPECT_EQ(Read(object.get(), L"Id"), row.id);
+    }
+    EXPECT_FALSE(Enumerate(L"Win32_Unknown", &result_));
+    EXPECT_EQ(result_, kWmiInvalidClass);
+    EXPECT_TRUE(Connect(L"root\\EMPTY", &result_));
+    EXPECT_FALSE(Connect(L"root\\other", &result_));
+    EXPECT_EQ(result_, kWmiInvalidNamespace);
+}
+
+TEST_F(SimulatedMachine, RunsMethods)
+{
+    ComPtr<IWbemClassObject> definition, signature, input;
+    ASSERT_EQ(
+        services_->GetObject(MakeBstr(L"Win32_Part").get(), 0, nullptr, definition.put(), nullptr),
+        S_OK);
+    EXPECT_EQ(definition->GetMethod(L"Lock", 0, signature.put(), nullptr), S_OK);
+    EXPECT_FALSE(signature);
+    EXPECT_EQ(definition->GetMethod(L"Set", 0, signature.put(), nullptr), S_OK);
+    ASSERT_TRUE(signature);
+    ASSERT_EQ(signature->SpawnInstance(0, input.put()), S_OK);
+
+    const struct {
+        const wchar_t *path, *name;
+        bool withInput;
+        const wchar_t* expected;  // null: the method fails
+    } rows[] = {
+        {L"\\\\HOST\\root:Win32_Part.Id=\"1\"", L"Lock", false, L"3:0"},
+        {L"\\\\HOST\\root:Win32_Part.Id=\"2\"", L"Lock", false, nullptr},
+        {L"\\\\HOST\\root:Win32_Part.Id=\"1\"", L"Set", false, nullptr},
+        {L"\\\\HOST\\root:Win32_Part.Id=\"1\"", L"Set", true, L"3:5"},
+    };
+    for (const auto& row : rows) {
+        ComPtr<IWbemClassObject> output;
+        result_ =
+            services_->ExecMethod(MakeBstr(row.path).get(), MakeBstr(row.name).get(), 0, nullptr,
+                                  row.withInput ? input.get() : nullptr, output.put(), nullptr);
+        EXPECT_EQ(result_, row.expected ? S_OK : kWmiInvalidMethodParameters);
+        ASSERT_EQ(static_cast<bool>(output), row.expected != nullptr);
+        if (output) {
+            EXPECT_EQ(Read(output.get(), L"ReturnValue"), row.expected);
+        }
+    }
+}
+
+TEST_F(SimulatedMachine, LetsCallsFailAndWait)
+{
+    simulation_.FailCall("IEnumWbemClassObject::Next", 2, E_OUTOFMEMORY);
+    simulation_.FailCall("IWbemServices::CreateInstanceEnum(Win32_Nothing, 0x1)", 0, E_FAIL);
+    simulation_.FailCall("IEnumWbemClassObject::QueryInterface(IClientSecurity)", 0, E_NOINTERFACE);
+    simulation_.FailCall("IWbemServices::ExecQuery", 0, S_FALSE);
+    const auto parts = Enumerate(L"Win32_Part", &result_);
+    EXPECT_TRUE(Next(parts.get(), &result_));
+    EXPECT_FALSE(Next(parts.get(), &result_));
+    EXPECT_EQ(result_, E_OUTOFMEMORY);
+    EXPECT_EQ(Read(Next(parts.get(), &result_).get(), L"Name"),
+              L"8:second");  // the row is still due
+    EXPECT_FALSE(Enumerate(L"Win32_Nothing", &result_));
+    EXPECT_EQ(CoSetProxyBlanket(parts.get(), 10, 0, nullptr, 3, 3, nullptr, 0), E_NOINTERFACE);
+    EXPECT_TRUE(Query(L"SELECT * FROM Win32_Part", &result_));
+    EXPECT_EQ(result_, S_FALSE);
+    simulation_.FailNthCall(2, E_ABORT);
+    simulation_.DelayCall("IWbemServices::CreateInstanceEnum", 100);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Enumerate(L"Win32_Part", &result_));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{90});
+    EXPECT_FALSE(Enumerate(L"Win32_Part", &result_));
+    EXPECT_EQ(result_, E_ABORT);
+}
+
+TEST_F(SimulatedMachine, TracesCallsAndCountsObjects)
+{
+    std::vector<std::string> seen;
+    simulation_.OnCall([&](const std::string& line) { seen.push_back(line); });
+    EXPECT_EQ(simulation_.LiveObjects(), 1);  // the services
+    EXPECT_EQ(CoSetProxyBlanket(services_.get(), 10, 0, nullptr, 3, 3, nullptr, 0), S_OK);
+    {
+        const auto rows = Query(L"SELECT Name FROM Win32_Part", &result_);
+        EXPECT_EQ(CoSetProxyBlanket(rows.get(), RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT,
+                                    COLE_DEFAULT_PRINCIPAL, 6, 3, nullptr, 0),
+                  S_OK);
+        const auto row = Next(rows.get(), &result_);
+        Read(row.get(), L"Größe");
+        EXPECT_EQ(simulation_.LiveObjects(), 3);
+    }
+    EXPECT_EQ(simulation_.LiveObjects(), 1);
+    const std::vector<std::string> expected{
+        "CoCreateInstance(0x1)",
+        "IWbemLocator::ConnectServer(\\\\.\\ROOT\\CIMV2, null, null, null, 0x0, null)",
+        "IWbemServices::QueryInterface(IClientSecurity)",
+        "IClientSecurity::SetBlanket(10, 0, null, 3, 3, null, 0)",
+        "IWbemServices::ExecQuery(WQL, SELECT Name FROM Win32_Part, 0x30)",
+        "IEnumWbemClassObject::QueryInterface(IClientSecurity)",
+        "IClientSecurity::SetBlanket(-1, -1, -1, 6, 3, null, 0)",
+        "IEnumWbemClassObject::Next(0, 1)",
+        "IWbemClassObject::Get(Gr\xC3\xB6\xC3\x9F"
+        "e, 0x0)",
+    };
+    EXPECT_EQ(simulation_.Trace(), expected);
+    EXPECT_EQ(seen, std::vector<std::string>(expected.begin() + 2, expected.end()));
+    EXPECT_EQ(simulation_.CallCount(), 9);
+}
+
+TEST_F(SimulatedMachine, ServesManyThreads)
+{
+    std::atomic<int> delivered = 0;
+    std::vector<std::thread> workers;
+    for (int worker = 0; worker < 13; ++worker)
+        workers.emplace_back([&] {
+            const ComApartment apartment;
+            for (int round = 0; round < 50; ++round) {
+                HRESULT result = E_FAIL;
+                const auto services = Connect(L"root\\cimv2", &result);
+                ComPtr<IEnumWbemClassObject> rows;
+                services->CreateInstanceEnum(MakeBstr(L"Win32_Part").get(), 1, nullptr, rows.put());
+                delivered += Next(rows.get(), &result) ? 1 : 0;
+            }
+        });
+    for (std::thread& worker : workers)
+        worker.join();
+    EXPECT_EQ(delivered, 650);
+    EXPECT_EQ(simulation_.LiveObjects(), 1);
+    EXPECT_EQ(simulation_.CallCount(), 2 + 650 * 4);
+}
+
+TEST_F(SimulatedMachine, LeavesOtherClassesAlone)
+{
+    ComPtr<IUnknown> link;
+    EXPECT_EQ(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                               link.putVoid()),
+              S_OK);
+    EXPECT_TRUE(link);
+    std::thread([] { EXPECT_FALSE(Locator()); }).join();  // a thread outside COM
+    EXPECT_THROW(Simulation{L"namespace root"}, std::logic_error);
+}
+
+TEST(SimulationDeathTest, DoubleReleaseEndsTheProcess)
+{
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_DEATH(
+        {
+            const ComApartment apartment;
+            const Simulation simulation{L"namespace root"};
+            Locator().get()->Release();
+        },
+        "call on a released IWbemLocator");
+}
+
+TEST(Scenario, NamesTheLineThatIsWrong)
+{
+    const struct {
+        const wchar_t* text;
+        const char* message;
+    } rows[] = {
+        {L"\ninstance of X", "scenario line 2: expected a namespace first"},
+        {L"namespace a\nclas X", "scenario line 2: expected a directive or an instance"},
+        {L"namespace a\ninstance of X\nA = 1;", "scenario line 3: expected \"{\""},
+        {L"namespace a\ninstance of X\n{\nA = 1;\n", "scenario line 4: expected \"};\""},
+        {L"namespace a\ninstance of X\n{\nA = 1\n};",
+         "scenario line 4: expected \"Name = value;\" or \"};\""},
+        {L"namespace a\ninstance of X\n{\nA = \"b;\n};",
+         "scenario line 4: expected \"Name = value;\" or \"};\""},
+        {L"namespace a\ninstance of X\n{\nA = {1, \"b\"};\n};",
+         "scenario line 4: expected \"Name = value;\" or \"};\""},
+        {L"namespace a\ninstance of X\n{\nA = 4294967296;\n};",
+         "scenario line 4: expected \"Name = value;\" or \"};\""},
+        {L"namespace a\nafter noon", "scenario line 2: expected \"after NUMBER ms\""},
+        {L"namespace a\nmethod Lock", "scenario line 2: expected \"method NAME of PATH\""},
+    };
+    for (const auto& row : rows) {
+        try {
+            const Scenario scenario{row.text};
+            ADD_FAILURE() << "accepted instead of: " << row.message;
+        } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(), row.message);
+        }
+    }
+}
+
+TEST(Scenario, IsReadFromUtf8)
+{
+    wchar_t folder[MAX_PATH]{}, path[MAX_PATH]{};
+    GetTempPathW(MAX_PATH, folder);
+    GetTempFileNameW(folder, L"sim", 0, path);
+    std::ofstream{std::filesystem::path{path}} << "\xEF\xBB\xBFnamespace f\xC3\xBCr";
+    EXPECT_EQ(LoadScenario(path), L"namespace f\x00FCr");
+    DeleteFileW(path);
+    EXPECT_THROW(LoadScenario(path), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace orrery::sim
