@@ -1,0 +1,87 @@
+# Set-up shared by the scripts beside it; sourced, never run.
+#
+#   need build|wine|test|check ...   makes sure that what these steps use is installed
+#   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
+#   start_wine                       makes the project's own Wine prefix ready
+
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd_from=$PWD
+
+# One row for each thing that a step needs: step, the command or file that shows it is there, package.
+requirements='
+build cmake                              cmake
+build ninja                              ninja-build
+build x86_64-w64-mingw32-g++-posix       g++-mingw-w64-x86-64-posix
+build /usr/include/CLI/CLI.hpp           libcli11-dev
+wine  wine                               wine
+wine  /usr/lib/wine/wine64               wine64
+test  /usr/src/googletest/CMakeLists.txt googletest
+check clang-format                       clang-format
+check clang-tidy                         clang-tidy
+'
+
+is_there() {
+    case $1 in
+        /*) [ -e "$1" ] ;;
+        *) command -v "$1" >/dev/null 2>&1 ;;
+    esac
+}
+
+need() {
+    local step sign package missing=()
+    while read -r step sign package; do
+        [ -n "$step" ] || continue
+        case " $* " in *" $step "*) ;; *) continue ;; esac
+        is_there "$sign" || missing+=("$package")
+    done <<<"$requirements"
+    [ ${#missing[@]} -gt 0 ] || return 0
+
+    local as_root=()
+    if ! command -v apt-get >/dev/null 2>&1 || [ ! -e /etc/debian_version ]; then
+        echo "$0: this is no Debian machine; install what these Debian packages hold: ${missing[*]}" >&2
+        exit 1
+    fi
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null 2>&1; then
+            echo "$0: run this as root first: apt-get install ${missing[*]}" >&2
+            exit 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing ${missing[*]} ..." >&2
+    "${as_root[@]}" apt-get update -qq >&2
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+configure() {
+    local preset=$1 cache setting name
+    shift
+    cache=$root/build/$preset/CMakeCache.txt
+    local wanted=0
+    [ -e "$root/build/$preset/build.ninja" ] || wanted=1
+    for setting in "$@"; do
+        name=${setting#-D}
+        grep -qs "^${name%%=*}:[A-Z]*=${name#*=}\$" "$cache" || wanted=1
+    done
+    [ $wanted = 0 ] || (cd "$root" && cmake --preset "$preset" "$@" --log-level=WARNING >&2)
+}
+
+# The prefix is the project's own, inside the build folder; the user's stays as it is.
+export WINEPREFIX=$root/build/wine
+export WINEDEBUG=${WINEDEBUG:--all}
+export WINEDLLOVERRIDES="mscoree,mshtml=${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
+
+start_wine() {
+    if [ ! -e "$WINEPREFIX/.ready" ]; then
+        echo "Preparing Wine in build/wine ..." >&2
+        mkdir -p "$root/build"
+        wineboot -i </dev/null >/dev/null 2>&1
+        wineserver -w
+        touch "$WINEPREFIX/.ready"
+    fi
+    # Background services must not inherit the pipes of whoever called: start them by themselves.
+    wine wineboot </dev/null >/dev/null 2>&1
+}
