@@ -2,6 +2,7 @@
 #
 #   need build|wine|test|check ...   makes sure that what these steps use is installed
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
+#   compile PRESET TARGET ...        builds targets of a configured preset
 #   start_wine                       makes the project's own Wine prefix ready
 
 set -euo pipefail
@@ -67,6 +68,14 @@ configure() {
         grep -qs "^${name%%=*}:[A-Z]*=${name#*=}\$" "$cache" || wanted=1
     done
     [ $wanted = 0 ] || (cd "$root" && cmake --preset "$preset" "$@" --log-level=WARNING >&2)
+}
+
+compile() {
+    local preset=$1
+    shift
+    # A build that has nothing to do says nothing.
+    cmake --build "$root/build/$preset" --target "$@" |
+        sed -e '/^ninja: no work to do/d' -e '/Re-checking globbed/d' >&2
 }
 
 # The prefix is the project's own, inside the build folder; the user's stays as it is.
