@@ -1,5 +1,9 @@
 #include "entry/categories.h"
 
+#include "collect/bios.h"
+#include "collect/computer_system.h"
+#include "collect/devices.h"
+#include "collect/memory.h"
 #include "wmi/class_collector.h"
 
 namespace orrery {
@@ -12,17 +16,30 @@ struct CategoryWork {
     void (*run)(CHardwareCollector* collector, CInvMap* map);
 };
 
+/// A category that is limited to 100 instances.
+template <auto Collect>
+void RunLimited(CHardwareCollector* collector, CInvMap* map)
+{
+    Collect(collector, kMaxInstances, map);
+}
+
+/// A category that is one WMI class and nothing else.
+template <const ClassDescriptor& Descriptor>
+void RunClass(CHardwareCollector* collector, CInvMap* map)
+{
+    CollectClass(collector, kMaxInstances, map, Descriptor);
+}
+
 constexpr auto kWork = std::to_array<CategoryWork>({
-    {19, [](CHardwareCollector* collector,
-            CInvMap* map) { CollectClass(collector, 1, map, descriptors::kSystemEnclosure); }},
-    {20,
-     [](CHardwareCollector* collector, CInvMap* map) {
-         CollectClass(collector, kMaxInstances, map, descriptors::kBaseBoard);
-     }},
-    {21,
-     [](CHardwareCollector* collector, CInvMap* map) {
-         CollectClass(collector, kMaxInstances, map, descriptors::kSystemSlot);
-     }},
+    {1, RunLimited<CollectVideo>},
+    {7, RunLimited<CollectProcessor>},
+    {13, RunLimited<CollectUsb>},
+    {15, CollectBios},
+    {16, CollectMemory},
+    {17, CollectComputerSystem},
+    {19, CollectEnclosure},
+    {20, RunClass<descriptors::kBaseBoard>},
+    {21, RunClass<descriptors::kSystemSlot>},
 });
 
 }  // namespace

@@ -6,17 +6,16 @@
 
 #include "entry/categories.h"
 #include "entry/run.h"
+#include "sim/facts.h"
 #include "sim/simulation.h"
 #include "support/com.h"
 
 namespace orrery {
 namespace {
 
-using Facts = std::map<std::wstring, std::wstring>;
-
 struct Outcome {
-    Facts facts;
-    int elapsedTimes = 0;
+    sim::Facts facts;
+    std::size_t elapsedTimes = 0;
 };
 
 Outcome Collect(bool threaded)
@@ -28,12 +27,9 @@ Outcome Collect(bool threaded)
         dispatcher.Dispatch(category.id, category.name);
     dispatcher.WaitAll();
     EXPECT_EQ(dispatcher.threadCount, 0);
-    Outcome outcome;
-    for (const auto& [key, object] : map.entries())
-        if (key.starts_with(L"ET\\"))
-            ++outcome.elapsedTimes;
-        else
-            outcome.facts[key] = object->value.view();
+    Outcome outcome{sim::FactsOf(map)};
+    outcome.elapsedTimes = std::erase_if(
+        outcome.facts, [](const auto& fact) { return fact.first.starts_with(L"ET\\"); });
     return outcome;
 }
 
@@ -50,8 +46,8 @@ TEST(Dispatcher, GivesTheSameFactsThreadedAndInline)
     EXPECT_EQ(threaded.facts, inlined.facts);
     EXPECT_EQ(threaded.facts.at(L"SystemEnclosure\\ChassisTypes\\0"), L"Desktop");
     EXPECT_EQ(threaded.facts.at(L"SystemSlot\\CurrentUsage\\1"), L"Available");
-    EXPECT_EQ(threaded.elapsedTimes, 13);
-    EXPECT_EQ(inlined.elapsedTimes, 13);
+    EXPECT_EQ(threaded.elapsedTimes, 13U);
+    EXPECT_EQ(inlined.elapsedTimes, 13U);
     EXPECT_EQ(simulation.LiveObjects(), 0);
 }
 
@@ -67,7 +63,7 @@ TEST(Dispatcher, KeepsEveryElapsedTimeAndNoObjectWhicheverCallFails)
         for (const bool threaded : {false, true}) {
             sim::Simulation simulation{Scenario()};
             simulation.FailNthCall(nth, E_FAIL);
-            EXPECT_EQ(Collect(threaded).elapsedTimes, 13) << "call " << nth;
+            EXPECT_EQ(Collect(threaded).elapsedTimes, 13U) << "call " << nth;
             EXPECT_EQ(simulation.LiveObjects(), 0) << "call " << nth;
         }
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "sim/facts.h"
 #include "sim/simulation.h"
 #include "wmi/session.h"
 
@@ -46,15 +47,8 @@ instance of Win32_SystemEnclosure
 };
 )";
 
-using Facts = std::map<std::wstring, std::wstring>;
-
-Facts FactsOf(const CInvMap& map)
-{
-    Facts facts;
-    for (const auto& [key, object] : map.entries())
-        facts[key] = object->value.view();
-    return facts;
-}
+using sim::Facts;
+using sim::FactsOf;
 
 std::ptrdiff_t CountOf(const std::vector<std::string>& trace, std::string_view call)
 {

@@ -1,0 +1,24 @@
+#include "collect/computer_system.h"
+
+#include <string_view>
+
+#include "native/computer_system.h"
+#include "wmi/class_collector.h"
+
+namespace orrery {
+
+void CollectComputerSystem(CHardwareCollector* collector, CInvMap* map)
+{
+    const CComputerSystem native;
+    const auto descriptor = descriptors::kComputerSystem;
+    for (auto property = PropertiesOf(descriptor); *property != nullptr; ++property)
+        if (std::wstring_view{*property} == L"Name")
+            StoreValue(collector, *property, GetPhysicalHostName(), map, 0, SectionOf(descriptor));
+}
+
+void CollectEnclosure(CHardwareCollector* collector, CInvMap* map)
+{
+    CollectClass(collector, 1, map, descriptors::kSystemEnclosure);
+}
+
+}  // namespace orrery
