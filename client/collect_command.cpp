@@ -237,9 +237,9 @@ void CollectReport(const std::wstring& report)
                            "cancelled; the report " + Quoted(path.shown) + " was not written");
 
     const CFactCounter counter = partial.Count();
-    if (counter.total() == 0)
+    if (counter.total() == 0 || !counter.endsWhole())
         throw CommandError(ExitCode::kReport, "the library " + Quoted(library.path()) +
-                                                  " wrote nothing to the report " +
+                                                  " did not write the whole report " +
                                                   Quoted(path.shown) +
                                                   "; check that the disk has space left");
     partial.Publish();

@@ -9,6 +9,12 @@ namespace {
 // The library formats a line into 1024 code units, the last of which ends the text.
 constexpr std::size_t kLongestLine = 1023;
 
+/// What the table calls a section: its name, explained where it says little.
+std::string LabelOf(const SectionCount& count)
+{
+    return count.section == "ET" ? "ET (elapsed times)" : count.section;
+}
+
 constexpr bool IsSectionCharacter(char16_t unit)
 {
     return unit > u' ' && unit < u'\x7F';
@@ -44,9 +50,14 @@ std::size_t CFactCounter::total() const noexcept
         [](std::size_t sum, const SectionCount& count) { return sum + count.facts; });
 }
 
+bool CFactCounter::endsWhole() const noexcept
+{
+    return !lowByte_ && (lineUnits_ == 0 || factUnits_ == kLongestLine);
+}
+
 void CFactCounter::AddUnit(char16_t unit)
 {
-    // Only in a value: a line that is still undecided began after a line feed, not after a cut.
+    // Only in a value: a line that is still undecided most likely began after a line feed.
     if (field_ == Field::kRest && factUnits_ == kLongestLine)
         BeginLine();
     ++lineUnits_;
@@ -98,12 +109,12 @@ std::string SummaryTable(const CFactCounter& counter)
     const std::string total = std::to_string(counter.total());
     std::size_t nameWidth = kHeading.size();
     for (const SectionCount& count : counter.sections())
-        nameWidth = std::max(nameWidth, count.section.size());
+        nameWidth = std::max(nameWidth, LabelOf(count).size());
     const std::size_t numberWidth = std::max(kFacts.size(), total.size());
 
     std::string table = Row(kHeading, nameWidth, kFacts, numberWidth);
     for (const SectionCount& count : counter.sections())
-        table += Row(count.section, nameWidth, std::to_string(count.facts), numberWidth);
+        table += Row(LabelOf(count), nameWidth, std::to_string(count.facts), numberWidth);
     return table + Row(kTotal, nameWidth, total, numberWidth);
 }
 

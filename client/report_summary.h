@@ -27,6 +27,8 @@ public:
     /// The sections in the order in which the report first names them.
     const std::vector<SectionCount>& sections() const noexcept { return sections_; }
     std::size_t total() const noexcept;
+    /// Whether the bytes so far end where a line ends, by its line feed or by the cut.
+    bool endsWhole() const noexcept;
 
 private:
     enum class Field { kSection, kIndex, kRest };

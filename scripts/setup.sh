@@ -3,12 +3,13 @@
 #   need build|wine|test|check ...   makes sure that what these steps use is installed
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
-#   start_wine                       makes the project's own Wine prefix ready
+#   make_wine_prefix                 makes the project's own Wine prefix
+#   start_wine                       the same, and starts Wine's background services
+#   heap_checks on|off               lets Wine check the heaps of the test programs
 
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-cd_from=$PWD
 
 # One row for each thing that a step needs: step, the command or file that shows it is there, package.
 requirements='
@@ -19,6 +20,7 @@ build /usr/include/CLI/CLI.hpp           libcli11-dev
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest
+check git                                git
 check clang-format                       clang-format
 check clang-tidy                         clang-tidy
 '
@@ -83,14 +85,34 @@ export WINEPREFIX=$root/build/wine
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES="mscoree,mshtml=${WINEDLLOVERRIDES:+;$WINEDLLOVERRIDES}"
 
+make_wine_prefix() {
+    [ ! -e "$WINEPREFIX/.ready" ] || return 0
+    echo "Preparing Wine in build/wine ..." >&2
+    mkdir -p "$root/build"
+    wineboot -i </dev/null >/dev/null 2>&1 || wine_fails
+    wineserver -w
+    touch "$WINEPREFIX/.ready"
+}
+
 start_wine() {
-    if [ ! -e "$WINEPREFIX/.ready" ]; then
-        echo "Preparing Wine in build/wine ..." >&2
-        mkdir -p "$root/build"
-        wineboot -i </dev/null >/dev/null 2>&1
-        wineserver -w
-        touch "$WINEPREFIX/.ready"
-    fi
+    make_wine_prefix
     # Background services must not inherit the pipes of whoever called: start them by themselves.
-    wine wineboot </dev/null >/dev/null 2>&1
+    wine wineboot </dev/null >/dev/null 2>&1 || wine_fails
+}
+
+wine_fails() {
+    echo "$0: Wine cannot use $WINEPREFIX; remove that folder, or look with WINEDEBUG=err+all" >&2
+    exit 1
+}
+
+heap_checks() {
+    local program options='HKLM\Software\Microsoft\Windows NT\CurrentVersion\Image File Execution Options'
+    for program in unit_tests.exe library_tests.exe client_tests.exe; do
+        if [ "$1" = on ]; then
+            # Checks of block tails, freed blocks and parameters.
+            wine reg add "$options\\$program" /v GlobalFlag /t REG_DWORD /d 0x70 /f
+        else
+            wine reg delete "$options\\$program" /v GlobalFlag /f
+        fi </dev/null >/dev/null 2>&1 || true
+    done
 }

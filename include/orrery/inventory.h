@@ -46,16 +46,19 @@ int32_t __stdcall GetInventory(const wchar_t* path);
  * category has ended; there is no time-out.
  *
  * @param path   null-terminated path of the report; it must end in ".tsv", in lower case, for a
- * file to be written. NULL collects without writing. A value whose bits 16 to 31 are zero is taken
- * as the identifier of a text in the library's own string table.
+ *               file to be written. NULL collects without writing. A value whose bits 16 to 31 are
+ *               zero is the identifier of a text in the library's own string table.
  * @param flags  ORRERY_FLAG_ values, or 0 for all groups
- * @return       1 when the run was not cancelled, 0 when it was. The result says nothing about the
- *               file: a path that cannot be opened leaves none and the run still returns 1.
+ * @return       1 when no cancel was asked for before all categories were handed out, else 0; then
+ *               nothing is written. A cancel that comes later leaves the result at 1 and the report
+ *               is written, but categories whose thread had not begun yet are missing from it, their
+ *               elapsed times too. The result says nothing about the file: a path that cannot be
+ *               opened leaves none and the run still returns 1.
  */
 int32_t __stdcall GetInventoryEx(const wchar_t* path, uint32_t flags);
 
 /**
- * Asks the run in progress, and every later run of this process, to stop. Callable from any thread.
+ * Asks the run in progress, and every later one, to stop. Callable from any thread.
  *
  * Categories that have not started are dropped; those that have run to their end. There is no way
  * back: to run again after a cancel, unload the library and load it anew.

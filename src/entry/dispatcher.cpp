@@ -28,7 +28,7 @@ void CHardwareDispatcher::Dispatch(std::int32_t id, const wchar_t* name)
         return;
     void* const memory = std::malloc(sizeof(CategoryJob));
     if (memory == nullptr)
-        throw std::bad_alloc{};
+        return;  // the category is left out: an exception would pull the map from under the workers
     auto* const job = new (memory) CategoryJob{id, map, name};
     if (!threaded) {
         CategoryThreadProc(job);

@@ -26,8 +26,7 @@ public:
     {}
 
     /// @param id   category number
-    /// @param name word of the elapsed-time key: a text that outlives the work, or the identifier
-    /// of
+    /// @param name word of the elapsed-time key: a text that outlives the work, or the identifier of
     ///             a string resource
     virtual void Dispatch(std::int32_t id, const wchar_t* name) = 0;
 

@@ -4,10 +4,10 @@
 
 namespace orrery {
 
-/// Whether Cancel was called in this process.
+/// Whether a cancel was asked for since the library was loaded.
 bool IsCancelled() noexcept;
 
-/// Makes this run and every later one of the process stop; there is no way back.
+/// Makes this run and every later one stop; there is no way back but a new load of the library.
 void CancelRuns() noexcept;
 
 /// One whole inventory run: collects the selected groups and writes the report.

@@ -45,7 +45,7 @@ private:
 void FillRecord(HKEY instance, const std::wstring& path, ClassNames& classNames,
                 DeviceRecord& record)
 {
-    // The default name has always been copied by 255 bytes, not characters: 127 whole ones.
+    // The default name is 255 bytes on purpose, not characters: 127 whole ones.
     constexpr std::size_t kMaxDefaultName = kMaxText / sizeof(wchar_t);
 
     record.path.Assign(path);

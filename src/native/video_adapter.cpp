@@ -27,8 +27,9 @@ UniqueKey OpenDriverKey(const std::wstring& loweredPath)
     auto key = OpenKey(HKEY_LOCAL_MACHINE, path.c_str());
     if (!key)
         return key;
-    const auto drivers = ReadText(key.get(), L"InstalledDisplayDrivers", kMaxDriverList + 1);
-    if (!drivers || drivers->size() > kMaxDriverList)
+    const auto drivers = ReadValue(key.get(), L"InstalledDisplayDrivers");
+    if (!drivers || !IsTextType(drivers->type) ||
+        drivers->bytes.size() > (kMaxDriverList + 1) * sizeof(wchar_t))  // a terminator may follow
         key.reset();
     return key;
 }

@@ -27,6 +27,7 @@ void CInvMap::Insert(const wchar_t* key, CHardwareObject* object)
     CHardwareObject*& place = entries_.try_emplace(key, nullptr).first->second;
     if (place != nullptr && place != object)
         replaced_.push_back(place);
+    std::erase(replaced_, object);  // one that was replaced may come back
     place = owned.release();
 }
 

@@ -29,7 +29,7 @@ public:
     CInvMap& operator=(const CInvMap&) = delete;
     virtual ~CInvMap();
 
-    /// Stores an object under a key and takes ownership of it. The last writer wins; an object that
+    /// Stores an object, not null, under a key and takes ownership of it. The last writer wins; one that
     /// is replaced stays valid for whoever looked it up, and is destroyed with the map.
     void Insert(const wchar_t* key, CHardwareObject* object);
 

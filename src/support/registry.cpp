@@ -61,8 +61,7 @@ std::optional<RegistryValue> ReadValue(HKEY key, const wchar_t* name)
 std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name, std::size_t maxCharacters)
 {
     const auto value = ReadValue(key, name);
-    if (!value ||
-        (value->type != REG_SZ && value->type != REG_EXPAND_SZ && value->type != REG_MULTI_SZ))
+    if (!value || !IsTextType(value->type))
         return std::nullopt;
     auto text = TextOfBytes(value->bytes);
     if (text.size() > maxCharacters)
@@ -73,7 +72,8 @@ std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name, std::size_t 
 std::wstring TextOfBytes(const std::vector<std::uint8_t>& bytes)
 {
     std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
-    std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
+    if (!text.empty())
+        std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
     if (const auto end = text.find(L'\0'); end != std::wstring::npos)
         text.resize(end);
     return text;

@@ -32,6 +32,12 @@ struct RegistryValue {
 /// @return nothing when the value is missing or may not be read
 std::optional<RegistryValue> ReadValue(HKEY key, const wchar_t* name);
 
+/// Whether values of a type hold text: REG_SZ, REG_EXPAND_SZ and REG_MULTI_SZ.
+constexpr bool IsTextType(DWORD type) noexcept
+{
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
 /// Reads a text from an open registry key: REG_SZ, REG_EXPAND_SZ (not expanded) or the first text
 /// of a REG_MULTI_SZ. A stored text need not be terminated.
 /// @param maxCharacters what is longer is cut there

@@ -27,7 +27,10 @@ std::int32_t ParseInt32(std::wstring_view text) noexcept
 
 bool EqualsIgnoringCase(std::wstring_view left, std::wstring_view right) noexcept
 {
-    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
+    if (left.size() != right.size())
+        return false;
+    return left.empty() ||
+           CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
                                 static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
 }
 

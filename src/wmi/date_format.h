@@ -7,8 +7,7 @@
 namespace orrery {
 
 /// A date and time as "2024-02-05T07:08:09"; the year is not padded.
-/// @param withZone appends the machine's present offset from UTC, such as "+05:30"; an offset of
-/// less
+/// @param withZone appends the machine's present offset from UTC, such as "+05:30"; an offset of less
 ///                 than an hour reads "+00:00"
 WideString FormatLocalDateTime(const SYSTEMTIME& time, bool withZone);
 

@@ -11,7 +11,7 @@ namespace {
 
 void ReadForceWmi()
 {
-    // Read as agents have always done, and acted on by nothing: collection is the same either way.
+    // Read on purpose although nothing acts on it: collection is the same whatever it holds.
     const UniqueKey client =
         OpenKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Veltrane Ltd\\Veltrane Orrery\\Client",
                 KEY_READ | KEY_WRITE);

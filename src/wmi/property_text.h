@@ -15,8 +15,7 @@ class CHardwareCollector;
 /// out in whole mebibytes ("Size", "FreeSpace" and "Capacity", low 32 bits), "ChassisTypes",
 /// "CurrentUsage" and "MemoryType" as names.
 /// @param collector  not used
-/// @param objectText what IWbemClassObject::GetObjectText gives: a line for each property that is
-/// not
+/// @param objectText what IWbemClassObject::GetObjectText gives: a line for each property that is not
 ///                   null, made of a tab, the name, " = ", the value and ";"
 /// @return the value; empty when the text has no such line
 WideString GetPropertyFromText(CHardwareCollector* collector, std::wstring_view propertyName,

@@ -92,18 +92,16 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
                                             instances.put())) ||
         !instances)
         return {};
-    ULONG returned = 0;
     const auto wanted = std::min<ULONG>(maxInstances, static_cast<ULONG>(slots.size()));
-    const HRESULT result = instances->Next(kBatchMilliseconds, wanted, slots.data(), &returned);
-
     std::vector<ComPtr<IWbemClassObject>> batch;
-    if (FAILED(result))
-        return batch;
-    const std::size_t count = std::min(returned, wanted);
-    batch.reserve(count);
-    for (std::size_t at = 0; at < count; ++at)
+    batch.reserve(wanted);  // before there is anything that a shortage of memory could leak
+    ULONG returned = 0;
+    const HRESULT result = instances->Next(kBatchMilliseconds, wanted, slots.data(), &returned);
+    for (std::size_t at = 0; at < std::min(returned, wanted); ++at)
         if (slots[at] != nullptr)
             batch.emplace_back(slots[at]);
+    if (FAILED(result))
+        batch.clear();
     return batch;
 }
 

@@ -128,10 +128,10 @@ TEST_F(CollectCommand, PutsTheReportInPlaceAndPrintsItsFacts)
     EXPECT_EQ(outcome.code, ExitCode::kDone) << outcome.errors;
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.output.substr(0, outcome.output.find("\nReport")),
-              "Section  Facts\n"
-              "BIOS         1\n"
-              "ET           2\n"
-              "Total        3\n");
+              "Section             Facts\n"
+              "BIOS                    1\n"
+              "ET (elapsed times)      2\n"
+              "Total                   3\n");
     EXPECT_NE(outcome.output.find("B\xC3\xBCro \xD0\x96\xE6\x97\xA5\\\xC3\xBC"
                                   "ber uns.tsv\n"),
               std::string::npos)
@@ -251,7 +251,8 @@ TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheRunGivesNone)
         ExitCode code;
         const char* expected;
     } rows[] = {
-        {L"nothing", ExitCode::kReport, "wrote nothing to the report"},
+        {L"nothing", ExitCode::kReport, "did not write the whole report"},
+        {L"cut", ExitCode::kReport, "did not write the whole report"},
         {L"refuse", ExitCode::kCancelled, "cancelled; the report"},
     };
     for (const auto& row : rows) {

@@ -1,7 +1,7 @@
 // Stands in for orrery.dll. What a run does is chosen by the environment variable ORRERY_STAND_IN:
-// "report" writes one, "nothing" reports success without one, "refuse" reports a cancelled run, and
-// "wait" writes one, waits for Cancel and reports success all the same. Built without
-// ORRERY_STAND_IN_EXPORTS it is a library that lacks the names.
+// "report" writes one, "cut" a part of it, "nothing" reports success without one, "refuse" reports a
+// cancelled run, and "wait" writes one, waits for Cancel and reports success all the same. Built
+// without ORRERY_STAND_IN_EXPORTS it is a library that lacks the names.
 #include <windows.h>
 
 #ifdef ORRERY_STAND_IN_EXPORTS
@@ -19,11 +19,11 @@ HANDLE CancelEvent()
     return event;
 }
 
-void WriteReport(const wchar_t* path)
+void WriteReport(const wchar_t* path, std::size_t missingBytes = 0)
 {
     constexpr wchar_t kReport[] = L"BIOS\t0\tVersion\t1.0\nET\t0\t\t12\nET\t0\t\t3\n";
     if (std::FILE* const file = _wfopen(path, L"wb")) {
-        std::fwrite(kReport, sizeof kReport - sizeof kReport[0], 1, file);
+        std::fwrite(kReport, sizeof kReport - sizeof kReport[0] - missingBytes, 1, file);
         std::fclose(file);
     }
 }
@@ -40,6 +40,8 @@ __declspec(dllexport) int32_t __stdcall GetInventoryEx(const wchar_t* path, uint
     CancelEvent();
     if (behaviour == L"report" || behaviour == L"wait")
         WriteReport(path);
+    if (behaviour == L"cut")
+        WriteReport(path, 3);
     if (behaviour == L"wait")
         WaitForSingleObject(CancelEvent(), 20'000);
     return behaviour == L"refuse" ? 0 : 1;

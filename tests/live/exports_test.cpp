@@ -88,6 +88,11 @@ std::vector<std::wstring> FactsOf(const std::wstring& report)
     return lines;
 }
 
+bool Holds(const std::vector<std::wstring>& lines, std::wstring_view line)
+{
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
 std::size_t ElapsedTimesOf(const std::wstring& report)
 {
     return LinesOf(report).size() - FactsOf(report).size();
@@ -126,7 +131,7 @@ TEST_F(Exports, TreatFlagsAsGroups)
             first = FactsOf(report);
         EXPECT_EQ(FactsOf(report), row.collects ? first : std::vector<std::wstring>{}) << row.flags;
     }
-    EXPECT_EQ(first.front(), L"BaseBoard\t0\tManufacturer\tHalvorsen Elektronikk");
+    EXPECT_TRUE(Holds(first, L"BaseBoard\t0\tManufacturer\tHalvorsen Elektronikk"));
 }
 
 TEST_F(Exports, WriteOnlyWhatEndsInTsv)
@@ -175,7 +180,7 @@ TEST_F(Exports, FinishTheReportWhenCancelledDuringTheWait)
     canceller.join();
     const auto report = Read(L"r.tsv");
     EXPECT_EQ(ElapsedTimesOf(report), 13U);
-    EXPECT_EQ(FactsOf(report).front(), L"BaseBoard\t0\tManufacturer\tHalvorsen Elektronikk");
+    EXPECT_TRUE(Holds(FactsOf(report), L"BaseBoard\t0\tManufacturer\tHalvorsen Elektronikk"));
 }
 
 void WINAPI OneProcessor(SYSTEM_INFO* system)

@@ -62,6 +62,7 @@ TEST(InvMap, AReplacedObjectLivesAsLongAsTheMap)
         ASSERT_EQ(map.Lookup(L"A\\B\\0", &first), 1);
         map.Insert(L"A\\B\\0", new CountedObject{&alive});
         map.Insert(L"A\\B\\0", new CountedObject{&alive});
+        map.Insert(L"A\\B\\0", first);  // back again, and still owned once
         EXPECT_EQ(alive, 3);
         first->value = L"still mine to write";
     }
