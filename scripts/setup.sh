@@ -5,7 +5,7 @@
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
 #   start_wine                       the same, and starts Wine's background services
-#   heap_checks on|off               lets Wine check the heaps of the test programs
+#   check_heap PROGRAM.exe           lets Wine check the heap of a program of that name
 
 set -euo pipefail
 
@@ -105,14 +105,10 @@ wine_fails() {
     exit 1
 }
 
-heap_checks() {
-    local program options='HKLM\Software\Microsoft\Windows NT\CurrentVersion\Image File Execution Options'
-    for program in unit_tests.exe library_tests.exe client_tests.exe; do
-        if [ "$1" = on ]; then
-            # Checks of block tails, freed blocks and parameters.
-            wine reg add "$options\\$program" /v GlobalFlag /t REG_DWORD /d 0x70 /f
-        else
-            wine reg delete "$options\\$program" /v GlobalFlag /f
-        fi </dev/null >/dev/null 2>&1 || true
-    done
+check_heap() {
+    local options='HKLM\Software\Microsoft\Windows NT\CurrentVersion\Image File Execution Options'
+    [ ! -e "$WINEPREFIX/.heap-$1" ] || return 0
+    # Checks of block tails, freed blocks and parameters, and of the whole heap at every call.
+    wine reg add "$options\\$1" /v GlobalFlag /t REG_DWORD /d 0xf0 /f </dev/null >/dev/null 2>&1
+    touch "$WINEPREFIX/.heap-$1"
 }

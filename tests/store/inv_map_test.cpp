@@ -69,7 +69,7 @@ TEST(InvMap, AReplacedObjectLivesAsLongAsTheMap)
     EXPECT_EQ(alive, 0);
 }
 
-TEST(InvMap, ThirteenWritersLoseNothing)
+TEST(InvMap, LosesNothingToThirteenThreads)
 {
     constexpr int kWriters = 13;
     constexpr int kFacts = 2000;
