@@ -4,6 +4,9 @@
 #include <cstring>
 
 namespace orrery {
+namespace {
+
+}  // namespace
 
 UniqueKey OpenKey(HKEY parent, const wchar_t* path, REGSAM access) noexcept
 {
@@ -67,6 +70,14 @@ std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name, std::size_t 
     if (text.size() > maxCharacters)
         text.resize(maxCharacters);
     return text;
+}
+
+std::optional<std::wstring> ReadTextWithin(HKEY key, const wchar_t* name, std::size_t maxBytes)
+{
+    const auto value = ReadValue(key, name);
+    if (!value || !IsTextType(value->type) || value->bytes.size() > maxBytes)
+        return std::nullopt;
+    return TextOfBytes(value->bytes);
 }
 
 std::wstring TextOfBytes(const std::vector<std::uint8_t>& bytes)

@@ -44,6 +44,11 @@ constexpr bool IsTextType(DWORD type) noexcept
 /// @return nothing when the value is missing or of another type
 std::optional<std::wstring> ReadText(HKEY key, const wchar_t* name, std::size_t maxCharacters);
 
+/// Reads a text as ReadText does, unless it is stored in more than a given number of bytes, its
+/// terminator included.
+/// @return nothing when the value is missing, of another type or too long
+std::optional<std::wstring> ReadTextWithin(HKEY key, const wchar_t* name, std::size_t maxBytes);
+
 /// The characters of raw registry bytes up to the first zero; an odd last byte is left out.
 std::wstring TextOfBytes(const std::vector<std::uint8_t>& bytes);
 
