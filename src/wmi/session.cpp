@@ -121,4 +121,35 @@ std::optional<WideString> ReadTextProperty(IWbemClassObject* object, const wchar
     return WideString{TextOf(value.get().bstrVal)};
 }
 
+std::optional<WideString> ReadNullableTextProperty(IWbemClassObject* object, const wchar_t* name)
+{
+    UniqueVariant value;
+    if (FAILED(object->Get(name, 0, value.put(), nullptr, nullptr)))
+        return std::nullopt;
+    if (value.isMissing())
+        return WideString{};
+    if (value.type() != VT_BSTR)
+        return std::nullopt;
+    return WideString{TextOf(value.get().bstrVal)};
+}
+
+std::optional<std::int32_t> ReadNumberProperty(IWbemClassObject* object, const wchar_t* name)
+{
+    UniqueVariant value;
+    if (FAILED(object->Get(name, 0, value.put(), nullptr, nullptr)))
+        return std::nullopt;
+    switch (const VARIANT& content = value.get(); content.vt) {
+        case VT_BOOL:
+            return content.boolVal != VARIANT_FALSE ? 1 : 0;
+        case VT_UI1:
+            return content.bVal;
+        case VT_I2:
+            return content.iVal;
+        case VT_I4:
+            return content.lVal;
+        default:
+            return std::nullopt;
+    }
+}
+
 }  // namespace orrery

@@ -62,4 +62,12 @@ std::optional<WideString> ObjectText(IWbemClassObject* object);
 /// @return the string as it stands; nothing when the read fails or the value is of another type
 std::optional<WideString> ReadTextProperty(IWbemClassObject* object, const wchar_t* name);
 
+/// Reads a property whose value is a string or null.
+/// @return the string, empty for null; nothing when the read fails or the value is of another type
+std::optional<WideString> ReadNullableTextProperty(IWbemClassObject* object, const wchar_t* name);
+
+/// Reads a property whose value is a number of at most 32 bits or a boolean, true being 1.
+/// @return nothing when the read fails or the value is null or of another type
+std::optional<std::int32_t> ReadNumberProperty(IWbemClassObject* object, const wchar_t* name);
+
 }  // namespace orrery
