@@ -1,9 +1,12 @@
+#include "collect/operating_system.h"
 #include "wmi/section_writer.h"
 
 namespace orrery {
 
-InstanceWriter FindSectionWriter(std::wstring_view /*section*/) noexcept
+InstanceWriter FindSectionWriter(std::wstring_view section) noexcept
 {
+    if (section == L"OperatingSystem")
+        return WriteOperatingSystemInstance;
     return nullptr;
 }
 

@@ -4,6 +4,7 @@
 #include "collect/computer_system.h"
 #include "collect/devices.h"
 #include "collect/memory.h"
+#include "collect/operating_system.h"
 #include "wmi/class_collector.h"
 
 namespace orrery {
@@ -34,6 +35,7 @@ constexpr auto kWork = std::to_array<CategoryWork>({
     {1, RunLimited<CollectVideo>},
     {7, RunLimited<CollectProcessor>},
     {13, RunLimited<CollectUsb>},
+    {14, CollectOperatingSystem},
     {15, CollectBios},
     {16, CollectMemory},
     {17, CollectComputerSystem},

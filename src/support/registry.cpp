@@ -4,10 +4,6 @@
 #include <cstring>
 
 namespace orrery {
-namespace {
-
-}  // namespace
-
 UniqueKey OpenKey(HKEY parent, const wchar_t* path, REGSAM access) noexcept
 {
     UniqueKey key;
