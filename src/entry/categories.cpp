@@ -5,6 +5,7 @@
 #include "collect/devices.h"
 #include "collect/memory.h"
 #include "collect/operating_system.h"
+#include "collect/overview.h"
 #include "wmi/class_collector.h"
 
 namespace orrery {
@@ -42,6 +43,7 @@ constexpr auto kWork = std::to_array<CategoryWork>({
     {19, CollectEnclosure},
     {20, RunClass<descriptors::kBaseBoard>},
     {21, RunClass<descriptors::kSystemSlot>},
+    {22, CollectOverview},
 });
 
 }  // namespace
