@@ -20,6 +20,7 @@ build /usr/include/CLI/CLI.hpp           libcli11-dev
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest
+test  /usr/share/zoneinfo/Asia/Kolkata   tzdata
 check git                                git
 check clang-format                       clang-format
 check clang-tidy                         clang-tidy
