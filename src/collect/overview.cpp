@@ -77,9 +77,9 @@ void ReadTpm(CHardwareCollector* /*collector*/, WideString* version, std::uint32
                       L"SELECT IsActivated_InitialValue, IsEnabled_InitialValue, SpecVersion FROM "
                       L"Win32_Tpm");
     while (const auto row = rows.Next()) {
-        if (const auto flag = ReadNumberProperty(row.get(), L"IsActivated_InitialValue"))
+        if (const auto flag = ReadIntegerProperty(row.get(), L"IsActivated_InitialValue"))
             *activated = static_cast<std::uint32_t>(*flag);
-        if (const auto flag = ReadNumberProperty(row.get(), L"IsEnabled_InitialValue"))
+        if (const auto flag = ReadIntegerProperty(row.get(), L"IsEnabled_InitialValue"))
             *enabled = static_cast<std::uint32_t>(*flag);
         if (const auto text = ReadNullableTextProperty(row.get(), L"SpecVersion"))
             *version = *text;

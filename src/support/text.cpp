@@ -25,6 +25,15 @@ std::int32_t ParseInt32(std::wstring_view text) noexcept
     return static_cast<std::int32_t>(ParseInteger(text));
 }
 
+std::wstring_view TrimBlanks(std::wstring_view text) noexcept
+{
+    while (!text.empty() && text.front() <= L' ')
+        text.remove_prefix(1);
+    while (!text.empty() && text.back() <= L' ')
+        text.remove_suffix(1);
+    return text;
+}
+
 bool EqualsIgnoringCase(std::wstring_view left, std::wstring_view right) noexcept
 {
     if (left.size() != right.size())

@@ -14,6 +14,9 @@ std::int64_t ParseInteger(std::wstring_view text) noexcept;
 /// As ParseInteger, keeping the low 32 bits.
 std::int32_t ParseInt32(std::wstring_view text) noexcept;
 
+/// The text without the characters of code 32 or less at its two ends.
+std::wstring_view TrimBlanks(std::wstring_view text) noexcept;
+
 /// Whole mebibytes of a byte count, rounded down.
 constexpr std::uint64_t ToMebibytes(std::uint64_t bytes) noexcept
 {

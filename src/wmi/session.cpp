@@ -133,23 +133,21 @@ std::optional<WideString> ReadNullableTextProperty(IWbemClassObject* object, con
     return WideString{TextOf(value.get().bstrVal)};
 }
 
-std::optional<std::int32_t> ReadNumberProperty(IWbemClassObject* object, const wchar_t* name)
+std::optional<std::int32_t> IntegerOf(const UniqueVariant& value) noexcept
+{
+    UniqueVariant number;
+    VARIANT source = value.get();  // borrows the content: not every header takes a constant here
+    if (value.isMissing() || FAILED(VariantChangeType(number.put(), &source, 0, VT_I4)))
+        return std::nullopt;
+    return static_cast<std::int32_t>(number.get().lVal);
+}
+
+std::optional<std::int32_t> ReadIntegerProperty(IWbemClassObject* object, const wchar_t* name)
 {
     UniqueVariant value;
     if (FAILED(object->Get(name, 0, value.put(), nullptr, nullptr)))
         return std::nullopt;
-    switch (const VARIANT& content = value.get(); content.vt) {
-        case VT_BOOL:
-            return content.boolVal != VARIANT_FALSE ? 1 : 0;
-        case VT_UI1:
-            return content.bVal;
-        case VT_I2:
-            return content.iVal;
-        case VT_I4:
-            return content.lVal;
-        default:
-            return std::nullopt;
-    }
+    return IntegerOf(value);
 }
 
 }  // namespace orrery

@@ -66,8 +66,13 @@ std::optional<WideString> ReadTextProperty(IWbemClassObject* object, const wchar
 /// @return the string, empty for null; nothing when the read fails or the value is of another type
 std::optional<WideString> ReadNullableTextProperty(IWbemClassObject* object, const wchar_t* name);
 
-/// Reads a property whose value is a number of at most 32 bits or a boolean, true being 1.
-/// @return nothing when the read fails or the value is null or of another type
-std::optional<std::int32_t> ReadNumberProperty(IWbemClassObject* object, const wchar_t* name);
+/// The number that a value holds or spells: WMI gives integers of up to 32 bits as VT_I4, VT_I2 or
+/// VT_UI1, wider ones as VT_BSTR; a true VT_BOOL is -1.
+/// @return nothing for an empty or null value and for one that is no number of 32 bits
+std::optional<std::int32_t> IntegerOf(const UniqueVariant& value) noexcept;
+
+/// Reads a property whose value is an integer, see IntegerOf.
+/// @return nothing when the read fails or there is no number
+std::optional<std::int32_t> ReadIntegerProperty(IWbemClassObject* object, const wchar_t* name);
 
 }  // namespace orrery
