@@ -3,6 +3,9 @@
 #include "collect/bios.h"
 #include "collect/computer_system.h"
 #include "collect/devices.h"
+#include "collect/drive_tables.h"
+#include "collect/drives.h"
+#include "collect/logical_disks.h"
 #include "collect/memory.h"
 #include "collect/operating_system.h"
 #include "collect/overview.h"
@@ -12,17 +15,26 @@ namespace orrery {
 namespace {
 
 constexpr std::uint32_t kMaxInstances = 100;
+constexpr std::uint32_t kMaxLogicalDisks = 26;
+
+void CollectDrives(CHardwareCollector* collector, CInvMap* map)
+{
+    PrepareDriveTables(collector);
+    if (CollectClass(collector, kMaxInstances, map, descriptors::kDiskDrive) == 0)
+        CollectNativeDrives(collector, kMaxInstances, map);
+    CollectLogicalDisks(collector, kMaxLogicalDisks, map);
+}
 
 struct CategoryWork {
     std::int32_t id;
     void (*run)(CHardwareCollector* collector, CInvMap* map);
 };
 
-/// A category that is limited to 100 instances.
-template <auto Collect>
+/// A category whose collector takes an upper bound on its instances.
+template <auto Collect, std::uint32_t Max = kMaxInstances>
 void RunLimited(CHardwareCollector* collector, CInvMap* map)
 {
-    Collect(collector, kMaxInstances, map);
+    Collect(collector, Max, map);
 }
 
 /// A category that is one WMI class and nothing else.
@@ -35,6 +47,8 @@ void RunClass(CHardwareCollector* collector, CInvMap* map)
 constexpr auto kWork = std::to_array<CategoryWork>({
     {1, RunLimited<CollectVideo>},
     {7, RunLimited<CollectProcessor>},
+    {9, CollectDrives},
+    {10, RunLimited<CollectLogicalDisks, kMaxLogicalDisks>},
     {13, RunLimited<CollectUsb>},
     {14, CollectOperatingSystem},
     {15, CollectBios},

@@ -1,0 +1,105 @@
+#include "collect/bitlocker.h"
+
+#include <optional>
+#include <string>
+
+#include "wmi/session.h"
+
+namespace orrery {
+namespace {
+
+constexpr const wchar_t* kVolumeClass = L"Win32_EncryptableVolume";
+constexpr const wchar_t* kLockMethod = L"GetLockStatus";
+
+/// Whether a status is 1; no value at all is a status other than 1.
+/// @return nothing when it cannot be read
+std::optional<bool> ReadStatus(IWbemClassObject* object, const wchar_t* name)
+{
+    UniqueVariant value;
+    if (FAILED(object->Get(name, 0, value.put(), nullptr, nullptr)))
+        return std::nullopt;
+    return IntegerOf(value) == 1;
+}
+
+/// Makes the input parameters of a method.
+/// @param input stays null when the method takes none
+/// @return false when a call failed
+bool MakeInput(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
+               ComPtr<IWbemClassObject>* input)
+{
+    const UniqueBstr name = MakeBstr(className);
+    ComPtr<IWbemClassObject> definition, signature;
+    if (FAILED(services->GetObject(name.get(), 0, nullptr, definition.put(), nullptr)) ||
+        !definition || FAILED(definition->GetMethod(methodName, 0, signature.put(), nullptr)))
+        return false;
+    return !signature || SUCCEEDED(signature->SpawnInstance(0, input->put()));
+}
+
+/// Asks a volume whether it is locked.
+/// @return nothing when a call failed
+std::optional<bool> ReadLocked(IWbemServices* services, IWbemClassObject* volume)
+{
+    ComPtr<IWbemClassObject> input;
+    if (!MakeInput(services, kVolumeClass, kLockMethod, &input))
+        return std::nullopt;
+    const auto path = ReadTextProperty(volume, L"__PATH");
+    if (!path)
+        return std::nullopt;
+    const UniqueBstr object = MakeBstr(*path);
+    const UniqueBstr method = MakeBstr(kLockMethod);
+    ComPtr<IWbemClassObject> output;
+    if (FAILED(services->ExecMethod(object.get(), method.get(), 0, nullptr, input.get(),
+                                    output.put(), nullptr)) ||
+        !output)
+        return std::nullopt;
+    return ReadStatus(output.get(), L"LockStatus");
+}
+
+}  // namespace
+
+BitLockerState JudgeVolume(bool isProtected, bool isLocked) noexcept
+{
+    if (isLocked)
+        return BitLockerState::kLocked;  // whether protected or not
+    return isProtected ? BitLockerState::kProtected : BitLockerState::kOpen;
+}
+
+const wchar_t* BitLockerStatusText(BitLockerState state) noexcept
+{
+    switch (state) {
+        case BitLockerState::kOpen:
+            return L"1";
+        case BitLockerState::kLocked:
+            return L"3";
+        case BitLockerState::kProtected:
+            return L"7";
+        case BitLockerState::kUnknown:
+            break;
+    }
+    return L"0";
+}
+
+BitLockerState ReadBitLockerState(std::wstring_view drive)
+{
+    BitLockerState state = BitLockerState::kUnknown;
+    const auto services = OpenSession(L"\\\\.\\root\\CIMV2\\Security\\MicrosoftVolumeEncryption",
+                                      RefusedBlanket::kKeepsSession);
+    if (!services)
+        return state;
+    // The blank at the end is part of the query.
+    std::wstring query = L"SELECT * FROM Win32_EncryptableVolume Where DriveLetter='";
+    query.append(drive).append(L"' ");
+    QueryRows volumes = Query(services.get(), query);
+    while (const auto volume = volumes.Next()) {
+        const auto isProtected = ReadStatus(volume.get(), L"ProtectionStatus");
+        if (!isProtected)
+            break;
+        const auto isLocked = ReadLocked(services.get(), volume.get());
+        if (!isLocked)
+            break;
+        state = JudgeVolume(*isProtected, *isLocked);
+    }
+    return state;
+}
+
+}  // namespace orrery
