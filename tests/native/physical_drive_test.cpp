@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "sim/detour.h"
+#include "sim/devices.h"
 
 namespace orrery {
 namespace {
 
-using sim::Detour;
 using namespace std::string_view_literals;
 
 std::span<const std::uint8_t> BytesOf(std::string_view text)
@@ -113,52 +113,32 @@ TEST(IdentifyParsing, TakesTextsAndTheSectorCountThatApplies)
     }
 }
 
-/// The ports that the replaced functions know.
-struct Ports {
-    DWORD platform = VER_PLATFORM_WIN32_NT;
-    std::set<std::wstring> openable;
-    std::set<std::string> answering;  // port and target
-    std::map<HANDLE, char> open{};
-    std::vector<std::wstring> asked{};
-    int oddCalls = 0;
-};
-Ports ports;
+/// Answers for the listed targets, with a drive of 3907029168 sectors that is named after both.
+sim::Devices::Answer DrivesAt(char port, std::string targets)
+{
+    return [=](const sim::DeviceCall& call) {
+        EXPECT_EQ(call.code, 0x4D008U);
+        EXPECT_EQ(call.input.data(), call.output.data());
+        EXPECT_EQ(call.input.size(), 60U);
+        EXPECT_EQ(call.output.size(), 557U);
+        const char target = static_cast<char>('0' + call.output[40]);
+        if (targets.find(target) == std::string::npos)
+            return false;
+        Block block{};
+        Put(block, 54, std::string{target, port});
+        Put(block, 166, "\0\x04"sv);
+        Put(block, 200, "\xB0\x88\xE0\xE8"sv);
+        std::copy(block.begin(), block.end(), call.output.begin() + 44);
+        return true;
+    };
+}
+
+DWORD platform = VER_PLATFORM_WIN32_NT;
 
 BOOL WINAPI TellPlatform(OSVERSIONINFOW* version)
 {
-    ports.oddCalls += version->dwOSVersionInfoSize == 276 ? 0 : 1;
-    version->dwPlatformId = ports.platform;
-    return TRUE;
-}
-
-HANDLE WINAPI OpenPort(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*,
-                       DWORD creation, DWORD flags, HANDLE)
-{
-    ports.asked.push_back(path);
-    ports.oddCalls += access == 0xC0000000 && share == 3 && creation == 3 && flags == 0 ? 0 : 1;
-    if (!ports.openable.contains(path))
-        return INVALID_HANDLE_VALUE;
-    const HANDLE port = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    ports.open[port] = static_cast<char>(path[8]);
-    return port;
-}
-
-/// Answers a drive whose model is its port and target, with 3907029168 sectors.
-BOOL WINAPI Answer(HANDLE port, DWORD code, void* input, DWORD inputBytes, void* output,
-                   DWORD outputBytes, DWORD*, OVERLAPPED*)
-{
-    auto* const bytes = static_cast<std::uint8_t*>(output);
-    const bool isProper = code == 0x4D008 && input == output && inputBytes == 60 &&
-                          outputBytes == 557 && bytes[38] == 0xEC;
-    ports.oddCalls += isProper ? 0 : 1;
-    const char target = static_cast<char>('0' + bytes[40]);
-    if (!ports.answering.contains({ports.open[port], target}))
-        return FALSE;
-    Block block{};
-    Put(block, 54, std::string{target, ports.open[port]});
-    Put(block, 166, "\0\x04"sv);
-    Put(block, 200, "\xB0\x88\xE0\xE8"sv);
-    std::copy(block.begin(), block.end(), bytes + 44);
+    EXPECT_EQ(version->dwOSVersionInfoSize, 276U);
+    version->dwPlatformId = platform;
     return TRUE;
 }
 
@@ -167,22 +147,21 @@ TEST(PhysicalDrive, AsksTwoTargetsOnTwoPorts)
     const std::wstring scsi0 = L"\\\\.\\Scsi0:", scsi1 = L"\\\\.\\Scsi1:";
     const struct {
         DWORD platform;
-        std::set<std::wstring> openable;
-        std::set<std::string> answering;
+        std::map<std::wstring, sim::Devices::Answer> ports;
         std::vector<WideString> models;
-        std::vector<std::wstring> asked;
     } rows[] = {
-        {2, {scsi0, scsi1}, {"00", "01", "10", "11"}, {L"00", L"01", L"10", L"11"}, {scsi0, scsi1}},
-        {2, {scsi1}, {"00", "11"}, {L"11"}, {scsi0, scsi1}},
-        {2, {scsi0}, {}, {}, {scsi0, scsi1}},
-        {2, {}, {}, {}, {scsi0, scsi1}},
-        {1, {scsi0}, {"00"}, {}, {}},
+        {2,
+         {{scsi0, DrivesAt('0', "01")}, {scsi1, DrivesAt('1', "01")}},
+         {L"00", L"01", L"10", L"11"}},
+        {2, {{scsi1, DrivesAt('1', "1")}}, {L"11"}},
+        {2, {{scsi0, DrivesAt('0', "")}}, {}},
+        {2, {}, {}},
+        {1, {{scsi0, DrivesAt('0', "01")}}, {}},
     };
     for (const auto& row : rows) {
-        ports = {.platform = row.platform, .openable = row.openable, .answering = row.answering};
-        const Detour version{L"kernel32.dll", "GetVersionExW", TellPlatform};
-        const Detour open{L"kernel32.dll", "CreateFileW", OpenPort};
-        const Detour answer{L"kernel32.dll", "DeviceIoControl", Answer};
+        platform = row.platform;
+        const sim::Detour version{L"kernel32.dll", "GetVersionExW", TellPlatform};
+        const sim::Devices devices{row.ports};
         const CPhysicalDrive drives;
         std::vector<WideString> models;
         for (std::size_t at = 0; at < drives.Count(); ++at) {
@@ -190,10 +169,8 @@ TEST(PhysicalDrive, AsksTwoTargetsOnTwoPorts)
             EXPECT_EQ(drives.SizeInMebibytes(at), L"1907729");
         }
         EXPECT_EQ(models, row.models);
-        EXPECT_EQ(ports.asked, row.asked);
-        EXPECT_EQ(ports.oddCalls, 0);
-        for (const auto& [handle, port] : ports.open)
-            EXPECT_FALSE(SetEvent(handle)) << "port " << port << " is still open";
+        EXPECT_EQ(devices.asked.size(), row.platform == 2 ? 2U : 0U);
+        EXPECT_EQ(devices.oddOpens + devices.CountOpen(), 0);
         for (const auto accessor :
              {&CPhysicalDrive::Model, &CPhysicalDrive::FirmwareRevision,
               &CPhysicalDrive::SerialNumber, &CPhysicalDrive::SizeInMebibytes})

@@ -1,0 +1,60 @@
+#include "sim/devices.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orrery::sim {
+namespace {
+
+Devices* current = nullptr;
+
+}  // namespace
+
+Devices::Devices(std::map<std::wstring, Answer> answers)
+    : answers_(std::move(answers)),
+      open_(L"kernel32.dll", "CreateFileW", &Open),
+      control_(L"kernel32.dll", "DeviceIoControl", &Control)
+{
+    current = this;
+}
+
+Devices::~Devices()
+{
+    current = nullptr;
+}
+
+int Devices::CountOpen() const
+{
+    return static_cast<int>(std::count_if(handles_.begin(), handles_.end(), [](const auto& entry) {
+        return SetEvent(entry.first) != FALSE;
+    }));
+}
+
+HANDLE WINAPI Devices::Open(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*,
+                            DWORD creation, DWORD flags, HANDLE)
+{
+    current->asked.emplace_back(path);
+    const bool isUsual = access == (GENERIC_READ | GENERIC_WRITE) &&
+                         share == (FILE_SHARE_READ | FILE_SHARE_WRITE) &&
+                         creation == OPEN_EXISTING && flags == 0;
+    current->oddOpens += isUsual ? 0 : 1;
+    const auto answer = current->answers_.find(path);
+    if (answer == current->answers_.end())
+        return INVALID_HANDLE_VALUE;
+    const HANDLE device = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    current->handles_[device] = &answer->second;
+    return device;
+}
+
+BOOL WINAPI Devices::Control(HANDLE device, DWORD code, void* input, DWORD inputBytes, void* output,
+                             DWORD outputBytes, DWORD* returned, OVERLAPPED*)
+{
+    *returned = outputBytes;
+    const DeviceCall call{.code = code,
+                          .input = {static_cast<const std::uint8_t*>(input), inputBytes},
+                          .output = {static_cast<std::uint8_t*>(output), outputBytes},
+                          .returned = returned};
+    return (*current->handles_.at(device))(call) ? TRUE : FALSE;
+}
+
+}  // namespace orrery::sim
