@@ -12,13 +12,13 @@ namespace {
 TEST(SeekPenalty, ReadsASetFlagAsSolidState)
 {
     const struct {
-        std::uint8_t flag;
         DWORD returned;
+        std::uint8_t flag;
         bool answers;
         const wchar_t* type;
     } rows[] = {
-        {1, 12, true, L"SSD"}, {0xFF, 12, true, L"SSD"}, {0, 12, true, L"HDD"},
-        {1, 8, true, L""},     {1, 13, true, L""},       {1, 12, false, L""},
+        {12, 1, true, L"SSD"}, {12, 0xFF, true, L"SSD"}, {12, 0, true, L"HDD"},
+        {8, 1, true, L""},     {13, 1, true, L""},       {12, 1, false, L""},
     };
     for (const auto& row : rows) {
         const sim::Devices devices{
