@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cwctype>
 
 namespace orrery {
@@ -46,6 +47,16 @@ bool EqualsIgnoringCase(std::wstring_view left, std::wstring_view right) noexcep
 std::wstring ToLower(std::wstring text)
 {
     CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+    return text;
+}
+
+std::wstring FromAnsi(std::span<const char> field)
+{
+    const auto size = static_cast<int>(std::find(field.begin(), field.end(), '\0') - field.begin());
+    // a byte of any code page stands for at most one code unit
+    std::wstring text(static_cast<std::size_t>(size), L'\0');
+    text.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_ACP, 0, field.data(), size, text.data(), size)));
     return text;
 }
 

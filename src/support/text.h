@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -28,5 +29,9 @@ bool EqualsIgnoringCase(std::wstring_view left, std::wstring_view right) noexcep
 
 /// The text in lower case, by the system's rules.
 std::wstring ToLower(std::wstring text);
+
+/// The text that a field holds in the system's ANSI code page, up to its first zero; a field
+/// without a zero is taken whole.
+std::wstring FromAnsi(std::span<const char> field);
 
 }  // namespace orrery
