@@ -110,6 +110,16 @@ struct MallocTraits {
 template <class T>
 using UniqueMalloc = Unique<MallocTraits<T>>;
 
+template <class T>
+struct HeapTraits {
+    using Resource = T*;
+    static Resource None() noexcept { return nullptr; }
+    static void Close(Resource block) noexcept { HeapFree(GetProcessHeap(), 0, block); }
+};
+/// A block of the process heap.
+template <class T>
+using UniqueHeapBlock = Unique<HeapTraits<T>>;
+
 /// A critical section, held by std::lock_guard like any other lockable.
 class CriticalSection {
 public:
