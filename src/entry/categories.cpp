@@ -7,6 +7,7 @@
 #include "collect/drives.h"
 #include "collect/logical_disks.h"
 #include "collect/memory.h"
+#include "collect/network.h"
 #include "collect/operating_system.h"
 #include "collect/overview.h"
 #include "wmi/class_collector.h"
@@ -17,12 +18,18 @@ namespace {
 constexpr std::uint32_t kMaxInstances = 100;
 constexpr std::uint32_t kMaxLogicalDisks = 26;
 
-void CollectDrives(CHardwareCollector* collector, CInvMap* map)
+void RunDrives(CHardwareCollector* collector, CInvMap* map)
 {
     PrepareDriveTables(collector);
     if (CollectClass(collector, kMaxInstances, map, descriptors::kDiskDrive) == 0)
         CollectNativeDrives(collector, kMaxInstances, map);
     CollectLogicalDisks(collector, kMaxLogicalDisks, map);
+}
+
+void RunNetwork(CHardwareCollector* collector, CInvMap* map)
+{
+    collector->adapterFlag = false;
+    CollectNetwork(collector, kMaxInstances, map);
 }
 
 struct CategoryWork {
@@ -45,9 +52,10 @@ void RunClass(CHardwareCollector* collector, CInvMap* map)
 }
 
 constexpr auto kWork = std::to_array<CategoryWork>({
+    {0, RunNetwork},
     {1, RunLimited<CollectVideo>},
     {7, RunLimited<CollectProcessor>},
-    {9, CollectDrives},
+    {9, RunDrives},
     {10, RunLimited<CollectLogicalDisks, kMaxLogicalDisks>},
     {13, RunLimited<CollectUsb>},
     {14, CollectOperatingSystem},

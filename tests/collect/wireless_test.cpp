@@ -1,0 +1,328 @@
+#include "collect/wireless.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "collect/network.h"
+#include "sim/ip_helper.h"
+
+namespace orrery {
+namespace {
+
+struct Network {
+    const char* ssid;
+    ULONG centerFrequency;
+    ULONG phyId = 0;  // the bytes that follow the SSID
+};
+
+struct Interface {
+    const wchar_t* description;
+    WLAN_INTERFACE_STATE state = wlan_interface_state_connected;
+    std::optional<WLAN_CONNECTION_ATTRIBUTES> connection{};
+    std::optional<ULONG> channel{};
+    std::optional<std::vector<Network>> networks{};
+};
+
+/// The WLAN service of a simulated machine.
+struct Wlan {
+    std::vector<Interface> interfaces;
+    DWORD openResult = ERROR_SUCCESS;
+    DWORD listResult = ERROR_SUCCESS;
+    DWORD connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES);
+    DWORD hiddenNetworks = 0;  // counted in a list that is too small to hold them
+    int calls = 0;
+    DOT11_BSS_TYPE networksAsked = dot11_BSS_type_any;
+    std::map<void*, std::string> blocks;  // allocated and not freed
+    std::vector<std::string> freed;
+};
+Wlan wlan;
+
+template <class T>
+T* Allocate(const char* kind, std::size_t size = sizeof(T))
+{
+    void* const block = std::calloc(1, size);
+    wlan.blocks[block] = kind;
+    return static_cast<T*>(block);
+}
+
+DWORD WINAPI OpenHandle(DWORD version, void*, DWORD* negotiated, HANDLE* client)
+{
+    ++wlan.calls;
+    *negotiated = version;
+    *client = reinterpret_cast<HANDLE>(std::uintptr_t{0x77});
+    return version == 2 ? wlan.openResult : ERROR_INVALID_PARAMETER;
+}
+
+DWORD WINAPI EnumInterfaces(HANDLE client, void*, WLAN_INTERFACE_INFO_LIST** list)
+{
+    ++wlan.calls;
+    EXPECT_EQ(client, reinterpret_cast<HANDLE>(std::uintptr_t{0x77}));
+    if (wlan.listResult != ERROR_SUCCESS)
+        return wlan.listResult;
+    const std::size_t count = wlan.interfaces.size();
+    *list = Allocate<WLAN_INTERFACE_INFO_LIST>(
+        "interfaces", sizeof(WLAN_INTERFACE_INFO_LIST) + count * sizeof(WLAN_INTERFACE_INFO));
+    (*list)->dwNumberOfItems = static_cast<DWORD>(count);
+    for (std::size_t at = 0; at < count; ++at) {
+        WLAN_INTERFACE_INFO& info = (*list)->InterfaceInfo[at];
+        info.InterfaceGuid.Data1 = static_cast<unsigned long>(at);
+        info.isState = wlan.interfaces[at].state;
+        std::wcscpy(info.strInterfaceDescription, wlan.interfaces[at].description);
+    }
+    return ERROR_SUCCESS;
+}
+
+DWORD WINAPI QueryInterface(HANDLE, const GUID* id, WLAN_INTF_OPCODE opcode, void*, DWORD* size,
+                            void** data, WLAN_OPCODE_VALUE_TYPE*)
+{
+    ++wlan.calls;
+    const Interface& asked = wlan.interfaces[id->Data1];
+    if (opcode == wlan_intf_opcode_current_connection && asked.connection) {
+        auto* const block = Allocate<WLAN_CONNECTION_ATTRIBUTES>("connection");
+        *block = *asked.connection;
+        *size = wlan.connectionSize;
+        *data = block;
+        return ERROR_SUCCESS;
+    }
+    if (opcode == wlan_intf_opcode_channel_number && asked.channel) {
+        auto* const block = Allocate<ULONG>("channel");
+        *block = *asked.channel;
+        *size = sizeof *block;
+        *data = block;
+        return ERROR_SUCCESS;
+    }
+    return ERROR_INVALID_STATE;
+}
+
+DWORD WINAPI GetNetworkBssList(HANDLE, const GUID* id, DOT11_SSID* const ssid, DOT11_BSS_TYPE type,
+                               BOOL secured, void*, WLAN_BSS_LIST** list)
+{
+    ++wlan.calls;
+    EXPECT_EQ(ssid, nullptr);
+    wlan.networksAsked = type;
+    EXPECT_FALSE(secured);
+    const auto& networks = wlan.interfaces[id->Data1].networks;
+    if (!networks)
+        return ERROR_NOT_SUPPORTED;
+    const std::size_t size = 8 + networks->size() * sizeof(WLAN_BSS_ENTRY);
+    *list = Allocate<WLAN_BSS_LIST>("networks", size);
+    (*list)->dwTotalSize = static_cast<DWORD>(size);
+    (*list)->dwNumberOfItems = static_cast<DWORD>(networks->size()) + wlan.hiddenNetworks;
+    for (std::size_t at = 0; at < networks->size(); ++at) {
+        const Network& network = (*networks)[at];
+        WLAN_BSS_ENTRY& entry = (*list)->wlanBssEntries[at];
+        std::memcpy(entry.dot11Ssid.ucSSID, network.ssid, std::strlen(network.ssid));
+        entry.uPhyId = network.phyId;
+        entry.ulChCenterFrequency = network.centerFrequency;
+    }
+    return ERROR_SUCCESS;
+}
+
+void WINAPI FreeMemory(void* block)
+{
+    ASSERT_TRUE(wlan.blocks.contains(block)) << "freed twice, or never allocated";
+    wlan.freed.push_back(wlan.blocks[block]);
+    wlan.blocks.erase(block);
+    std::free(block);
+}
+
+WLAN_CONNECTION_ATTRIBUTES Connection(
+    const char* ssid, DOT11_AUTH_ALGORITHM authentication = DOT11_AUTH_ALGO_RSNA_PSK)
+{
+    WLAN_CONNECTION_ATTRIBUTES connection{};
+    connection.isState = wlan_interface_state_connected;
+    auto& association = connection.wlanAssociationAttributes;
+    association.dot11Ssid.uSSIDLength = 1;  // not looked at
+    std::memcpy(association.dot11Ssid.ucSSID, ssid, std::strlen(ssid));
+    association.dot11BssType = dot11_BSS_type_infrastructure;
+    association.dot11PhyType = static_cast<DOT11_PHY_TYPE>(8);
+    connection.wlanSecurityAttributes.dot11AuthAlgorithm = authentication;
+    connection.wlanSecurityAttributes.dot11CipherAlgorithm = DOT11_CIPHER_ALGO_CCMP;
+    return connection;
+}
+
+class Wireless : public testing::Test {
+protected:
+    Wireless()
+    {
+        wlan = {};
+        collector.wlanOpenHandle = &OpenHandle;
+        collector.wlanEnumInterfaces = &EnumInterfaces;
+        collector.wlanQueryInterface = &QueryInterface;
+        collector.wlanGetNetworkBssList = &GetNetworkBssList;
+        collector.wlanFreeMemory = &FreeMemory;
+        collector.adapterDetails[L"One"];
+        collector.adapterDetails[L"Two"];
+    }
+
+    /// The five facts of an adapter, separated by "|".
+    std::wstring Read(const wchar_t* name)
+    {
+        ReadWirelessDetails(&collector);
+        EXPECT_TRUE(wlan.blocks.empty());
+        EXPECT_EQ(collector.adapterDetails.size(), 2U);
+        return Facts(name);
+    }
+    std::wstring Facts(const wchar_t* name)
+    {
+        const AdapterDetail& detail = collector.adapterDetails[name];
+        std::wstring facts;
+        for (const auto& fact : {detail.ssid, detail.protocol, detail.securityType,
+                                 detail.networkBand, detail.networkChannel})
+            facts.append(fact).append(L"|");
+        facts.pop_back();
+        return facts;
+    }
+
+    CHardwareCollector collector;
+    const std::string longSsid = std::string(32, 's');
+};
+
+TEST_F(Wireless, TakesTheLastMatchingNetwork)
+{
+    wlan.interfaces = {{L"One",
+                        wlan_interface_state_connected,
+                        Connection("Home"),
+                        6,
+                        {{{"Home", 5180000}, {"Home", 2437000}, {"home", 1}, {"Home2", 2}}}}};
+    EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
+    EXPECT_EQ(Facts(L"Two"), L"||||");
+    EXPECT_EQ(wlan.networksAsked, dot11_BSS_type_infrastructure);
+    EXPECT_EQ(wlan.freed,
+              (std::vector<std::string>{"connection", "interfaces", "networks", "channel"}));
+}
+
+TEST_F(Wireless, KeepsChannelAndFrequencyOfTheInterfaceBefore)
+{
+    constexpr auto kConnected = wlan_interface_state_connected;
+    wlan.interfaces = {
+        {L"One", kConnected, Connection("Home"), 6, {{{"Home", 2437000}}}},
+        {L"Two", kConnected, Connection("Work", static_cast<DOT11_AUTH_ALGORITHM>(9)), {}, {}},
+    };
+    EXPECT_EQ(Read(L"Two"), L"Work|Wi-Fi 5 (802.11ac)|Other|2437000|6");
+    EXPECT_EQ(wlan.freed, (std::vector<std::string>{"connection", "connection", "interfaces",
+                                                    "networks", "channel"}));
+    // every interface with blocks of its own: those of the first go when the second's arrive
+    wlan.freed.clear();
+    wlan.interfaces[1].channel = 0xFFFFFFFF;
+    wlan.interfaces[1].networks = {{{"Home", 1}}};
+    EXPECT_EQ(Read(L"Two"), L"Work|Wi-Fi 5 (802.11ac)|Other|2437000|-1");
+    EXPECT_EQ(wlan.freed,
+              (std::vector<std::string>{"connection", "channel", "networks", "connection",
+                                        "interfaces", "networks", "channel"}));
+    // nothing before: zero
+    wlan.interfaces.erase(wlan.interfaces.begin());
+    wlan.interfaces[0].channel.reset();
+    EXPECT_EQ(Read(L"Two"), L"Work|Wi-Fi 5 (802.11ac)|Other|0|0");
+}
+
+TEST_F(Wireless, PassesOverWhatIsNotConnected)
+{
+    WLAN_CONNECTION_ATTRIBUTES leaving = Connection("Home");
+    leaving.isState = wlan_interface_state_disconnecting;
+    wlan.interfaces = {
+        {L"One", wlan_interface_state_disconnected, Connection("Home"), 6, {}},
+        {L"One", wlan_interface_state_connected, leaving, 6, {}},
+        {L"One", wlan_interface_state_connected, {}, 6, {}},
+        {L"one", wlan_interface_state_connected, Connection("Home"), 6, {}},  // no such adapter
+    };
+    EXPECT_EQ(Read(L"One"), L"||||");
+    wlan.connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES) - 1;
+    wlan.interfaces[3].description = L"One";
+    EXPECT_EQ(Read(L"One"), L"||||");
+}
+
+TEST_F(Wireless, ReadsAFullSsidIntoTheBytesThatFollow)
+{
+    constexpr auto kConnected = wlan_interface_state_connected;
+    // the type of the network, 1, follows in the connection; the PHY number in the list
+    wlan.interfaces = {{L"One",
+                        kConnected,
+                        Connection(longSsid.c_str()),
+                        6,
+                        {{{longSsid.c_str(), 5180000, 1}, {longSsid.c_str(), 2437000, 0}}}}};
+    EXPECT_EQ(Read(L"One"),
+              std::wstring(32, L's') + L"\x01|Wi-Fi 5 (802.11ac)|WPA2-Personal|5180000|6");
+}
+
+TEST_F(Wireless, ReadsNoNetworkPastTheEndOfTheList)
+{
+    wlan.interfaces = {
+        {L"One", wlan_interface_state_connected, Connection("Home"), 6, {{{"Home", 2437000}}}}};
+    wlan.hiddenNetworks = 1000000;
+    EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
+}
+
+TEST_F(Wireless, DoesNothingWithoutTheService)
+{
+    wlan.interfaces = {{L"One", wlan_interface_state_connected, Connection("Home"), 6, {}}};
+    wlan.openResult = ERROR_ACCESS_DENIED;
+    EXPECT_EQ(Read(L"One"), L"||||");
+    EXPECT_EQ(wlan.calls, 1);
+    wlan.openResult = ERROR_SUCCESS;
+    wlan.listResult = ERROR_ACCESS_DENIED;
+    EXPECT_EQ(Read(L"One"), L"||||");
+    EXPECT_EQ(wlan.calls, 3);
+    wlan.listResult = ERROR_SUCCESS;
+
+    const auto lacks = [this](auto entry) {
+        const auto kept = std::exchange(collector.*entry, nullptr);
+        EXPECT_EQ(Read(L"One"), L"||||");
+        EXPECT_EQ(wlan.calls, 3);
+        return kept;
+    };
+    // one at a time
+    collector.wlanOpenHandle = lacks(&CHardwareCollector::wlanOpenHandle);
+    collector.wlanEnumInterfaces = lacks(&CHardwareCollector::wlanEnumInterfaces);
+    collector.wlanQueryInterface = lacks(&CHardwareCollector::wlanQueryInterface);
+    collector.wlanGetNetworkBssList = lacks(&CHardwareCollector::wlanGetNetworkBssList);
+    collector.wlanFreeMemory = lacks(&CHardwareCollector::wlanFreeMemory);
+    EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|0|6");
+}
+
+TEST_F(Wireless, ReachesTheReportThroughTheNetworkCategory)
+{
+    const sim::IpHelper ipHelper{{sim::MakeAdapter("One", {2, 0, 0, 0, 0, 1})}};
+    wlan.interfaces = {{L"One", wlan_interface_state_connected, Connection("Home"), 6, {}}};
+    CInvMap map;
+    EXPECT_EQ(CollectNetwork(&collector, 100, &map), 1);
+    EXPECT_EQ(map.entries().at(L"NetworkAdapter\\SSID\\0")->value, L"Home");
+    EXPECT_EQ(map.entries().at(L"NetworkAdapter\\NetworkChannel\\0")->value, L"6");
+    EXPECT_EQ(map.entries().at(L"NetworkAdapter\\NetworkBand\\0")->value, L"0");
+
+    // without records, which come from WMI, the service is not asked
+    wlan.calls = 0;
+    collector.adapterDetails.clear();
+    CollectNetwork(&collector, 100, &map);
+    EXPECT_EQ(wlan.calls, 0);
+}
+
+TEST(WirelessNames, FollowTheNumbersOfTheService)
+{
+    EXPECT_EQ(PhyTypeName(0), L"unknown");
+    EXPECT_EQ(PhyTypeName(1), L"FHSS");
+    EXPECT_EQ(PhyTypeName(7), L"Wi-Fi 4 (802.11n)");
+    EXPECT_EQ(PhyTypeName(10), L"Wi-Fi 6 (802.11ax)");
+    EXPECT_EQ(PhyTypeName(11), L"unknown");
+    const struct {
+        std::int32_t authentication, cipher;
+        const wchar_t* name;
+    } rows[] = {
+        {1, 0, L"Open"},   {7, 4, L"WPA2-Personal"}, {6, 4, L"WPA2-Enterprise"}, {3, 2, L"WPA"},
+        {1, 1, L"WEP-40"}, {7, 5, L"WEP-104"},       {2, 257, L"WEP"},           {9, 4, L"Other"},
+        {7, 8, L"Other"},  // GCMP
+        {7, 2, L"Other"},  {3, 4, L"Other"},         {2, 0, L"Other"},           {-1, -1, L"Other"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(SecurityName(row.authentication, row.cipher), row.name)
+            << row.authentication << " " << row.cipher;
+}
+
+}  // namespace
+}  // namespace orrery
