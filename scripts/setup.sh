@@ -5,6 +5,7 @@
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
 #   start_wine                       the same, and starts Wine's background services
+#   clone_wine FOLDER                moves on to a small copy of the prefix with a server of its own
 #   check_heap PROGRAM.exe           lets Wine check the heap of a program of that name
 
 set -euo pipefail
@@ -104,6 +105,19 @@ start_wine() {
 wine_fails() {
     echo "$0: Wine cannot use $WINEPREFIX; remove that folder, or look with WINEDEBUG=err+all" >&2
     exit 1
+}
+
+# What changes is copied, the large folders are shared.
+clone_wine() {
+    local template=$WINEPREFIX part
+    make_wine_prefix
+    export WINEPREFIX=$1
+    mkdir -p "$WINEPREFIX/drive_c"
+    cp -a "$template"/*.reg "$template/.update-timestamp" "$template/dosdevices" "$WINEPREFIX"
+    cp -a "$template/drive_c/users" "$template/drive_c/ProgramData" "$WINEPREFIX/drive_c"
+    for part in windows "Program Files"; do
+        ln -s "$template/drive_c/$part" "$WINEPREFIX/drive_c/$part"
+    done
 }
 
 check_heap() {

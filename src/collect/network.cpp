@@ -89,12 +89,12 @@ void ReadAdapterDetails(CHardwareCollector* collector)
             continue;
         AdapterDetail detail;
         detail.manufacturer = ReadTextProperty(row.get(), L"Manufacturer").value_or(WideString{});
-        detail.physicalAdapter = ReadBooleanProperty(row.get(), L"PhysicalAdapter").value_or(false)
+        detail.physicalAdapter = ReadIntegerProperty(row.get(), L"PhysicalAdapter").value_or(0) != 0
                                      ? L"Physical"
                                      : L"Logical";
         detail.speed = ReadTextProperty(row.get(), L"Speed").value_or(WideString{});
         detail.netConnectionStatus =
-            ConnectionStatusName(ReadNumberProperty(row.get(), L"NetConnectionStatus").value_or(0));
+            ConnectionStatusName(ReadIntegerProperty(row.get(), L"NetConnectionStatus").value_or(0));
         collector->adapterDetails[*name] = std::move(detail);
     }
 }

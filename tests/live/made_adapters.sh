@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Collects on a machine whose only network adapters are made to measure, and checks which of them
-# the report has and what it says of them: made_adapters.sh ORRERYCTL.EXE
+# the report has and what it says of them.
+#
+#   made_adapters.sh FOLDER     the folder of orreryctl.exe and orrery.dll
+#
 # Needs root, for a network namespace of its own; exits 77 where that is not to be had.
-program=$(realpath "$1")
+folder=$(realpath "$1")
 
 skip() {
     echo "skipped: $1"
@@ -13,15 +16,13 @@ if [ "${2:-}" != inside ]; then
     [ "$(id -u)" = 0 ] || skip "only root may make network adapters"
     command -v ip >/dev/null || skip "there is no ip command"
     unshare --net --mount true 2>/dev/null || skip "network namespaces are not allowed here"
-    exec unshare --net --mount bash "$0" "$program" inside
+    exec unshare --net --mount bash "$0" "$folder" inside
 fi
 
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
 
-template=$WINEPREFIX
-[ -e "$template/.ready" ] || start_wine
-folder=$(mktemp -d)
-trap 'WINEPREFIX=$folder/prefix wineserver -k 2>/dev/null || true; rm -rf "$folder"' EXIT
+scratch=$(mktemp -d)
+trap 'WINEPREFIX=$scratch/wine wineserver -k 2>/dev/null || true; rm -rf "$scratch"' EXIT
 
 # Two ends of a cable, as NAME:HARDWARE-ADDRESS each.
 make_pair() {
@@ -39,20 +40,13 @@ ip addr add fd00::5/64 dev lan0 nodad
 ip addr add fe80::5/64 dev lan0 nodad
 ip route add default via 192.168.7.1
 ip link set lo up  # or else Wine waits long for a print server that refuses at once here
-printf 'nameserver 192.168.7.2\nnameserver fd00::2\n' >"$folder/resolv.conf"
-mount --bind "$folder/resolv.conf" /etc/resolv.conf
+printf 'nameserver 192.168.7.2\nnameserver fd00::2\n' >"$scratch/resolv.conf"
+mount --bind "$scratch/resolv.conf" /etc/resolv.conf
 
-# The adapters are those of the place where the Wine server starts, so this needs one of its own, in
-# a copy of the prefix that shares what does not change.
-export WINEPREFIX=$folder/prefix
-mkdir -p "$WINEPREFIX/drive_c"
-cp -a "$template"/*.reg "$template/.update-timestamp" "$template/dosdevices" "$WINEPREFIX"
-cp -a "$template/drive_c/users" "$template/drive_c/ProgramData" "$WINEPREFIX/drive_c"
-for shared in windows "Program Files"; do
-    ln -s "$template/drive_c/$shared" "$WINEPREFIX/drive_c/$shared"
-done
-cd "$folder"
-wine "$program" collect made.tsv </dev/null >collect.log 2>&1 || { cat collect.log; exit 1; }
+# The adapters are those of the place where the Wine server starts.
+clone_wine "$scratch/wine"
+cd "$scratch"
+wine "$folder/orreryctl.exe" collect made.tsv </dev/null >collect.log 2>&1 || { cat collect.log; exit 1; }
 
 # One row for each adapter, in the order of their names.
 iconv -f UTF-16LE -t UTF-8 made.tsv | tr -d '\r' | awk -F'\t' '

@@ -3,17 +3,11 @@
 #
 #   prepared_drives.sh FOLDER     the folder of orreryctl.exe and orrery.dll
 #
-# The size of a volume is known, and compared, only where a file system may be mounted. Ends with 77
-# where there is no Wine.
-command -v wine >/dev/null || { echo "skipped: letters can be prepared under Wine only"; exit 77; }
-
-programs=$(cd "$1" && pwd)
+# The size of a volume is known, and compared, only where a file system may be mounted.
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
-start_wine
-template=$WINEPREFIX
 
+programs=$(realpath "$1")
 scratch=$(mktemp -d "$root/build/drives.XXXXXX")
-export WINEPREFIX=$scratch/wine
 clean_up() {
     wineserver -k 2>/dev/null || true
     mountpoint -q "$scratch/data" && umount -l "$scratch/data"
@@ -21,12 +15,10 @@ clean_up() {
 }
 trap clean_up EXIT
 
-# A machine of its own, since letters are read when the server starts; the system's files are shared.
-mkdir -p "$WINEPREFIX/drive_c" "$WINEPREFIX/dosdevices" "$scratch"/{floppy,fixed,disc,stick,share,data}
-cp -a "$template"/*.reg "$WINEPREFIX"
-cp -a "$template/.update-timestamp" "$WINEPREFIX" 2>/dev/null || true
-cp -a "$template/drive_c/users" "$template/drive_c/ProgramData" "$WINEPREFIX/drive_c"
-ln -s "$template/drive_c/windows" "$template/drive_c/Program Files" "$WINEPREFIX/drive_c"
+# Letters are read when the server starts.
+clone_wine "$scratch/wine"
+rm "$WINEPREFIX"/dosdevices/*
+mkdir "$scratch"/{floppy,fixed,disc,stick,share,data}
 cp "$programs"/orrery{ctl.exe,.dll} "$WINEPREFIX/drive_c"
 
 letter() {

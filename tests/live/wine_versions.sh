@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Checks how the report names each Windows that Wine can be set to, for a host with and one without a
 # compatibility manifest, and the time zones. Works in a Wine prefix of its own.
-# wine_versions.sh FOLDER    a folder with orrery.dll, orreryctl.exe and manifested_caller.exe
+#
+#   wine_versions.sh FOLDER     the folder of orrery.dll, orreryctl.exe and manifested_caller.exe
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
 
 programs=$(realpath "$1")
@@ -72,18 +73,6 @@ America/St_Johns|(GMT -03:30) Newfoundland % Time
 America/New_York|(GMT -05:00) Eastern % Time
 Australia/Sydney|(GMT +10:00) AUS Eastern % Time
 '
-
-# The parts of the project's prefix that change are copied, the large folders shared.
-clone_prefix() {
-    local template=$WINEPREFIX part
-    export WINEPREFIX=$scratch/wine
-    mkdir -p "$WINEPREFIX/drive_c"
-    cp -a "$template"/*.reg "$template/.update-timestamp" "$template/dosdevices" "$WINEPREFIX"
-    cp -a "$template/drive_c/users" "$template/drive_c/ProgramData" "$WINEPREFIX/drive_c"
-    for part in windows "Program Files"; do
-        ln -s "$template/drive_c/$part" "$WINEPREFIX/drive_c/$part"
-    done
-}
 
 import_registry() {
     wine reg import "$1" </dev/null >/dev/null 2>&1
@@ -173,13 +162,11 @@ check_zones() {
     done < <(grep . <<<"$zones")
 }
 
-need wine test
-start_wine
 export LC_ALL=C
 rm -rf "$scratch"
 mkdir -p "$scratch"
 cd "$scratch"
-clone_prefix
+clone_wine "$scratch/wine"
 trap 'wineserver -k || true' EXIT
 wineserver -p </dev/null >/dev/null 2>&1
 wine wineboot </dev/null >/dev/null 2>&1
