@@ -1,14 +1,16 @@
 #pragma once
 
+#ifdef _WIN32
 #include <windows.h>
+#endif
 
 #include <string>
 #include <string_view>
 
 namespace orrery {
 
-/// Has the console show UTF-8 for as long as the object lives, then restores its code page. Without
-/// a console it does nothing: pipes and files get the UTF-8 bytes as they are.
+/// Has a Windows console show UTF-8 for as long as the object lives, then restores its code page.
+/// Pipes, files and other terminals get the UTF-8 bytes as they are.
 class CUtf8Console {
 public:
     CUtf8Console() noexcept;
@@ -17,9 +19,25 @@ public:
     CUtf8Console& operator=(const CUtf8Console&) = delete;
 
 private:
-    UINT previousCodePage_;
+    unsigned previousCodePage_ = 0;
 };
 
+/// What output goes to.
+struct Terminal {
+    bool isTerminal = false;  ///< not a pipe or file
+    int columns = 80;         ///< width; 80 where it is not known
+};
+
+/// Describes standard output.
+Terminal OutputTerminal();
+
+/// Writes UTF-8 text to standard output.
+void Print(std::string_view text);
+
+/// Writes one message to standard error, led by the program's name. Callable from any thread.
+void PrintError(std::string_view message);
+
+#ifdef _WIN32
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 
@@ -28,11 +46,6 @@ std::string Quoted(std::wstring_view text);
 
 /// What the system says about an error, with its number and without the full stop.
 std::string SystemMessage(DWORD error);
-
-/// Writes UTF-8 text to standard output.
-void Print(std::string_view text);
-
-/// Writes one message to standard error, led by the program's name. Callable from any thread.
-void PrintError(std::string_view message);
+#endif
 
 }  // namespace orrery

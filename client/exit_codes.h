@@ -9,11 +9,14 @@ namespace orrery {
 /// What orreryctl returns to its caller; scripts depend on the numbers.
 enum class ExitCode : int {
     kDone = 0,
-    kUnexpected = 1,
-    kUsage = 2,
+    kNo = 1,
+    kInput = 2,
     kReport = 3,
     kLibrary = 4,
     kCancelled = 5,
+    kTimeout = 6,
+    kCrash = 7,
+    kUnexpected = 9,
 };
 
 struct ExitCodeMeaning {
@@ -24,11 +27,14 @@ struct ExitCodeMeaning {
 /// The exit codes as the help text lists them.
 inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
     {ExitCode::kDone, "done"},
-    {ExitCode::kUnexpected, "an unexpected failure, such as too little memory"},
-    {ExitCode::kUsage, "wrong usage or a bad path"},
+    {ExitCode::kNo, "get: there is no such value; diff: the reports differ"},
+    {ExitCode::kInput, "wrong usage, or a path or report that cannot be used"},
     {ExitCode::kReport, "the report cannot be written"},
     {ExitCode::kLibrary, "orrery.dll cannot be used"},
     {ExitCode::kCancelled, "cancelled, no report was written"},
+    {ExitCode::kTimeout, "the run took too long, no report was written"},
+    {ExitCode::kCrash, "the run crashed, no report was written"},
+    {ExitCode::kUnexpected, "an unexpected failure, such as too little memory"},
 });
 
 /// Ends a command: the message says what went wrong, where, and what to do about it.

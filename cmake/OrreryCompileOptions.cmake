@@ -1,8 +1,10 @@
 # One interface target carries what every target of the project is compiled with.
 add_library(orrery_options INTERFACE)
 target_compile_features(orrery_options INTERFACE cxx_std_20)
-target_compile_definitions(orrery_options INTERFACE
-  UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+if(WIN32)
+  target_compile_definitions(orrery_options INTERFACE
+    UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+endif()
 
 if(MSVC)
   target_compile_options(orrery_options INTERFACE /W4 /utf-8 /permissive-)
@@ -13,7 +15,9 @@ else()
   target_compile_options(orrery_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
   # The same sources give the same bytes: no link time in the headers, no build folder in the text.
   target_compile_options(orrery_options INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
-  target_link_options(orrery_options INTERFACE -static -Wl,--no-insert-timestamp)
+  if(WIN32)
+    target_link_options(orrery_options INTERFACE -static -Wl,--no-insert-timestamp)
+  endif()
 endif()
 
 option(ORRERY_CHECKS "Build with the run-time checks that work for Windows targets" OFF)

@@ -17,7 +17,9 @@ requirements='
 build cmake                              cmake
 build ninja                              ninja-build
 build x86_64-w64-mingw32-g++-posix       g++-mingw-w64-x86-64-posix
+build g++                                g++
 build /usr/include/CLI/CLI.hpp           libcli11-dev
+build /usr/include/nlohmann/json.hpp     nlohmann-json3-dev
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest

@@ -176,13 +176,13 @@ TEST_F(CollectCommand, RefusesAPathBeforeAnythingIsCollected)
         ExitCode code;
         const char* expected;
     } rows[] = {
-        {L"report.TSV", ExitCode::kUsage, "\"report.TSV\" does not end in \".tsv\""},
-        {L"report.tsv.txt", ExitCode::kUsage, "does not end in \".tsv\""},
-        {L"tsv", ExitCode::kUsage, "does not end in \".tsv\""},
-        {L"none\\report.tsv", ExitCode::kUsage, "create it or choose another one"},
-        {L"open.tsv\\report.tsv", ExitCode::kUsage, "create it or choose another one"},
+        {L"report.TSV", ExitCode::kInput, "\"report.TSV\" does not end in \".tsv\""},
+        {L"report.tsv.txt", ExitCode::kInput, "does not end in \".tsv\""},
+        {L"tsv", ExitCode::kInput, "does not end in \".tsv\""},
+        {L"none\\report.tsv", ExitCode::kInput, "create it or choose another one"},
+        {L"open.tsv\\report.tsv", ExitCode::kInput, "create it or choose another one"},
         {L"que?.tsv", ExitCode::kReport, "choose a folder in which you may create files"},
-        {L"folder.tsv", ExitCode::kUsage, "is a folder; give the name of a file"},
+        {L"folder.tsv", ExitCode::kInput, "is a folder; give the name of a file"},
         {L"open.tsv", ExitCode::kReport, "close the program that uses it"},
     };
     for (const auto& row : rows) {
@@ -201,12 +201,12 @@ TEST_F(CollectCommand, SaysWhichArgumentsItTakes)
         ExitCode code;
         const char* expected;
     } rows[] = {
-        {L"", ExitCode::kUsage,
+        {L"", ExitCode::kInput,
          "a command is missing\n\"orreryctl\" takes: collect, --version, --help"},
-        {L"colect pc.tsv", ExitCode::kUsage, "\"colect\" is not known here\n\"orreryctl\" takes:"},
-        {L"collect pc.tsv --fast", ExitCode::kUsage, "\"--fast\" is not known here"},
-        {L"collect front desk.tsv", ExitCode::kUsage, "put a path with spaces in quotes"},
-        {L"collect", ExitCode::kUsage, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
+        {L"colect pc.tsv", ExitCode::kInput, "\"colect\" is not known here\n\"orreryctl\" takes:"},
+        {L"collect pc.tsv --fast", ExitCode::kInput, "\"--fast\" is not known here"},
+        {L"collect front desk.tsv", ExitCode::kInput, "put a path with spaces in quotes"},
+        {L"collect", ExitCode::kInput, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
         {L"--help", ExitCode::kDone, "\n  5  cancelled"},
         {L"collect --help", ExitCode::kDone, "orreryctl collect \"C:\\Reports\\front desk.tsv\""},
         {L"--version", ExitCode::kDone, "orreryctl "},

@@ -1,4 +1,4 @@
-#include "client/report_summary.h"
+#include "client/report/summary.h"
 
 #include <gtest/gtest.h>
 

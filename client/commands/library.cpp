@@ -1,4 +1,4 @@
-#include "client/library.h"
+#include "client/commands/library.h"
 
 #include "client/console.h"
 #include "client/exit_codes.h"

@@ -1,4 +1,4 @@
-#include "client/collect_command.h"
+#include "client/commands/collect.h"
 
 #include <windows.h>
 
@@ -10,10 +10,11 @@
 #include <span>
 #include <string_view>
 
+#include "client/command_line.h"
 #include "client/console.h"
 #include "client/exit_codes.h"
-#include "client/library.h"
-#include "client/report_summary.h"
+#include "client/commands/library.h"
+#include "client/report/summary.h"
 #include "support/unique.h"
 
 namespace orrery {
@@ -56,14 +57,14 @@ std::wstring ExtendedPath(const std::wstring& absolute)
 ReportPath ResolveReport(const std::wstring& report)
 {
     if (!report.ends_with(kSuffix))
-        throw CommandError(ExitCode::kUsage, "the report's name " + Quoted(report) +
+        throw CommandError(ExitCode::kInput, "the report's name " + Quoted(report) +
                                                  " does not end in \".tsv\" in lower case; use " +
                                                  "for example \"report.tsv\"");
     ReportPath path;
     path.shown = AbsolutePath(report);
     // A name such as nul.tsv turns into that of a device.
     if (!path.shown.ends_with(kSuffix))
-        throw CommandError(ExitCode::kUsage, "the report's name " + Quoted(report) +
+        throw CommandError(ExitCode::kInput, "the report's name " + Quoted(report) +
                                                  " stands for a device; choose another name");
 
     const std::wstring tail = L"." + std::to_wstring(GetCurrentProcessId()) + L".partial.tsv";
@@ -84,14 +85,14 @@ void CheckTarget(const ReportPath& path)
     const DWORD folder = GetFileAttributesW(path.folder.c_str());
     if (const DWORD error = GetLastError(); folder == INVALID_FILE_ATTRIBUTES)
         throw CommandError(
-            ExitCode::kUsage,
+            ExitCode::kInput,
             "the folder " + Quoted(path.shown.substr(0, path.shown.rfind(L'\\') + 1)) +
                 " cannot be found: " + SystemMessage(error) + "; create it or choose another one");
     const DWORD file = GetFileAttributesW(path.file.c_str());
     if (file == INVALID_FILE_ATTRIBUTES)
         return;
     if ((file & FILE_ATTRIBUTE_DIRECTORY) != 0)
-        throw CommandError(ExitCode::kUsage, Quoted(path.shown) +
+        throw CommandError(ExitCode::kInput, Quoted(path.shown) +
                                                  " is a folder; give the name of a file, such as " +
                                                  Quoted(path.shown + L"\\report.tsv"));
     const UniqueFile earlier{CreateFileW(path.file.c_str(), GENERIC_WRITE | DELETE, kShareAll,
@@ -244,6 +245,24 @@ void CollectReport(const std::wstring& report)
                                                   "; check that the disk has space left");
     partial.Publish();
     PrintSummary(counter, path, elapsed.count());
+}
+
+void AddCollectCommand(CLI::App& app, ExitCode* /*result*/)
+{
+    CLI::App* const collect =
+        app.add_subcommand("collect", "Collect the facts of this PC into a report file");
+    const auto report = std::make_shared<std::string>();
+    collect
+        ->add_option("REPORT.tsv", *report,
+                     "The report to write; its name ends in \".tsv\" in lower case")
+        ->type_name("")
+        ->required();
+    collect->footer(
+        "An earlier report of that name is replaced when the run is complete. Ctrl+C cancels the\n"
+        "run and keeps the earlier report.\n\n"
+        "Example:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n\n" +
+        ExitCodeHelp());
+    collect->callback([report] { CollectReport(FromUtf8(*report)); });
 }
 
 }  // namespace orrery

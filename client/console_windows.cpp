@@ -31,6 +31,17 @@ CUtf8Console::~CUtf8Console()
         SetConsoleOutputCP(previousCodePage_);
 }
 
+Terminal OutputTerminal()
+{
+    Terminal terminal;
+    CONSOLE_SCREEN_BUFFER_INFO screen{};
+    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &screen)) {
+        terminal.isTerminal = true;
+        terminal.columns = screen.srWindow.Right - screen.srWindow.Left + 1;
+    }
+    return terminal;
+}
+
 std::string ToUtf8(std::wstring_view text)
 {
     const int units = static_cast<int>(text.size());

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orrery::report {
+
+/// A fact of one instance. Texts are UTF-8; what UTF-16 cannot spell is U+FFFD.
+struct Property {
+    std::string name;
+    std::string value;
+};
+
+/// One instance of a section, such as one disk; its properties in the report's order.
+struct Instance {
+    std::int32_t index = 0;
+    std::vector<Property> properties;
+
+    /// The value of a property, by its exact name.
+    /// @return null when the report has no such property, as opposed to an empty value
+    const std::string* Find(std::string_view name) const noexcept;
+};
+
+/// A section with its instances by ascending index.
+struct Section {
+    std::string name;
+    std::vector<Instance> instances;
+};
+
+/// Something in a report that is not as the library writes it, or that could not be kept as it was.
+struct Warning {
+    std::uint64_t line;  ///< from 1; 0 for the report as a whole
+    std::string text;
+};
+
+/// A whole report.
+struct Report {
+    /// In the order in which the report first names them, without the elapsed times.
+    std::vector<Section> sections;
+    /// The values of the "ET" lines, in the report's order.
+    std::vector<std::string> elapsedTimes;
+    std::vector<Warning> warnings;
+
+    const Section* Find(std::string_view name) const noexcept;
+};
+
+/// The categories behind the elapsed times of a complete run, in the order of the "ET" lines.
+extern const std::vector<std::string_view> kElapsedCategories;
+
+/// Reads a report file whole.
+/// @throws CommandError (kInput) for a file that cannot be read or is no report at all
+Report ReadReport(const std::filesystem::path& path);
+
+}  // namespace orrery::report
