@@ -68,7 +68,7 @@ void ForEachSubkey(HKEY key, const std::wstring& path, Visitor visit)
 {
     for (const auto& name : SubkeyNames(key)) {
         if (const auto subkey = OpenKey(key, name.c_str()))
-            visit(subkey.get(), path + L'\\' + name);
+            visit(subkey.get(), std::wstring{path}.append(1, L'\\').append(name));
     }
 }
 

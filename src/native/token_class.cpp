@@ -50,7 +50,7 @@ TokenClass ClassOfGroups(std::span<const TokenGroup> groups)
 UniqueHandle OpenTokenToQuery(HANDLE process)
 {
     UniqueHandle token;
-    for (const DWORD access : {TOKEN_QUERY | TOKEN_QUERY_SOURCE, TOKEN_QUERY})
+    for (const auto access : {DWORD{TOKEN_QUERY | TOKEN_QUERY_SOURCE}, DWORD{TOKEN_QUERY}})
         if (OpenProcessToken(process, access, token.put()))
             break;
     return token;

@@ -50,9 +50,9 @@ public:
 
 private:
     Entries entries_;
-    std::intptr_t reserved_ = 0;
-    std::int32_t reservedNumber_ = 0;
-    std::int32_t reservedRest_ = 0;
+    [[maybe_unused]] std::intptr_t reserved_ = 0;
+    [[maybe_unused]] std::int32_t reservedNumber_ = 0;
+    [[maybe_unused]] std::int32_t reservedRest_ = 0;
     CriticalSection lock_;
     std::uint32_t codePage_ = 0;
     std::uintptr_t unitSize_ = 1;

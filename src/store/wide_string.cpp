@@ -89,7 +89,8 @@ WideString::WideString(WideString&& other) noexcept : block_(std::exchange(other
 
 WideString& WideString::operator=(const WideString& other) noexcept
 {
-    Drop(std::exchange(block_, Share(other.block_)));
+    WideString copy = other;
+    std::swap(block_, copy.block_);
     return *this;
 }
 

@@ -69,7 +69,7 @@ TEST(FactCounter, CountsTheLinesThatBeginAFact)
          Filled(u"OS\t0\tName\t", 1019) + u"\nDevices\t0\tA\t1\n", "OS=1 Devices=1 "},
     };
     for (const auto& row : rows)
-        for (const std::size_t blockSize : {1, 3, 16384})
+        for (const std::size_t blockSize : {1U, 3U, 16384U})
             EXPECT_EQ(Counts(Bytes(row.text), blockSize), row.expected)
                 << row.what << ", blocks of " << blockSize;
 }

@@ -32,7 +32,7 @@ void WriteReport(const wchar_t* path, std::size_t missingBytes = 0)
 
 extern "C" {
 
-__declspec(dllexport) int32_t __stdcall GetInventoryEx(const wchar_t* path, uint32_t)
+int32_t __stdcall GetInventoryEx(const wchar_t* path, uint32_t)
 {
     wchar_t buffer[16] = L"";
     GetEnvironmentVariableW(L"ORRERY_STAND_IN", buffer, 16);
@@ -47,12 +47,12 @@ __declspec(dllexport) int32_t __stdcall GetInventoryEx(const wchar_t* path, uint
     return behaviour == L"refuse" ? 0 : 1;
 }
 
-__declspec(dllexport) int32_t __stdcall GetInventory(const wchar_t* path)
+int32_t __stdcall GetInventory(const wchar_t* path)
 {
     return GetInventoryEx(path, 0);
 }
 
-__declspec(dllexport) void __stdcall Cancel()
+void __stdcall Cancel()
 {
     SetEvent(CancelEvent());
 }
