@@ -82,7 +82,7 @@ void ReadAdapterDetails(CHardwareCollector* collector)
                       L"NetConnectionStatus FROM Win32_NetworkAdapter");
     while (const auto row = rows.Next()) {
         // an adapter without a hardware address gets no record; an empty address is one
-        if (!ReadTextProperty(row.get(), L"MACAddress"))
+        if (!HasProperty(row.get(), L"MACAddress"))
             continue;
         const auto name = ReadTextProperty(row.get(), L"Name");
         if (!name || name->empty())
@@ -93,8 +93,8 @@ void ReadAdapterDetails(CHardwareCollector* collector)
                                      ? L"Physical"
                                      : L"Logical";
         detail.speed = ReadTextProperty(row.get(), L"Speed").value_or(WideString{});
-        detail.netConnectionStatus =
-            ConnectionStatusName(ReadIntegerProperty(row.get(), L"NetConnectionStatus").value_or(0));
+        detail.netConnectionStatus = ConnectionStatusName(
+            ReadIntegerProperty(row.get(), L"NetConnectionStatus").value_or(0));
         collector->adapterDetails[*name] = std::move(detail);
     }
 }

@@ -21,7 +21,7 @@ std::optional<std::uint32_t> ReadMachineNumber(const wchar_t* path, const wchar_
     const UniqueKey key = OpenKey(HKEY_LOCAL_MACHINE, path);
     if (!key)
         return std::nullopt;
-    return ReadDword(key.get(), name).value_or(0);
+    return ReadNumber(key.get(), name);
 }
 
 void CollectStartTime(CHardwareCollector* collector, CInvMap* map)

@@ -71,18 +71,21 @@ struct WirelessPass {
 };
 
 /// Asks an interface, and replaces the block with the answer if there is one.
-/// @return the answer's size; 0 when there is none, or too little to hold a T
+/// @return the answer's size; 0 when there is none, or one that is said to be too small for a T
 template <class T>
 std::size_t QueryInterface(const WirelessPass& pass, const GUID& id, WLAN_INTF_OPCODE opcode,
                            WlanBlock<T>* block)
 {
     void* answer = nullptr;
     DWORD size = 0;
+    WLAN_OPCODE_VALUE_TYPE origin = wlan_opcode_value_type_invalid;
     const DWORD result = pass.collector.wlanQueryInterface(pass.client, &id, opcode, nullptr, &size,
-                                                           &answer, nullptr);
+                                                           &answer, &origin);
     if (result != ERROR_SUCCESS || answer == nullptr)
         return 0;
     *block = {static_cast<T*>(answer), WlanFree{pass.collector.wlanFreeMemory}};
+    if (size == 0)
+        return sizeof(T);  // not told: the opcode fixes the least that an answer holds
     return size < sizeof(T) ? 0 : size;
 }
 
@@ -106,11 +109,10 @@ void ReadCenterFrequency(WirelessPass& pass, const GUID& id, DOT11_BSS_TYPE bssT
         return;
     pass.networks = {list, WlanFree{pass.collector.wlanFreeMemory}};
     constexpr std::size_t kHead = offsetof(WLAN_BSS_LIST, wlanBssEntries);
-    if (list->dwTotalSize < kHead)
-        return;
-    const std::size_t room = (list->dwTotalSize - kHead) / sizeof(WLAN_BSS_ENTRY);
-    for (const auto& entry :
-         std::span{&list->wlanBssEntries[0], std::min<std::size_t>(list->dwNumberOfItems, room)})
+    std::size_t count = list->dwNumberOfItems;
+    if (const std::size_t size = list->dwTotalSize; size != 0)  // else not told
+        count = std::min(count, size < kHead ? 0 : (size - kHead) / sizeof(WLAN_BSS_ENTRY));
+    for (const auto& entry : std::span{&list->wlanBssEntries[0], count})
         if (SsidText(entry.dot11Ssid, &entry, sizeof entry) == ssid)
             pass.centerFrequency = entry.ulChCenterFrequency;
 }

@@ -122,8 +122,9 @@ WideString CLocalDrive::FileSystem(std::size_t index) const
         return {};
     const CQuietVolumeErrors quiet;
     VolumeText name{};
-    GetVolumeInformationW(roots_[index].c_str(), nullptr, 0, nullptr, nullptr, nullptr, name.data(),
-                          kMaxVolumeText);
+    if (!GetVolumeInformationW(roots_[index].c_str(), nullptr, 0, nullptr, nullptr, nullptr,
+                               name.data(), kMaxVolumeText))
+        return {};
     return name.data();
 }
 
@@ -133,8 +134,9 @@ WideString CLocalDrive::Label(std::size_t index) const
         return {};
     const CQuietVolumeErrors quiet;
     VolumeText label{};
-    GetVolumeInformationW(roots_[index].c_str(), label.data(), kMaxVolumeText, nullptr, nullptr,
-                          nullptr, nullptr, 0);
+    if (!GetVolumeInformationW(roots_[index].c_str(), label.data(), kMaxVolumeText, nullptr,
+                               nullptr, nullptr, nullptr, 0))
+        return {};
     return label.data();
 }
 
@@ -144,7 +146,9 @@ WideString CLocalDrive::SerialNumber(std::size_t index) const
         return {};
     const CQuietVolumeErrors quiet;
     DWORD serial = 0;
-    GetVolumeInformationW(roots_[index].c_str(), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0);
+    if (!GetVolumeInformationW(roots_[index].c_str(), nullptr, 0, &serial, nullptr, nullptr,
+                               nullptr, 0))
+        serial = 0;
     std::array<wchar_t, 9> text{};
     std::swprintf(text.data(), text.size(), L"%lX", serial);
     return text.data();

@@ -47,8 +47,9 @@ UniqueHeapBlock<IP_ADAPTER_ADDRESSES> ReadIPv6Adapters(decltype(&GetAdaptersAddr
     ULONG size = 0;
     for (int call = 0; call < kMaxCalls; ++call) {
         const ULONG room = size;
-        UniqueHeapBlock<IP_ADAPTER_ADDRESSES> adapters{
-            static_cast<IP_ADAPTER_ADDRESSES*>(HeapAlloc(GetProcessHeap(), 0, room))};
+        UniqueHeapBlock<IP_ADAPTER_ADDRESSES> adapters{static_cast<IP_ADAPTER_ADDRESSES*>(
+            HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY,
+                      room == 0 ? 0 : std::max<std::size_t>(room, sizeof(IP_ADAPTER_ADDRESSES))))};
         if (!adapters)
             return {};
         const ULONG result =
@@ -65,7 +66,10 @@ UniqueHeapBlock<IP_ADAPTER_ADDRESSES> ReadIPv6Adapters(decltype(&GetAdaptersAddr
 std::wstring HostText(const SOCKET_ADDRESS& address)
 {
     std::array<char, 512> text{};
-    static_cast<void>(getnameinfo(address.lpSockaddr, address.iSockaddrLength, text.data(),
+    const socklen_t length = address.iSockaddrLength != 0
+                                 ? address.iSockaddrLength
+                                 : static_cast<socklen_t>(sizeof(sockaddr_in6));
+    static_cast<void>(getnameinfo(address.lpSockaddr, length, text.data(),
                                   static_cast<DWORD>(text.size()), nullptr, 0, NI_NUMERICHOST));
     return FromAnsi(text);
 }

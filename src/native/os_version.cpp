@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "support/library.h"
 #include "support/registry.h"
 #include "support/text.h"
@@ -34,7 +37,9 @@ std::optional<OsVersion> ReadReportedVersion()
     version.major = static_cast<std::int32_t>(info.dwMajorVersion);
     version.minor = static_cast<std::int32_t>(info.dwMinorVersion);
     version.build = static_cast<std::int32_t>(info.dwBuildNumber);
-    version.servicePack = info.szCSDVersion;
+    version.servicePack.assign(std::begin(info.szCSDVersion),
+                               std::find(std::begin(info.szCSDVersion),
+                                         std::end(info.szCSDVersion), L'\0'));
     version.isExtended = isExtended;
     if (isExtended) {
         version.suites = info.wSuiteMask;
@@ -65,9 +70,7 @@ RegistryVersion ReadRegistryVersion()
     const auto text = [&key](const wchar_t* name, std::size_t maxBytes) {
         return ReadTextWithin(key.get(), name, maxBytes).value_or(std::wstring{});
     };
-    const auto number = [&key](const wchar_t* name) {
-        return ReadDword(key.get(), name).value_or(0);
-    };
+    const auto number = [&key](const wchar_t* name) { return ReadNumber(key.get(), name); };
     return {
         .currentVersion = text(L"CurrentVersion", kShortBytes),
         .currentBuildNumber = text(L"CurrentBuildNumber", kShortBytes),

@@ -4,9 +4,11 @@
 #include <ntddscsi.h>
 #include <winioctl.h>
 
+#include <algorithm>
 #include <cstring>
 #include <cwctype>
 #include <string>
+#include <utility>
 
 #include "native/platform_version.h"
 #include "support/text.h"

@@ -38,6 +38,15 @@ std::optional<std::uint32_t> ReadDword(HKEY key, const wchar_t* name) noexcept
     return number;
 }
 
+std::uint32_t ReadNumber(HKEY key, const wchar_t* name) noexcept
+{
+    DWORD number = 0;
+    DWORD bytes = sizeof number;
+    const LSTATUS status = RegQueryValueExW(key, name, nullptr, nullptr,
+                                            reinterpret_cast<BYTE*>(&number), &bytes);
+    return status == ERROR_SUCCESS ? number : 0;
+}
+
 std::optional<RegistryValue> ReadValue(HKEY key, const wchar_t* name)
 {
     // Most values fit the first guess, which saves asking for the size; one that grows between two

@@ -22,6 +22,10 @@ std::vector<std::wstring> SubkeyNames(HKEY key);
 /// @return the number; nothing when the value is missing or is not a REG_DWORD
 std::optional<std::uint32_t> ReadDword(HKEY key, const wchar_t* name) noexcept;
 
+/// Reads the first 32 bits of a value of any type, as readers do that do not ask for one.
+/// @return the number; 0 when the value is missing, may not be read or is longer than 32 bits
+std::uint32_t ReadNumber(HKEY key, const wchar_t* name) noexcept;
+
 /// A registry value as it is stored.
 struct RegistryValue {
     DWORD type = REG_NONE;

@@ -113,6 +113,12 @@ std::optional<WideString> ObjectText(IWbemClassObject* object)
     return WideString{TextOf(text.get())};
 }
 
+bool HasProperty(IWbemClassObject* object, const wchar_t* name)
+{
+    UniqueVariant value;
+    return SUCCEEDED(object->Get(name, 0, value.put(), nullptr, nullptr)) && !value.isMissing();
+}
+
 std::optional<WideString> ReadTextProperty(IWbemClassObject* object, const wchar_t* name)
 {
     UniqueVariant value;
@@ -135,6 +141,8 @@ std::optional<WideString> ReadNullableTextProperty(IWbemClassObject* object, con
 
 std::optional<std::int32_t> IntegerOf(const UniqueVariant& value) noexcept
 {
+    if (value.type() == VT_UI4)
+        return static_cast<std::int32_t>(value.get().ulVal);  // the same 32 bits, signed
     UniqueVariant number;
     VARIANT source = value.get();  // borrows the content: not every header takes a constant here
     if (value.isMissing() || FAILED(VariantChangeType(number.put(), &source, 0, VT_I4)))

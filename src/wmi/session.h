@@ -58,6 +58,9 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
 /// @return nothing when the provider cannot give it
 std::optional<WideString> ObjectText(IWbemClassObject* object);
 
+/// Whether a property can be read and is neither empty nor null.
+bool HasProperty(IWbemClassObject* object, const wchar_t* name);
+
 /// Reads a property whose value is a string (VT_BSTR).
 /// @return the string as it stands; nothing when the read fails or the value is of another type
 std::optional<WideString> ReadTextProperty(IWbemClassObject* object, const wchar_t* name);

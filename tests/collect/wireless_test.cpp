@@ -35,6 +35,7 @@ struct Wlan {
     DWORD openResult = ERROR_SUCCESS;
     DWORD listResult = ERROR_SUCCESS;
     DWORD connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES);
+    bool tellsSizes = true;
     DWORD hiddenNetworks = 0;  // counted in a list that is too small to hold them
     int calls = 0;
     DOT11_BSS_TYPE networksAsked = dot11_BSS_type_any;
@@ -79,21 +80,22 @@ DWORD WINAPI EnumInterfaces(HANDLE client, void*, WLAN_INTERFACE_INFO_LIST** lis
 }
 
 DWORD WINAPI QueryInterface(HANDLE, const GUID* id, WLAN_INTF_OPCODE opcode, void*, DWORD* size,
-                            void** data, WLAN_OPCODE_VALUE_TYPE*)
+                            void** data, WLAN_OPCODE_VALUE_TYPE* origin)
 {
+    *origin = wlan_opcode_value_type_query_only;
     ++wlan.calls;
     const Interface& asked = wlan.interfaces[id->Data1];
     if (opcode == wlan_intf_opcode_current_connection && asked.connection) {
         auto* const block = Allocate<WLAN_CONNECTION_ATTRIBUTES>("connection");
         *block = *asked.connection;
-        *size = wlan.connectionSize;
+        *size = wlan.tellsSizes ? wlan.connectionSize : 0;
         *data = block;
         return ERROR_SUCCESS;
     }
     if (opcode == wlan_intf_opcode_channel_number && asked.channel) {
         auto* const block = Allocate<ULONG>("channel");
         *block = *asked.channel;
-        *size = sizeof *block;
+        *size = wlan.tellsSizes ? sizeof *block : 0;
         *data = block;
         return ERROR_SUCCESS;
     }
@@ -112,7 +114,7 @@ DWORD WINAPI GetNetworkBssList(HANDLE, const GUID* id, DOT11_SSID* const ssid, D
         return ERROR_NOT_SUPPORTED;
     const std::size_t size = 8 + networks->size() * sizeof(WLAN_BSS_ENTRY);
     *list = Allocate<WLAN_BSS_LIST>("networks", size);
-    (*list)->dwTotalSize = static_cast<DWORD>(size);
+    (*list)->dwTotalSize = wlan.tellsSizes ? static_cast<DWORD>(size) : 0;
     (*list)->dwNumberOfItems = static_cast<DWORD>(networks->size()) + wlan.hiddenNetworks;
     for (std::size_t at = 0; at < networks->size(); ++at) {
         const Network& network = (*networks)[at];
@@ -220,6 +222,25 @@ TEST_F(Wireless, KeepsChannelAndFrequencyOfTheInterfaceBefore)
     wlan.interfaces.erase(wlan.interfaces.begin());
     wlan.interfaces[0].channel.reset();
     EXPECT_EQ(Read(L"Two"), L"Work|Wi-Fi 5 (802.11ac)|Other|0|0");
+}
+
+TEST_F(Wireless, NotesTheValuesOfAnInterfaceWithoutARecordToo)
+{
+    constexpr auto kConnected = wlan_interface_state_connected;
+    wlan.interfaces = {{L"Nobody", kConnected, Connection("Home"), 6, {{{"Home", 2437000}}}},
+                       {L"One", kConnected, Connection("Work"), {}, {}}};
+    EXPECT_EQ(Read(L"One"), L"Work|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
+}
+
+TEST_F(Wireless, TakesAnswersThatDoNotTellTheirSize)
+{
+    wlan.tellsSizes = false;
+    wlan.interfaces = {{L"One",
+                        wlan_interface_state_connected,
+                        Connection("Home"),
+                        6,
+                        {{{"Home", 5180000}, {"Home", 2437000}}}}};
+    EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
 }
 
 TEST_F(Wireless, PassesOverWhatIsNotConnected)

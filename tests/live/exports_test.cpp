@@ -246,7 +246,7 @@ TEST_F(Exports, LeaveHandlesAndMemoryFlatOverAHundredRuns)
     for (int round = 0; round < 100; ++round)
         run();
     EXPECT_LE(FreshHandle(), handle + 4 * sizeof(void*));  // a slot of slack, not one a run
-    EXPECT_LE(PrivateBytes(), bytes + 512 * 1024);
+    EXPECT_LE(PrivateBytes(), bytes + std::size_t{512} * 1024);
 }
 
 /// Reads a table of the loaded module's headers.

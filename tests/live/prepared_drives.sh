@@ -9,7 +9,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
 programs=$(realpath "$1")
 scratch=$(mktemp -d "$root/build/drives.XXXXXX")
 clean_up() {
-    wineserver -k 2>/dev/null || true
+    WINEPREFIX=$scratch/wine wineserver -k 2>/dev/null || true
     mountpoint -q "$scratch/data" && umount -l "$scratch/data"
     rm -rf "$scratch"
 }

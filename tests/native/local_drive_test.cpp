@@ -45,15 +45,13 @@ BOOL WINAPI TellVolume(const wchar_t*, wchar_t* label, DWORD labelSize, DWORD* s
                        DWORD*, wchar_t* fileSystem, DWORD fileSystemSize)
 {
     NoteErrorMode();
-    if (!volume.answers)
-        return FALSE;
     if (label != nullptr)
         wcscpy(label, labelSize == 1024 ? L"Volume \xC9" : L"wrong size");
     if (fileSystem != nullptr)
         wcscpy(fileSystem, fileSystemSize == 1024 ? L"NTFS" : L"wrong size");
     if (serial != nullptr)
         *serial = volume.serial;
-    return TRUE;
+    return volume.answers ? TRUE : FALSE;  // what a failed call wrote does not count
 }
 
 BOOL WINAPI TellSpace(const wchar_t*, ULARGE_INTEGER* callersFree, ULARGE_INTEGER* total,
