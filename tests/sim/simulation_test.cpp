@@ -310,7 +310,7 @@ TEST_F(SimulatedMachine, TracesCallsAndCountsObjects)
         "IEnumWbemClassObject::QueryInterface(IClientSecurity)",
         "IClientSecurity::SetBlanket(-1, -1, -1, 6, 3, null, 0)",
         "IEnumWbemClassObject::Next(0, 1)",
-        "IWbemClassObject::Get(Gr\xC3\xB6\xC3\x9F"
+        "IWbemClassObject::Get(Gr\xC3\xB6\xC3\x9F"  // NOLINT(bugprone-suspicious-missing-comma)
         "e, 0x0)",
     };
     EXPECT_EQ(simulation_.Trace(), expected);

@@ -37,7 +37,8 @@ TEST(WideString, EmptyTextsAreOneInstance)
     WideString moved = L"x";
     const WideString taken = std::move(moved);
     EXPECT_EQ(empty.c_str(), fromText.c_str());
-    EXPECT_EQ(empty.c_str(), moved.c_str());  // a text that was moved from is empty, not broken
+    // A text that was moved from is empty, not broken.
+    EXPECT_EQ(empty.c_str(), moved.c_str());  // NOLINT(bugprone-use-after-move,clang-analyzer-*)
     EXPECT_STREQ(empty.c_str(), L"");
     EXPECT_EQ(taken, L"x");
 }

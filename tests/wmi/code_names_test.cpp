@@ -43,8 +43,8 @@ TEST(CodeNames, NameSlotUsageAndMemoryTypes)
         L"RAM",     L"ROM",   L"FLASH",   L"EEPROM", L"FEPROM", L"EPROM", L"CDRAM",
         L"3DRAM",   L"SDRAM", L"SGRAM",   L"RDRAM",  L"DDR",    L"DDR2",  L"DDR2 FB-DIMM",
         L"DDR2",    L"DDR3",  L"Unknown", L"DDR3",   L"FBD2",   L"DDR4",  L"Unknown"};
-    for (std::uint16_t code = 0; code < std::size(types); ++code)
-        EXPECT_EQ(MemoryTypeName(code), types[code]) << code;
+    for (std::size_t code = 0; code < std::size(types); ++code)
+        EXPECT_EQ(MemoryTypeName(static_cast<std::uint16_t>(code)), types[code]) << code;
     EXPECT_EQ(MemoryTypeName(34), L"Unknown");
     EXPECT_EQ(MemoryTypeName(35), L"DDR5");
     EXPECT_EQ(MemoryTypeName(36), L"Unknown");
