@@ -73,7 +73,7 @@ configure() {
         name=${setting#-D}
         grep -qs "^${name%%=*}:[A-Z]*=${name#*=}\$" "$cache" || wanted=1
     done
-    [ $wanted = 0 ] || (cd "$root" && cmake --preset "$preset" "$@" --log-level=WARNING >&2)
+    [ $wanted = 0 ] || (cd "$root" && cmake --preset "$preset" "$@" >/dev/null)
 }
 
 compile() {

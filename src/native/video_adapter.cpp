@@ -28,7 +28,7 @@ UniqueKey OpenDriverKey(const std::wstring& loweredPath)
     if (!key)
         return key;
     const auto drivers = ReadValue(key.get(), L"InstalledDisplayDrivers");
-    if (!drivers || !IsTextType(drivers->type) ||
+    if (!drivers ||
         drivers->bytes.size() > (kMaxDriverList + 1) * sizeof(wchar_t))  // a terminator may follow
         key.reset();
     return key;

@@ -224,7 +224,7 @@ TEST(DisplayDevices, CountOncePerAttachedAdapterWithADriver)
         {"driver lists",
          {Device(L"A", L"1", L"limit"), Device(L"B", L"2", L"long"), Device(L"C", L"3", L"number"),
           Device(L"D", L"4", L"bare"), Device(L"E", L"5", L"missing")},
-         L"A "},
+         L"A C "},
         {"key outside System", {elsewhere, Device(L"D", L"id4")}, L"D "},
     };
     for (const auto& row : rows) {
