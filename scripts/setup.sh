@@ -84,6 +84,8 @@ compile() {
         sed -e '/^ninja: no work to do/d' -e '/Re-checking globbed/d' >&2
 }
 
+# Wine spells file names in the locale's characters, and a machine may have none set.
+export LC_ALL=C.UTF-8
 # The prefix is the project's own, inside the build folder; the user's stays as it is.
 export WINEPREFIX=$root/build/wine
 export WINEDEBUG=${WINEDEBUG:--all}
