@@ -2,163 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "collect/network.h"
 #include "sim/ip_helper.h"
+#include "sim/wlan.h"
 
 namespace orrery {
 namespace {
 
-struct Network {
-    const char* ssid;
-    ULONG centerFrequency;
-    ULONG phyId = 0;  // the bytes that follow the SSID
-};
-
-struct Interface {
-    const wchar_t* description;
-    WLAN_INTERFACE_STATE state = wlan_interface_state_connected;
-    std::optional<WLAN_CONNECTION_ATTRIBUTES> connection{};
-    std::optional<ULONG> channel{};
-    std::optional<std::vector<Network>> networks{};
-};
-
-/// The WLAN service of a simulated machine.
-struct Wlan {
-    std::vector<Interface> interfaces;
-    DWORD openResult = ERROR_SUCCESS;
-    DWORD listResult = ERROR_SUCCESS;
-    DWORD connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES);
-    bool tellsSizes = true;
-    DWORD hiddenNetworks = 0;  // counted in a list that is too small to hold them
-    int calls = 0;
-    DOT11_BSS_TYPE networksAsked = dot11_BSS_type_any;
-    std::map<void*, std::string> blocks;  // allocated and not freed
-    std::vector<std::string> freed;
-};
-Wlan wlan;
-
-template <class T>
-T* Allocate(const char* kind, std::size_t size = sizeof(T))
-{
-    void* const block = std::calloc(1, size);
-    wlan.blocks[block] = kind;
-    return static_cast<T*>(block);
-}
-
-DWORD WINAPI OpenHandle(DWORD version, void*, DWORD* negotiated, HANDLE* client)
-{
-    ++wlan.calls;
-    *negotiated = version;
-    *client = reinterpret_cast<HANDLE>(std::uintptr_t{0x77});
-    return version == 2 ? wlan.openResult : ERROR_INVALID_PARAMETER;
-}
-
-DWORD WINAPI EnumInterfaces(HANDLE client, void*, WLAN_INTERFACE_INFO_LIST** list)
-{
-    ++wlan.calls;
-    EXPECT_EQ(client, reinterpret_cast<HANDLE>(std::uintptr_t{0x77}));
-    if (wlan.listResult != ERROR_SUCCESS)
-        return wlan.listResult;
-    const std::size_t count = wlan.interfaces.size();
-    *list = Allocate<WLAN_INTERFACE_INFO_LIST>(
-        "interfaces", sizeof(WLAN_INTERFACE_INFO_LIST) + count * sizeof(WLAN_INTERFACE_INFO));
-    (*list)->dwNumberOfItems = static_cast<DWORD>(count);
-    for (std::size_t at = 0; at < count; ++at) {
-        WLAN_INTERFACE_INFO& info = (*list)->InterfaceInfo[at];
-        info.InterfaceGuid.Data1 = static_cast<unsigned long>(at);
-        info.isState = wlan.interfaces[at].state;
-        std::wcscpy(info.strInterfaceDescription, wlan.interfaces[at].description);
-    }
-    return ERROR_SUCCESS;
-}
-
-DWORD WINAPI QueryInterface(HANDLE, const GUID* id, WLAN_INTF_OPCODE opcode, void*, DWORD* size,
-                            void** data, WLAN_OPCODE_VALUE_TYPE* origin)
-{
-    *origin = wlan_opcode_value_type_query_only;
-    ++wlan.calls;
-    const Interface& asked = wlan.interfaces[id->Data1];
-    if (opcode == wlan_intf_opcode_current_connection && asked.connection) {
-        auto* const block = Allocate<WLAN_CONNECTION_ATTRIBUTES>("connection");
-        *block = *asked.connection;
-        *size = wlan.tellsSizes ? wlan.connectionSize : 0;
-        *data = block;
-        return ERROR_SUCCESS;
-    }
-    if (opcode == wlan_intf_opcode_channel_number && asked.channel) {
-        auto* const block = Allocate<ULONG>("channel");
-        *block = *asked.channel;
-        *size = wlan.tellsSizes ? sizeof *block : 0;
-        *data = block;
-        return ERROR_SUCCESS;
-    }
-    return ERROR_INVALID_STATE;
-}
-
-DWORD WINAPI GetNetworkBssList(HANDLE, const GUID* id, DOT11_SSID* const ssid, DOT11_BSS_TYPE type,
-                               BOOL secured, void*, WLAN_BSS_LIST** list)
-{
-    ++wlan.calls;
-    EXPECT_EQ(ssid, nullptr);
-    wlan.networksAsked = type;
-    EXPECT_FALSE(secured);
-    const auto& networks = wlan.interfaces[id->Data1].networks;
-    if (!networks)
-        return ERROR_NOT_SUPPORTED;
-    const std::size_t size = 8 + networks->size() * sizeof(WLAN_BSS_ENTRY);
-    *list = Allocate<WLAN_BSS_LIST>("networks", size);
-    (*list)->dwTotalSize = wlan.tellsSizes ? static_cast<DWORD>(size) : 0;
-    (*list)->dwNumberOfItems = static_cast<DWORD>(networks->size()) + wlan.hiddenNetworks;
-    for (std::size_t at = 0; at < networks->size(); ++at) {
-        const Network& network = (*networks)[at];
-        WLAN_BSS_ENTRY& entry = (*list)->wlanBssEntries[at];
-        std::memcpy(entry.dot11Ssid.ucSSID, network.ssid, std::strlen(network.ssid));
-        entry.uPhyId = network.phyId;
-        entry.ulChCenterFrequency = network.centerFrequency;
-    }
-    return ERROR_SUCCESS;
-}
-
-void WINAPI FreeMemory(void* block)
-{
-    ASSERT_TRUE(wlan.blocks.contains(block)) << "freed twice, or never allocated";
-    wlan.freed.push_back(wlan.blocks[block]);
-    wlan.blocks.erase(block);
-    std::free(block);
-}
-
-WLAN_CONNECTION_ATTRIBUTES Connection(
-    const char* ssid, DOT11_AUTH_ALGORITHM authentication = DOT11_AUTH_ALGO_RSNA_PSK)
-{
-    WLAN_CONNECTION_ATTRIBUTES connection{};
-    connection.isState = wlan_interface_state_connected;
-    auto& association = connection.wlanAssociationAttributes;
-    association.dot11Ssid.uSSIDLength = 1;  // not looked at
-    std::memcpy(association.dot11Ssid.ucSSID, ssid, std::strlen(ssid));
-    association.dot11BssType = dot11_BSS_type_infrastructure;
-    association.dot11PhyType = static_cast<DOT11_PHY_TYPE>(8);
-    connection.wlanSecurityAttributes.dot11AuthAlgorithm = authentication;
-    connection.wlanSecurityAttributes.dot11CipherAlgorithm = DOT11_CIPHER_ALGO_CCMP;
-    return connection;
-}
+using sim::MakeConnection;
 
 class Wireless : public testing::Test {
 protected:
     Wireless()
     {
-        wlan = {};
-        collector.wlanOpenHandle = &OpenHandle;
-        collector.wlanEnumInterfaces = &EnumInterfaces;
-        collector.wlanQueryInterface = &QueryInterface;
-        collector.wlanGetNetworkBssList = &GetNetworkBssList;
-        collector.wlanFreeMemory = &FreeMemory;
         collector.adapterDetails[L"One"];
         collector.adapterDetails[L"Two"];
     }
@@ -182,6 +42,7 @@ protected:
         return facts;
     }
 
+    sim::Wlan wlan;
     CHardwareCollector collector;
     const std::string longSsid = std::string(32, 's');
 };
@@ -190,7 +51,7 @@ TEST_F(Wireless, TakesTheLastMatchingNetwork)
 {
     wlan.interfaces = {{L"One",
                         wlan_interface_state_connected,
-                        Connection("Home"),
+                        MakeConnection("Home"),
                         6,
                         {{{"Home", 5180000}, {"Home", 2437000}, {"home", 1}, {"Home2", 2}}}}};
     EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
@@ -204,8 +65,8 @@ TEST_F(Wireless, KeepsChannelAndFrequencyOfTheInterfaceBefore)
 {
     constexpr auto kConnected = wlan_interface_state_connected;
     wlan.interfaces = {
-        {L"One", kConnected, Connection("Home"), 6, {{{"Home", 2437000}}}},
-        {L"Two", kConnected, Connection("Work", static_cast<DOT11_AUTH_ALGORITHM>(9)), {}, {}},
+        {L"One", kConnected, MakeConnection("Home"), 6, {{{"Home", 2437000}}}},
+        {L"Two", kConnected, MakeConnection("Work", static_cast<DOT11_AUTH_ALGORITHM>(9)), {}, {}},
     };
     EXPECT_EQ(Read(L"Two"), L"Work|Wi-Fi 5 (802.11ac)|Other|2437000|6");
     EXPECT_EQ(wlan.freed, (std::vector<std::string>{"connection", "connection", "interfaces",
@@ -227,8 +88,8 @@ TEST_F(Wireless, KeepsChannelAndFrequencyOfTheInterfaceBefore)
 TEST_F(Wireless, NotesTheValuesOfAnInterfaceWithoutARecordToo)
 {
     constexpr auto kConnected = wlan_interface_state_connected;
-    wlan.interfaces = {{L"Nobody", kConnected, Connection("Home"), 6, {{{"Home", 2437000}}}},
-                       {L"One", kConnected, Connection("Work"), {}, {}}};
+    wlan.interfaces = {{L"Nobody", kConnected, MakeConnection("Home"), 6, {{{"Home", 2437000}}}},
+                       {L"One", kConnected, MakeConnection("Work"), {}, {}}};
     EXPECT_EQ(Read(L"One"), L"Work|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
 }
 
@@ -237,7 +98,7 @@ TEST_F(Wireless, TakesAnswersThatDoNotTellTheirSize)
     wlan.tellsSizes = false;
     wlan.interfaces = {{L"One",
                         wlan_interface_state_connected,
-                        Connection("Home"),
+                        MakeConnection("Home"),
                         6,
                         {{{"Home", 5180000}, {"Home", 2437000}}}}};
     EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
@@ -245,13 +106,13 @@ TEST_F(Wireless, TakesAnswersThatDoNotTellTheirSize)
 
 TEST_F(Wireless, PassesOverWhatIsNotConnected)
 {
-    WLAN_CONNECTION_ATTRIBUTES leaving = Connection("Home");
+    WLAN_CONNECTION_ATTRIBUTES leaving = MakeConnection("Home");
     leaving.isState = wlan_interface_state_disconnecting;
     wlan.interfaces = {
-        {L"One", wlan_interface_state_disconnected, Connection("Home"), 6, {}},
+        {L"One", wlan_interface_state_disconnected, MakeConnection("Home"), 6, {}},
         {L"One", wlan_interface_state_connected, leaving, 6, {}},
         {L"One", wlan_interface_state_connected, {}, 6, {}},
-        {L"one", wlan_interface_state_connected, Connection("Home"), 6, {}},  // no such adapter
+        {L"one", wlan_interface_state_connected, MakeConnection("Home"), 6, {}},  // no such adapter
     };
     EXPECT_EQ(Read(L"One"), L"||||");
     wlan.connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES) - 1;
@@ -265,7 +126,7 @@ TEST_F(Wireless, ReadsAFullSsidIntoTheBytesThatFollow)
     // the type of the network, 1, follows in the connection; the PHY number in the list
     wlan.interfaces = {{L"One",
                         kConnected,
-                        Connection(longSsid.c_str()),
+                        MakeConnection(longSsid.c_str()),
                         6,
                         {{{longSsid.c_str(), 5180000, 1}, {longSsid.c_str(), 2437000, 0}}}}};
     EXPECT_EQ(Read(L"One"),
@@ -275,14 +136,14 @@ TEST_F(Wireless, ReadsAFullSsidIntoTheBytesThatFollow)
 TEST_F(Wireless, ReadsNoNetworkPastTheEndOfTheList)
 {
     wlan.interfaces = {
-        {L"One", wlan_interface_state_connected, Connection("Home"), 6, {{{"Home", 2437000}}}}};
+        {L"One", wlan_interface_state_connected, MakeConnection("Home"), 6, {{{"Home", 2437000}}}}};
     wlan.hiddenNetworks = 1000000;
     EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
 }
 
 TEST_F(Wireless, DoesNothingWithoutTheService)
 {
-    wlan.interfaces = {{L"One", wlan_interface_state_connected, Connection("Home"), 6, {}}};
+    wlan.interfaces = {{L"One", wlan_interface_state_connected, MakeConnection("Home"), 6, {}}};
     wlan.openResult = ERROR_ACCESS_DENIED;
     EXPECT_EQ(Read(L"One"), L"||||");
     EXPECT_EQ(wlan.calls, 1);
@@ -310,7 +171,7 @@ TEST_F(Wireless, DoesNothingWithoutTheService)
 TEST_F(Wireless, ReachesTheReportThroughTheNetworkCategory)
 {
     const sim::IpHelper ipHelper{{sim::MakeAdapter("One", {2, 0, 0, 0, 0, 1})}};
-    wlan.interfaces = {{L"One", wlan_interface_state_connected, Connection("Home"), 6, {}}};
+    wlan.interfaces = {{L"One", wlan_interface_state_connected, MakeConnection("Home"), 6, {}}};
     CInvMap map;
     EXPECT_EQ(CollectNetwork(&collector, 100, &map), 1);
     EXPECT_EQ(map.entries().at(L"NetworkAdapter\\SSID\\0")->value, L"Home");

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <windows.h>
+#include <wlanapi.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sim/detour.h"
+
+namespace orrery::sim {
+
+/// A connection that uses this network.
+WLAN_CONNECTION_ATTRIBUTES MakeConnection(
+    const char* ssid, DOT11_AUTH_ALGORITHM authentication = DOT11_AUTH_ALGO_RSNA_PSK,
+    int phyType = 8);
+
+/// The WLAN service of a simulated machine, for whoever has found the functions of wlanapi.dll. One
+/// at a time; its answers may be changed while it lives. A block freed twice ends the process.
+class Wlan {
+public:
+    struct Network {
+        const char* ssid;
+        ULONG centerFrequency;
+        ULONG phyId = 0;  ///< the bytes that follow the SSID
+    };
+
+    struct Interface {
+        const wchar_t* description;
+        WLAN_INTERFACE_STATE state = wlan_interface_state_connected;
+        std::optional<WLAN_CONNECTION_ATTRIBUTES> connection{};  ///< nothing: asking for it fails
+        std::optional<ULONG> channel{};
+        std::optional<std::vector<Network>> networks{};
+    };
+
+    explicit Wlan(std::vector<Interface> listed = {});
+    ~Wlan();
+
+    std::vector<Interface> interfaces;
+    DWORD openResult = ERROR_SUCCESS;
+    DWORD listResult = ERROR_SUCCESS;
+    DWORD connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES);
+    bool tellsSizes = true;
+    DWORD hiddenNetworks = 0;  ///< counted in a list that is too small to hold them
+    int calls = 0;             ///< all but those that free
+    DOT11_BSS_TYPE networksAsked = dot11_BSS_type_any;
+    std::map<void*, std::string> blocks;  ///< allocated and not freed
+    std::vector<std::string> freed;
+
+private:
+    static DWORD WINAPI OpenHandle(DWORD version, void*, DWORD* negotiated, HANDLE* client);
+    static DWORD WINAPI EnumInterfaces(HANDLE client, void*, WLAN_INTERFACE_INFO_LIST** list);
+    static DWORD WINAPI QueryInterface(HANDLE client, const GUID* id, WLAN_INTF_OPCODE opcode,
+                                       void*, DWORD* size, void** data, WLAN_OPCODE_VALUE_TYPE*);
+    static DWORD WINAPI GetNetworkBssList(HANDLE client, const GUID* id, DOT11_SSID* ssid,
+                                          DOT11_BSS_TYPE type, BOOL secured, void*,
+                                          WLAN_BSS_LIST** list);
+    static void WINAPI FreeMemory(void* block);
+    template <class T>
+    static T* Allocate(const char* kind, std::size_t size = sizeof(T));
+
+    Detour open_, enum_, query_, networks_, free_;
+};
+
+}  // namespace orrery::sim
