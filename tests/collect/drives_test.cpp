@@ -8,6 +8,7 @@
 #include "collect/logical_disks.h"
 #include "entry/categories.h"
 #include "sim/devices.h"
+#include "sim/platform.h"
 #include "sim/simulation.h"
 
 namespace orrery {
@@ -246,44 +247,14 @@ TEST(VolumeLists, GoToTheFirstDriveWithTheCaption)
     }
 }
 
-DWORD WINAPI DrivesCToE()
-{
-    return 0x1C;
-}
-
-UINT WINAPI TypeOf(const wchar_t* root)
-{
-    return root[0] == L'D' ? DRIVE_CDROM : DRIVE_FIXED;
-}
-
-BOOL WINAPI TellVolume(const wchar_t*, wchar_t* label, DWORD, DWORD* serial, DWORD*, DWORD*,
-                       wchar_t* fileSystem, DWORD)
-{
-    if (label != nullptr)
-        wcscpy(label, L"Label");
-    if (serial != nullptr)
-        *serial = 0xAB;
-    if (fileSystem != nullptr)
-        wcscpy(fileSystem, L"NTFS");
-    return TRUE;
-}
-
-BOOL WINAPI TellSpace(const wchar_t*, ULARGE_INTEGER*, ULARGE_INTEGER* total, ULARGE_INTEGER* free)
-{
-    total->QuadPart = 3 << 20;
-    free->QuadPart = 2 << 20;
-    return TRUE;
-}
-
 TEST(LogicalDisks, WriteEveryFactOfEachListedLetter)
 {
     const ComApartment apartment;
     const sim::Simulation simulation{
         sim::LoadScenario(L"" ORRERY_TEST_DATA "/machines/desktop.machine")};
-    const Detour drives{L"kernel32.dll", "GetLogicalDrives", DrivesCToE};
-    const Detour type{L"kernel32.dll", "GetDriveTypeW", TypeOf};
-    const Detour volume{L"kernel32.dll", "GetVolumeInformationW", TellVolume};
-    const Detour space{L"kernel32.dll", "GetDiskFreeSpaceExW", TellSpace};
+    const sim::Volume volume{DRIVE_FIXED, 3 << 20, 2 << 20, L"NTFS", L"Label", 0xAB};
+    const sim::Platform platform{
+        {.volumes = {{L'C', volume}, {L'D', {DRIVE_CDROM}}, {L'E', volume}}}};
     CHardwareCollector collector;
     CInvMap first, all;
     EXPECT_EQ(CollectLogicalDisks(&collector, 1, &first), 1);
