@@ -30,9 +30,16 @@ int Devices::CountOpen() const
     }));
 }
 
+void Devices::Lend(const std::wstring& path, UniqueFile file)
+{
+    lent_[path] = std::move(file);
+}
+
 HANDLE WINAPI Devices::Open(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*,
                             DWORD creation, DWORD flags, HANDLE)
 {
+    if (const auto file = current->lent_.find(path); file != current->lent_.end())
+        return file->second.release();
     current->asked.emplace_back(path);
     const bool isUsual = access == (GENERIC_READ | GENERIC_WRITE) &&
                          share == (FILE_SHARE_READ | FILE_SHARE_WRITE) &&

@@ -98,7 +98,7 @@ private:
     std::map<std::wstring, Namespace> namespaces_;
 };
 
-/// Reads a scenario from a UTF-8 file.
+/// Reads a scenario, or another text, from a UTF-8 file.
 /// @throw std::runtime_error when the file cannot be read
 std::wstring LoadScenario(const wchar_t* path);
 
