@@ -4,30 +4,34 @@
 #include <gtest/gtest.h>
 
 #include "native/well_known_accounts.h"
+#include "sim/facts.h"
 #include "sim/simulation.h"
 #include "wmi/class_collector.h"
 
 namespace orrery {
 namespace {
 
-using Facts = std::map<std::wstring, std::wstring>;
 using sim::Detour;
-
-Facts FactsOf(const CInvMap& map)
-{
-    Facts facts;
-    for (const auto& [key, object] : map.entries())
-        facts[key] = object->value.view();
-    return facts;
-}
+using sim::Facts;
+using sim::FactsOf;
 
 const wchar_t* userName = nullptr;
 DWORD userNameRoom = 0;
+bool shellAsked = false;  // as the first step into the user's context does
 int reverts = 0;
+bool shellAskedBefore = false;
+int revertsBefore = -1;  // both as they stood when the name was read
 
+HWND WINAPI NoteShell()
+{
+    shellAsked = true;
+    return nullptr;
+}
 BOOL WINAPI TellUser(wchar_t* name, DWORD* size)
 {
     userNameRoom = *size;
+    shellAskedBefore = shellAsked;
+    revertsBefore = reverts;
     if (userName == nullptr)
         return FALSE;
     std::wcscpy(name, userName);
@@ -59,6 +63,7 @@ TEST(OperatingSystemCategory, WritesSixFactsAndNoUserForTheSystemItself)
     const Detour version{L"kernel32.dll", "GetVersionExW", TellVersion};
     const Detour zone{L"kernel32.dll", "GetTimeZoneInformation", TellZone};
     const Detour user{L"advapi32.dll", "GetUserNameW", TellUser};
+    const Detour shell{L"user32.dll", "GetShellWindow", NoteShell};
     const std::wstring system = LocalSystemName();
     const std::wstring lowerCase = L"system";
     const struct {
@@ -67,7 +72,9 @@ TEST(OperatingSystemCategory, WritesSixFactsAndNoUserForTheSystemItself)
         {L"jane", L"jane"}, {system.c_str(), L""}, {lowerCase.c_str(), L"system"}, {nullptr, L""}};
     for (const auto& row : rows) {
         userName = row.name;
+        shellAsked = shellAskedBefore = false;
         reverts = 0;
+        revertsBefore = -1;
         const Detour revert{L"advapi32.dll", "RevertToSelf", CountRevert};
         CInvMap map;
         CollectOperatingSystem(nullptr, &map);
@@ -78,6 +85,8 @@ TEST(OperatingSystemCategory, WritesSixFactsAndNoUserForTheSystemItself)
                                        {L"OperatingSystem\\Is64x\\0", L""},
                                        {L"OperatingSystem\\Windows10Version\\0", L""}}));
         EXPECT_EQ(userNameRoom, 1024U);
+        EXPECT_TRUE(shellAskedBefore);
+        EXPECT_EQ(revertsBefore, 0);
         EXPECT_EQ(reverts, 1);
     }
 }

@@ -105,6 +105,7 @@ TEST(OsNaming, NamesTheNtFamily)
         {Plain(5, 0, L"ServerNT "), L"Windows 2000 ", 6},
         {Plain(5, 1, L"WinNT"), L"Windows XP Workstation", 7},
         {Plain(5, 2, L""), L"Windows Server 2003 ", 8},
+        {R2(Plain(5, 2, L"WINNT")), L"Windows Server 2003 R2 Workstation", 8},
         {Plain(6, 1, L"WinNT"), L"Windows Vista Workstation", 9},
         {Plain(10, 0, L"LANMANNT"), L"Windows Vista Server", 9},
     };
