@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "sim/facts.h"
 #include "sim/ip_helper.h"
 #include "sim/simulation.h"
 
@@ -37,7 +38,7 @@ std::wstring Machine()
     return scenario;
 }
 
-using Facts = std::map<std::wstring, std::wstring>;
+using sim::Facts;
 
 class NetworkCollector : public testing::Test {
 protected:
@@ -48,10 +49,7 @@ protected:
             CHardwareCollector collector;
             written = CollectNetwork(&collector, maxInstances, &map);
         }
-        Facts facts;
-        for (const auto& [key, object] : map.entries())
-            facts[key] = object->value.view();
-        return facts;
+        return sim::FactsOf(map);
     }
 
     ComApartment apartment;
