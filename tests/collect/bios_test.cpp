@@ -46,6 +46,11 @@ instance of Win32_PhysicalMemory
 	MemoryType = 26;
 	Speed = 3200;
 };
+instance of Win32_PhysicalMemory
+{
+	Capacity = "8589934592";
+	DeviceLocator = "DIMM_B1";
+};
 )";
 
 Facts Collect(std::wstring_view scenario, std::string_view failingCall = {})
@@ -60,6 +65,8 @@ Facts Collect(std::wstring_view scenario, std::string_view failingCall = {})
         CollectBios(&collector, &map);
     }
     EXPECT_EQ(simulation.LiveObjects(), 0);
+    for (const auto& line : simulation.Trace())
+        EXPECT_EQ(line.find("::Next("), line.find("::Next(1000, 100)")) << line;
     return sim::FactsOf(map);
 }
 
@@ -75,7 +82,11 @@ TEST(Bios, TakesThePrimaryInstanceButTheFirstSerialNumber)
                                           {L"PhysicalMemoryLocation\\Capacity\\0", L"16384"},
                                           {L"PhysicalMemoryLocation\\DeviceLocator\\0", L"DIMM_A1"},
                                           {L"PhysicalMemoryLocation\\MemoryType\\0", L"DDR4"},
-                                          {L"PhysicalMemoryLocation\\Speed\\0", L"3200"}}));
+                                          {L"PhysicalMemoryLocation\\Speed\\0", L"3200"},
+                                          {L"PhysicalMemoryLocation\\Capacity\\1", L"8192"},
+                                          {L"PhysicalMemoryLocation\\DeviceLocator\\1", L"DIMM_B1"},
+                                          {L"PhysicalMemoryLocation\\MemoryType\\1", L""},
+                                          {L"PhysicalMemoryLocation\\Speed\\1", L""}}));
 }
 
 TEST(Bios, WritesAllSevenFactsWhateverIsMissing)
@@ -99,28 +110,35 @@ TEST(Bios, WritesAllSevenFactsWhateverIsMissing)
 
 TEST(Bios, TakesTheFirmwareRecordWhereWmiHasNothing)
 {
-    constexpr const wchar_t* kOnlyVersion =
+    constexpr const wchar_t* kSecondIsPrimary =
         LR"(
 namespace root\cimv2
 instance of Win32_BIOS
 {
-	Manufacturer = "";
-	PrimaryBIOS = FALSE;
-	SMBIOSBIOSVersion = "7";
+	Manufacturer = "Old";
+	PrimaryBIOS = "False";
+	SMBIOSBIOSVersion = "6";
 };
-unreadable instance of Win32_BIOS
+instance of Win32_BIOS
 {
-	PrimaryBIOS = TRUE;
+	Manufacturer = "New";
+	PrimaryBIOS = "True";
+	SMBIOSBIOSVersion = "7";
 };
 )";
     const ComApartment apartment;
-    const sim::Simulation simulation{kOnlyVersion};
+    sim::Simulation simulation{kSecondIsPrimary};
+    // The primary instance's manufacturer is lost, so that there is but the other one's.
+    simulation.FailCall("IWbemClassObject::Get(Manufacturer, 0x0)", 2, E_FAIL);
+    simulation.FailCall("IWbemClassObject::GetObjectText", 1, E_FAIL);
     CHardwareCollector collector;
     CComputerBios firmware;
     firmware.biosManufacturer = L"Firmware Co";
-    firmware.systemManufacturer = L"System manufacturer";
-    firmware.systemModel = L"System Product Name";
-    firmware.serialNumber = L"System Serial Number";
+    firmware.biosVersion = L"F.1";
+    firmware.biosReleaseDate = L"04/05/06";
+    firmware.systemManufacturer = L"System maker";
+    firmware.systemModel = L"model";
+    firmware.serialNumber = L"serial";
     firmware.assetTag = L"tag";
     firmware.deviceLocators = {L"A", L"B"};
     firmware.memoryTypes = {L"\tMemoryType = 24;"};
@@ -130,12 +148,12 @@ unreadable instance of Win32_BIOS
     WriteBiosFacts(&collector, &map, &firmware);
     WriteMemoryModules(&collector, &map, firmware);
     EXPECT_EQ(sim::FactsOf(map), (Facts{{L"BIOS\\Manufacturer\\0", L"Firmware Co"},
-                                        {L"BIOS\\InstallDate\\0", L""},
+                                        {L"BIOS\\InstallDate\\0", L"04/05/06"},
                                         {L"BIOS\\Version\\0", L"7"},
                                         {L"BIOS\\AssetTag\\0", L"tag"},
-                                        {L"BIOS\\SystemMan\\0", L""},
-                                        {L"BIOS\\SystemMod\\0", L""},
-                                        {L"BIOS\\SerialNumber\\0", L""},
+                                        {L"BIOS\\SystemMan\\0", L"System maker"},
+                                        {L"BIOS\\SystemMod\\0", L"model"},
+                                        {L"BIOS\\SerialNumber\\0", L"serial"},
                                         {L"PhysicalMemoryLocation\\Capacity\\0", L"0"},
                                         {L"PhysicalMemoryLocation\\DeviceLocator\\0", L"A"},
                                         {L"PhysicalMemoryLocation\\MemoryType\\0", L"DDR3"},
@@ -144,7 +162,31 @@ unreadable instance of Win32_BIOS
                                         {L"PhysicalMemoryLocation\\DeviceLocator\\1", L"B"},
                                         {L"PhysicalMemoryLocation\\MemoryType\\1", L""},
                                         {L"PhysicalMemoryLocation\\Speed\\1", L"2400"}}));
-    EXPECT_EQ(firmware.systemManufacturer, L"");  // a placeholder is cleared in the record itself
+}
+
+TEST(Bios, ClearsPlaceholdersInTheFirmwareRecordItself)
+{
+    using R = CComputerBios;
+    const struct {
+        WideString R::*field;
+        WideString (R::*read)();
+        const wchar_t *stored, *returned, *left;
+    } rows[] = {
+        {&R::serialNumber, &R::SerialNumber, L"System Serial Number", L"", L""},
+        {&R::systemManufacturer, &R::SystemManufacturer, L"System Manufacturer", L"", L""},
+        {&R::systemManufacturer, &R::SystemManufacturer, L"System manufacturer", L"", L""},
+        {&R::systemModel, &R::SystemModel, L"System Name", L"", L""},
+        {&R::systemModel, &R::SystemModel, L"System Product Name", L"", L""},
+        {&R::systemModel, &R::SystemModel, L"System name", L"System name", L"System name"},
+        {&R::biosVersion, &R::BiosVersion, L"B.2", L"B.2", L"B.2"},
+        {&R::biosReleaseDate, &R::ReleaseDate, L"03/15/19", L"03/15/19", L"03/15/19"},
+    };
+    for (const auto& row : rows) {
+        R record;
+        record.*row.field = row.stored;
+        EXPECT_EQ((record.*row.read)(), row.returned) << row.stored;
+        EXPECT_EQ(record.*row.field, row.left) << row.stored;
+    }
 }
 
 TEST(Bios, ReadsAReleaseDateAsFarAsItGoes)

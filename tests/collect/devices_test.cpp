@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+#include <string>
+
 #include "collect/computer_system.h"
 #include "native/computer_system.h"
 #include "sim/detour.h"
@@ -39,6 +42,10 @@ instance of Win32_Processor
 	NumberOfCores = 8;
 	NumberOfLogicalProcessors = 16;
 };
+instance of Win32_Processor
+{
+	Name = "Korrigan 9";
+};
 instance of Win32_USBController
 {
 	Name = "Host controller A";
@@ -57,7 +64,12 @@ TEST(Processor, ComesFromWmiOrNotAtAll)
                      {L"Processor\\Manufacturer\\0", L"Korrigan"},
                      {L"Processor\\Name\\0", L"Korrigan 8"},
                      {L"Processor\\NumberOfCores\\0", L"8"},
-                     {L"Processor\\NumberOfLogicalProcessors\\0", L"16"}}));
+                     {L"Processor\\NumberOfLogicalProcessors\\0", L"16"},
+                     {L"Processor\\CurrentClockSpeed\\1", L""},
+                     {L"Processor\\Manufacturer\\1", L""},
+                     {L"Processor\\Name\\1", L"Korrigan 9"},
+                     {L"Processor\\NumberOfCores\\1", L""},
+                     {L"Processor\\NumberOfLogicalProcessors\\1", L""}}));
     EXPECT_EQ(FactsFrom(L"namespace root\\cimv2\n", collect), Facts{});
     EXPECT_EQ(FactsFrom(L"namespace root\\none\n", collect), Facts{});
 }
@@ -84,8 +96,22 @@ TEST(Usb, FallsBackToTheDeviceList)
               (Facts{{L"USBDevice\\Name\\0", L"hub"}}));
 }
 
+std::string steps;  // of the search for displays, in order
+bool displaysThrow = false;
+
+HWND WINAPI ShellOfNobody()
+{
+    return steps += "shell ", reinterpret_cast<HWND>(INT_PTR{1});
+}
+BOOL WINAPI NoteRevert()
+{
+    return steps += "revert ", TRUE;
+}
 BOOL WINAPI TwoAdapters(const wchar_t*, DWORD number, DISPLAY_DEVICEW* device, DWORD)
 {
+    steps += number == 0 ? "displays " : "";
+    if (displaysThrow)
+        throw std::bad_alloc{};
     if (number >= 2)
         return FALSE;
     device->StateFlags = DISPLAY_DEVICE_ATTACHED_TO_DESKTOP;
@@ -96,11 +122,14 @@ BOOL WINAPI TwoAdapters(const wchar_t*, DWORD number, DISPLAY_DEVICEW* device, D
     return TRUE;
 }
 
-TEST(Video, ReportsEachAdapterAndNeverLessThanOne)
+TEST(Video, ReportsEachAdapterAndNeverLessThanOneAsTheUser)
 {
+    const sim::Detour shell{L"user32.dll", "GetShellWindow", ShellOfNobody};
     const sim::Detour displays{L"user32.dll", "EnumDisplayDevicesW", TwoAdapters};
+    const sim::Detour revert{L"advapi32.dll", "RevertToSelf", NoteRevert};
     RegistryTree tree{HKEY_LOCAL_MACHINE, {}};
     const auto collect = [](std::uint32_t max) {
+        steps.clear();
         return [max](auto* collector, auto* map) { CollectVideo(collector, max, map); };
     };
     EXPECT_EQ(FactsFrom(kControllers, collect(100)),
@@ -117,22 +146,45 @@ TEST(Video, ReportsEachAdapterAndNeverLessThanOne)
                      {L"VideoController\\Name\\1", L"Card"},
                      {L"VideoController\\AdapterRAM\\1", L"1024"},
                      {L"VideoController\\DACType\\1", L""}}));
+    EXPECT_EQ(steps, "shell displays displays revert ");
     EXPECT_EQ(FactsFrom(kControllers, collect(1)).size(), 3U);
+    displaysThrow = true;
+    EXPECT_THROW(FactsFrom(kControllers, collect(100)), std::bad_alloc);
+    EXPECT_EQ(steps, "shell displays revert ");
+    displaysThrow = false;
 }
 
-BOOL WINAPI NoName(COMPUTER_NAME_FORMAT, wchar_t*, DWORD*)
+BOOL WINAPI NameOfTheTest(COMPUTER_NAME_FORMAT format, wchar_t* name, DWORD* size)
 {
+    lstrcpyW(name, format == ComputerNamePhysicalDnsHostname && *size == 128 ? L"Workshop-7" : L"");
+    return TRUE;
+}
+BOOL WINAPI NoName(COMPUTER_NAME_FORMAT, wchar_t* name, DWORD*)
+{
+    lstrcpyW(name, L"x");
     return FALSE;
 }
 
 TEST(ComputerSystem, IsItsHostNameOnly)
 {
-    const auto facts = FactsFrom(kControllers, CollectComputerSystem);
-    ASSERT_EQ(facts.size(), 1U);
-    EXPECT_NE(facts.at(L"ComputerSystem\\Name\\0"), L"");
+    const sim::Detour name{L"kernel32.dll", "GetComputerNameExW", NameOfTheTest};
+    EXPECT_EQ(FactsFrom(kControllers, CollectComputerSystem),
+              (Facts{{L"ComputerSystem\\Name\\0", L"Workshop-7"}}));
 
     const sim::Detour noName{L"kernel32.dll", "GetComputerNameExW", NoName};
-    EXPECT_EQ(GetPhysicalHostName(), L"");
+    EXPECT_EQ(GetPhysicalHostName(), L"x");
+}
+
+TEST(Enclosure, IsTheFormFactorOfTheFirst)
+{
+    const auto collect = [](std::wstring codes) {
+        const std::wstring instance = L"instance of Win32_SystemEnclosure\n{\n\tChassisTypes = ";
+        return FactsFrom(
+            L"namespace root\\cimv2\n" + instance + codes + L";\n};\n" + instance + L"{3};\n};\n",
+            CollectEnclosure);
+    };
+    EXPECT_EQ(collect(L"{31}"), (Facts{{L"SystemEnclosure\\ChassisTypes\\0", L"Laptop"}}));
+    EXPECT_EQ(collect(L"{28}"), (Facts{{L"SystemEnclosure\\ChassisTypes\\0", L""}}));
 }
 
 TEST(ComputerSystem, KeepsItsUnusedReaders)

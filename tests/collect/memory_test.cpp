@@ -35,6 +35,8 @@ std::wstring CapacityOf(std::wstring_view modules, std::uint64_t totalMebibytes)
     }
     EXPECT_EQ(simulation.LiveObjects(), 0);
     EXPECT_EQ(map.entries().size(), 1U);
+    for (const auto& line : simulation.Trace())
+        EXPECT_EQ(line.find("::Next("), line.find("::Next(1000, 100)")) << line;
     return sim::FactsOf(map).at(L"PhysicalMemory\\Capacity\\0");
 }
 
@@ -56,6 +58,8 @@ TEST(Memory, IsTheModulesSumOrElseTheEstimate)
     EXPECT_EQ(CapacityOf(Modules({L"Speed = 2400;"}), 3796), L"3840");
     EXPECT_EQ(CapacityOf(Modules({L"Capacity = \"1048575\";"}), 3796),
               L"3840");  // adds up to 0 MiB
+    EXPECT_EQ(CapacityOf(Modules({L"Capacity = \"2251799813685248\";"}), 3796),
+              L"3840");  // 2 to the 31st MiB, which 32 bits hold as a negative number
     EXPECT_EQ(CapacityOf(Modules({}), 3796), L"3840");
     EXPECT_EQ(CapacityOf(L"namespace root\\other\n", 3796), L"3840");
 }

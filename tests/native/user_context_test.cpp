@@ -42,6 +42,7 @@ struct Machine {
     TokenFacts tokenFacts;
     std::vector<DWORD> groupBuffers;  // sizes offered for the groups
     DWORD groupBytesNeeded = 0;
+    bool isAccountKnown = true;
 
     std::map<HWND, RECT> windows;  // odd ones are visible; each has its own process, 99 this one
     std::vector<DWORD> visited;
@@ -134,9 +135,10 @@ BOOL WINAPI ReadTokenFact(HANDLE, TOKEN_INFORMATION_CLASS fact, void* to, DWORD 
     return TRUE;
 }
 
-BOOL WINAPI LookUpAnyone(const wchar_t*, PSID, wchar_t*, DWORD*, wchar_t*, DWORD*, SID_NAME_USE*)
+BOOL WINAPI LookUpAnyone(const wchar_t*, PSID, wchar_t*, DWORD* nameSize, wchar_t*, DWORD*,
+                         SID_NAME_USE*)
 {
-    return TRUE;
+    return machine.isAccountKnown && *nameSize == 256;
 }
 
 struct Sid {
@@ -171,10 +173,12 @@ TEST_F(TokenClassTest, IsReadFromTheProcessWithTheRightsToBeHad)
         DWORD groupBytes;
         TokenClass expected;
         std::vector<DWORD> access, groupBuffers;
+        bool isAccountKnown = true;
     } rows[] = {
         {"no token", 1, {}, 0, kNone, {24, 8}, {}},
         {"service", 24, service, 0, kNone, {24}, {}},
         {"no user", 8, nobody, 0, kNone, {24, 8}, {}},
+        {"no known account", 8, member, 8192, kNone, {24, 8}, {}, false},
         {"no groups", 8, lonely, 8192, kAccount, {24, 8}, {8192}},
         {"groups fit", 8, member, 8192, kInteractive, {24, 8}, {8192}},
         {"many groups", 24, member, 8193, kInteractive, {24}, {8192, 12289}},
@@ -184,6 +188,7 @@ TEST_F(TokenClassTest, IsReadFromTheProcessWithTheRightsToBeHad)
         machine.tokenAccessGranted = row.granted;
         machine.tokenFacts = row.facts;
         machine.groupBytesNeeded = row.groupBytes;
+        machine.isAccountKnown = row.isAccountKnown;
         EXPECT_EQ(ProcessTokenClass(GetCurrentProcess()), row.expected) << row.about;
         EXPECT_EQ(machine.tokenAccess, row.access) << row.about;
         EXPECT_EQ(machine.groupBuffers, row.groupBuffers) << row.about;
@@ -328,6 +333,7 @@ TEST_F(UserWindow, IsLookedForOnTheDefaultDesktopOrAmongAllWindows)
     const Detour style{L"user32.dll", "GetWindowLongPtrW", GetSimulatedLong};
     const Detour owner{L"user32.dll", "GetWindowThreadProcessId", GetSimulatedOwner};
     const Detour process{L"kernel32.dll", "OpenProcess", OpenSimulatedProcess};
+    const Detour token{L"advapi32.dll", "OpenProcessToken", OpenGrantedToken};
     const Detour metrics{L"user32.dll", "GetSystemMetrics", GetSimulatedMetric};
     const auto handle = [](int number) { return reinterpret_cast<HWND>(INT_PTR{number}); };
     const RECT exact{100, 50, 900, 650}, close{0, 0, 800, 599}, inverted{0, 600, 800, 0};
@@ -345,11 +351,13 @@ TEST_F(UserWindow, IsLookedForOnTheDefaultDesktopOrAmongAllWindows)
         HWND expected;
         const char* walk;
         std::vector<DWORD> visited, processAccess;
+        bool processesOpen = false;  // and have no token to be had
     } rows[] = {
         {true, third, 0, several, third, "", {}, {}},
         {true, none, 0, {}, none, "desktop all", {}, {}},
         {false, none, 0, unfit, none, "all", {12, 13, 99}, {}},
         {true, none, 0, several, second, "desktop all", {13, 15}, {0x440, 0x440}},
+        {true, none, 0, several, none, "desktop all", {13, 15, 17}, {0x440, 0x440, 0x440}, true},
         {false, none, 15, faulty, first, "all", {13, 15, 17}, {0x440}},
     };
     UserWindowSearch search;
@@ -358,6 +366,7 @@ TEST_F(UserWindow, IsLookedForOnTheDefaultDesktopOrAmongAllWindows)
         machine.shellWindow = row.shell;
         machine.faultyProcess = row.faulty;
         machine.windows = row.windows;
+        machine.processesOpen = row.processesOpen;
         const Detour open{L"user32.dll", "OpenDesktopW",
                           row.desktopOpens ? OpenSimulatedDesktop : OpenNoDesktop};
         EXPECT_EQ(FindUserWindow(search), row.expected);

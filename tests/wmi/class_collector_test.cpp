@@ -78,13 +78,6 @@ TEST_F(ClassCollector, KeepsIndexesDensePastUnreadableInstances)
     EXPECT_EQ(simulation.LiveObjects(), 0);
 }
 
-TEST_F(ClassCollector, WritesNoMoreThanTheMaximum)
-{
-    CHardwareCollector collector;
-    EXPECT_EQ(CollectClass(&collector, 1, &map, descriptors::kSystemEnclosure), 1);
-    EXPECT_EQ(FactsOf(map), (Facts{{L"SystemEnclosure\\ChassisTypes\\0", L"Laptop"}}));
-}
-
 TEST_F(ClassCollector, WritesEveryPropertyOfADescriptor)
 {
     CHardwareCollector collector;
