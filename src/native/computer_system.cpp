@@ -2,9 +2,7 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <array>
-#include <string>
 
 #include "support/code_name.h"
 #include "support/registry.h"
@@ -55,9 +53,9 @@ WideString GetPhysicalHostName()
 {
     std::array<wchar_t, 128> name{};
     auto size = static_cast<DWORD>(name.size());
-    // Whatever the call left is taken, on purpose, though it failed.
-    GetComputerNameExW(ComputerNamePhysicalDnsHostname, name.data(), &size);
-    return std::wstring{name.begin(), std::find(name.begin(), name.end(), L'\0')};
+    if (!GetComputerNameExW(ComputerNamePhysicalDnsHostname, name.data(), &size))
+        return {};
+    return name.data();
 }
 
 WideString ReadLessonvaleName()

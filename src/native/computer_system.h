@@ -16,8 +16,7 @@ public:
     virtual ~CComputerSystem() = default;
 };
 
-/// The machine's own DNS host name, without its domain; when the system cannot tell, what it left
-/// in the buffer, which is empty as a rule.
+/// The machine's own DNS host name, without its domain; empty when the system cannot tell.
 /// Source: GetComputerNameExW, ComputerNamePhysicalDnsHostname.
 WideString GetPhysicalHostName();
 

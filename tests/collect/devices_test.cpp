@@ -172,7 +172,7 @@ TEST(ComputerSystem, IsItsHostNameOnly)
               (Facts{{L"ComputerSystem\\Name\\0", L"Workshop-7"}}));
 
     const sim::Detour noName{L"kernel32.dll", "GetComputerNameExW", NoName};
-    EXPECT_EQ(GetPhysicalHostName(), L"x");
+    EXPECT_EQ(GetPhysicalHostName(), L"");
 }
 
 TEST(Enclosure, IsTheFormFactorOfTheFirst)
