@@ -21,7 +21,8 @@ std::string Alternatives(const CLI::App& app)
         text += (text.empty() ? "" : ", ") + name;
     };
     for (const CLI::App* command : app.get_subcommands({}))
-        add(command->get_name());
+        if (!command->get_group().empty())  // without a group: not for users
+            add(command->get_name());
     for (const CLI::Option* option : app.get_options())
         add(option->get_name());
     return text;

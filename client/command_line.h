@@ -23,6 +23,7 @@ void RunCommandLine(CLI::App& app, const std::vector<std::string>& reversedArgum
 // Each adds its command, with options, help and an example. `result` is what the program returns when
 // the command ends without an error.
 void AddCollectCommand(CLI::App& app, ExitCode* result);  // Windows only
+void AddCollectChildCommand(CLI::App& app);               // Windows only, not for users
 void AddShowCommand(CLI::App& app, ExitCode* result);
 void AddGetCommand(CLI::App& app, ExitCode* result);
 void AddConvertCommand(CLI::App& app, ExitCode* result);

@@ -9,7 +9,8 @@
 
 namespace orrery {
 
-/// Has a Windows console show UTF-8 for as long as the object lives, then restores its code page.
+/// Has a Windows console show UTF-8 for as long as the object lives, then restores its code page and
+/// its mode.
 /// Pipes, files and other terminals get the UTF-8 bytes as they are.
 class CUtf8Console {
 public:
@@ -20,19 +21,23 @@ public:
 
 private:
     unsigned previousCodePage_ = 0;
+    unsigned long previousMode_ = 0;
 };
 
 /// What output goes to.
 struct Terminal {
     bool isTerminal = false;  ///< not a pipe or file
     int columns = 80;         ///< width; 80 where it is not known
+    bool colours = false;     ///< shows text in colours, and the user has not turned them off
+    bool unicode = false;     ///< shows more than ASCII
 };
 
 /// Describes standard output.
 Terminal OutputTerminal();
 
-/// Writes UTF-8 text to standard output.
-void Print(std::string_view text);
+/// Writes UTF-8 text to standard output, as it is on every system.
+/// @return whether all of it was taken
+bool Print(std::string_view text);
 
 /// Writes one message to standard error, led by the program's name. Callable from any thread.
 void PrintError(std::string_view message);
@@ -43,6 +48,12 @@ std::wstring FromUtf8(std::string_view text);
 
 /// A path or argument as messages show it: UTF-8, in double quotes.
 std::string Quoted(std::wstring_view text);
+
+/// Whether standard error goes to a console, not to a pipe or file.
+bool IsErrorTerminal();
+
+/// Writes text to standard error as it is.
+void PrintToErrors(std::string_view text);
 
 /// What the system says about an error, with its number and without the full stop.
 std::string SystemMessage(DWORD error);

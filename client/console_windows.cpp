@@ -1,20 +1,24 @@
 #include "client/console.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace orrery {
 namespace {
 
-void Write(DWORD stream, std::string_view text)
+bool Write(DWORD stream, std::string_view text)
 {
+    constexpr std::size_t kLargestPart = std::size_t{1} << 20;
     const HANDLE output = GetStdHandle(stream);
     while (!text.empty()) {
+        const auto part = static_cast<DWORD>(std::min(text.size(), kLargestPart));
         DWORD written = 0;
-        if (!WriteFile(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
-            written == 0)
-            return;  // nobody is listening, and there is no better place to say so
+        if (!WriteFile(output, text.data(), part, &written, nullptr) || written == 0)
+            return false;
         text.remove_prefix(written);
     }
+    return true;
 }
 
 }  // namespace
@@ -23,23 +27,45 @@ CUtf8Console::CUtf8Console() noexcept : previousCodePage_(GetConsoleOutputCP())
 {
     if (previousCodePage_ != 0)
         SetConsoleOutputCP(CP_UTF8);
+    if (!GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &previousMode_))
+        previousMode_ = 0;
 }
 
 CUtf8Console::~CUtf8Console()
 {
     if (previousCodePage_ != 0)
         SetConsoleOutputCP(previousCodePage_);
+    if (previousMode_ != 0)
+        SetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), previousMode_);
 }
 
 Terminal OutputTerminal()
 {
     Terminal terminal;
+    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     CONSOLE_SCREEN_BUFFER_INFO screen{};
-    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &screen)) {
-        terminal.isTerminal = true;
-        terminal.columns = screen.srWindow.Right - screen.srWindow.Left + 1;
-    }
+    if (!GetConsoleScreenBufferInfo(output, &screen))
+        return terminal;
+    terminal.isTerminal = terminal.unicode = true;
+    // A console breaks lines at its last column, so that a line of its whole width leaves a blank one.
+    terminal.columns = std::max(screen.srWindow.Right - screen.srWindow.Left, 1);
+    // Consoles before Windows 10 do not know this mode and print the sequences instead.
+    DWORD mode = 0;
+    terminal.colours = GetEnvironmentVariableW(L"NO_COLOR", nullptr, 0) <= 1 &&
+                       GetConsoleMode(output, &mode) &&
+                       SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE;
     return terminal;
+}
+
+bool IsErrorTerminal()
+{
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != FALSE;
+}
+
+void PrintToErrors(std::string_view text)
+{
+    static_cast<void>(Write(STD_ERROR_HANDLE, text));
 }
 
 std::string ToUtf8(std::wstring_view text)
@@ -79,9 +105,9 @@ std::string SystemMessage(DWORD error)
     return text.empty() ? number : ToUtf8(text) + " (" + number + ")";
 }
 
-void Print(std::string_view text)
+bool Print(std::string_view text)
 {
-    Write(STD_OUTPUT_HANDLE, text);
+    return Write(STD_OUTPUT_HANDLE, text);
 }
 
 void PrintError(std::string_view message)

@@ -19,6 +19,14 @@ ExitCode Run(int argumentCount, char** arguments)
     app.set_help_flag("-h,--help", "Print this help");
 #ifdef _WIN32
     AddCollectCommand(app, &result);
+    AddCollectChildCommand(app);
+#endif
+    AddShowCommand(app, &result);
+    AddGetCommand(app, &result);
+    AddConvertCommand(app, &result);
+    AddDiffCommand(app, &result);
+    AddRedactCommand(app, &result);
+#ifdef _WIN32
     app.footer("Example:\n  orreryctl collect report.tsv\n\n" + ExitCodeHelp());
 #else
     app.footer("Reports are collected on Windows, where there is a command for it.\n\n" +

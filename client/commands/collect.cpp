@@ -4,167 +4,35 @@
 
 #include <array>
 #include <chrono>
-#include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <mutex>
-#include <span>
-#include <string_view>
+#include <optional>
 
 #include "client/command_line.h"
+#include "client/commands/collect_child.h"
+#include "client/commands/report_file.h"
 #include "client/console.h"
-#include "client/exit_codes.h"
-#include "client/commands/library.h"
 #include "client/report/summary.h"
+#include "client/support/child_process.h"
 #include "support/unique.h"
 
 namespace orrery {
 namespace {
 
-constexpr std::wstring_view kSuffix = L".tsv";
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+using Clock = std::chrono::steady_clock;
 
-/// The names of one report, absolute, in the form that file functions take at any length.
-struct ReportPath {
-    std::wstring shown;    // as messages print it
-    std::wstring folder;   // with its trailing backslash
-    std::wstring file;     // where the report ends up
-    std::wstring partial;  // where the run writes it
-};
-
-std::wstring AbsolutePath(const std::wstring& path)
-{
-    std::wstring absolute(MAX_PATH, L'\0');
-    DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(absolute.size()),
-                                    absolute.data(), nullptr);
-    if (length >= absolute.size()) {
-        absolute.resize(length);
-        length = GetFullPathNameW(path.c_str(), length, absolute.data(), nullptr);
-    }
-    absolute.resize(length);
-    return absolute;
-}
-
-/// The form of an absolute path that is not limited to MAX_PATH.
-std::wstring ExtendedPath(const std::wstring& absolute)
-{
-    if (absolute.starts_with(LR"(\\?\)") || absolute.starts_with(LR"(\\.\)"))
-        return absolute;
-    if (absolute.starts_with(LR"(\\)"))
-        return LR"(\\?\UNC)" + absolute.substr(1);
-    return LR"(\\?\)" + absolute;
-}
-
-ReportPath ResolveReport(const std::wstring& report)
-{
-    if (!report.ends_with(kSuffix))
-        throw CommandError(ExitCode::kInput, "the report's name " + Quoted(report) +
-                                                 " does not end in \".tsv\" in lower case; use " +
-                                                 "for example \"report.tsv\"");
-    ReportPath path;
-    path.shown = AbsolutePath(report);
-    // A name such as nul.tsv turns into that of a device.
-    if (!path.shown.ends_with(kSuffix))
-        throw CommandError(ExitCode::kInput, "the report's name " + Quoted(report) +
-                                                 " stands for a device; choose another name");
-
-    const std::wstring tail = L"." + std::to_wstring(GetCurrentProcessId()) + L".partial.tsv";
-    const bool isLong = path.shown.size() + tail.size() >= MAX_PATH;
-    path.file = isLong ? ExtendedPath(path.shown) : path.shown;
-    path.folder = path.file.substr(0, path.file.rfind(L'\\') + 1);
-    // A file name has 255 code units at most, and the tail has to fit in.
-    constexpr std::size_t kLongestStem = 200;
-    const std::wstring name = path.file.substr(path.folder.size());
-    path.partial =
-        path.folder + name.substr(0, name.size() - kSuffix.size()).substr(0, kLongestStem) + tail;
-    return path;
-}
-
-/// Finds out before the run whether its report could be put in place.
-void CheckTarget(const ReportPath& path)
-{
-    const DWORD folder = GetFileAttributesW(path.folder.c_str());
-    if (const DWORD error = GetLastError(); folder == INVALID_FILE_ATTRIBUTES)
-        throw CommandError(
-            ExitCode::kInput,
-            "the folder " + Quoted(path.shown.substr(0, path.shown.rfind(L'\\') + 1)) +
-                " cannot be found: " + SystemMessage(error) + "; create it or choose another one");
-    const DWORD file = GetFileAttributesW(path.file.c_str());
-    if (file == INVALID_FILE_ATTRIBUTES)
-        return;
-    if ((file & FILE_ATTRIBUTE_DIRECTORY) != 0)
-        throw CommandError(ExitCode::kInput, Quoted(path.shown) +
-                                                 " is a folder; give the name of a file, such as " +
-                                                 Quoted(path.shown + L"\\report.tsv"));
-    const UniqueFile earlier{CreateFileW(path.file.c_str(), GENERIC_WRITE | DELETE, kShareAll,
-                                         nullptr, OPEN_EXISTING, 0, nullptr)};
-    if (const DWORD error = GetLastError(); !earlier)
-        throw CommandError(ExitCode::kReport,
-                           "the earlier report " + Quoted(path.shown) +
-                               " cannot be replaced: " + SystemMessage(error) +
-                               "; close the program that uses it, lift its write protection or " +
-                               "choose another name");
-}
-
-/// The file that a run writes; it is deleted again unless it becomes the report.
-class CPartialReport {
-public:
-    explicit CPartialReport(const ReportPath& path) : path_(path)
-    {
-        const UniqueFile file{CreateFileW(path.partial.c_str(), GENERIC_WRITE, 0, nullptr,
-                                          CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
-        if (const DWORD error = GetLastError(); !file)
-            throw CommandError(ExitCode::kReport,
-                               "the report " + Quoted(path.shown) +
-                                   " cannot be written: " + SystemMessage(error) +
-                                   "; choose a folder in which you may create files");
-    }
-    ~CPartialReport()
-    {
-        if (!published_)
-            DeleteFileW(path_.partial.c_str());
-    }
-    CPartialReport(const CPartialReport&) = delete;
-    CPartialReport& operator=(const CPartialReport&) = delete;
-
-    /// Counts the facts that were written so far; none also when the file cannot be read.
-    CFactCounter Count() const
-    {
-        CFactCounter counter;
-        const UniqueFile file{CreateFileW(path_.partial.c_str(), GENERIC_READ, kShareAll, nullptr,
-                                          OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)};
-        std::array<std::byte, 16384> block;
-        DWORD bytes = 0;
-        while (
-            file &&
-            ReadFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &bytes, nullptr) &&
-            bytes != 0)
-            counter.Add(std::span{block}.first(bytes));
-        return counter;
-    }
-
-    /// Makes the file the report, in place of an earlier one.
-    void Publish()
-    {
-        published_ = MoveFileExW(path_.partial.c_str(), path_.file.c_str(),
-                                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
-        if (const DWORD error = GetLastError(); !published_)
-            throw CommandError(ExitCode::kReport,
-                               "the report " + Quoted(path_.shown) +
-                                   " cannot be put in place: " + SystemMessage(error) +
-                                   "; close the program that uses it and collect again");
-    }
-
-private:
-    const ReportPath& path_;
-    bool published_ = false;
-};
+constexpr DWORD kTickMilliseconds = 100;
+constexpr std::chrono::seconds kCancelGrace{10};
 
 /// Turns Ctrl+C, Ctrl+Break and the closing of the console into a cancel of the run.
 class CInterruptGuard {
 public:
-    explicit CInterruptGuard(CInventoryLibrary::CancelFunction cancel)
+    /// @param event set at the first interrupt
+    explicit CInterruptGuard(HANDLE event)
     {
-        cancel_ = cancel;
+        event_ = event;
         SetConsoleCtrlHandler(&OnEvent, TRUE);
     }
     ~CInterruptGuard()
@@ -175,41 +43,136 @@ public:
     CInterruptGuard(const CInterruptGuard&) = delete;
     CInterruptGuard& operator=(const CInterruptGuard&) = delete;
 
+    bool isInterrupted() const { return Count() > 0; }
+    /// Whether there is no time to wait: after a second interrupt, or when the console closes.
+    bool isUrgent() const { return Count() > 1; }
+
     /// Ends the time in which the run can be cancelled; later events are swallowed.
     /// @return whether one came in that time
     bool Disarm()
     {
         const std::lock_guard lock{mutex_};
-        cancel_ = nullptr;
-        return interrupted_;
+        event_ = nullptr;
+        return count_ > 0;
     }
 
 private:
-    static void CancelRun()
+    static int Count()
     {
-        // Held during the call, so that the library is not unloaded under it.
         const std::lock_guard lock{mutex_};
-        if (cancel_ == nullptr || interrupted_)
-            return;
-        interrupted_ = true;
-        PrintError("cancelling, waiting for the categories that already run");
-        cancel_();
+        return count_;
     }
     static BOOL WINAPI OnEvent(DWORD event)
     {
-        CancelRun();
+        const bool isKey = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+        {
+            const std::lock_guard lock{mutex_};
+            if (event_ != nullptr) {
+                count_ += isKey ? 1 : 2;
+                SetEvent(event_);
+            }
+        }
         // The process is ended when this returns for a closing console; without a return the main
         // thread has the few seconds that the system grants to clean up.
-        if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+        if (!isKey)
             Sleep(INFINITE);
         return TRUE;
     }
 
     // The system calls the handler in a thread of its own and passes nothing but the event.
     static inline std::mutex mutex_;
-    static inline CInventoryLibrary::CancelFunction cancel_ = nullptr;
-    static inline bool interrupted_ = false;
+    static inline HANDLE event_ = nullptr;
+    static inline int count_ = 0;
 };
+
+/// The line of a terminal that shows the time passed.
+class CProgressLine {
+public:
+    explicit CProgressLine(bool isWanted) : isShown_(isWanted && IsErrorTerminal()) {}
+    ~CProgressLine() { Clear(); }
+    CProgressLine(const CProgressLine&) = delete;
+    CProgressLine& operator=(const CProgressLine&) = delete;
+
+    void Show(std::chrono::seconds passed)
+    {
+        if (!isShown_ || passed == shown_)
+            return;
+        shown_ = passed;
+        const std::string text = "Collecting, " + std::to_string(passed.count()) + " s";
+        PrintToErrors('\r' + text);
+        width_ = text.size();
+    }
+    void Clear()
+    {
+        if (width_ != 0)
+            PrintToErrors('\r' + std::string(width_, ' ') + '\r');
+        width_ = 0;
+    }
+
+private:
+    bool isShown_;
+    std::chrono::seconds shown_{0};  // nothing is shown of the first second
+    std::size_t width_ = 0;
+};
+
+UniqueHandle MakeInheritableEvent()
+{
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    UniqueHandle event{CreateEventW(&inheritable, TRUE, FALSE, nullptr)};
+    if (const DWORD error = GetLastError(); !event)
+        throw CommandError(ExitCode::kUnexpected,
+                           "an event cannot be made: " + SystemMessage(error) +
+                               "; close other programs and collect again");
+    return event;
+}
+
+/// Waits until the run has ended, and ends it when it takes too long or does not heed an interrupt.
+/// @return whether it had to be ended
+bool AwaitRun(CChildProcess& run, const CInterruptGuard& guard, const CollectOptions& options)
+{
+    CProgressLine progress{!options.isQuiet};
+    const auto start = Clock::now();
+    std::optional<Clock::time_point> interrupt;
+    while (!run.EndsWithin(kTickMilliseconds)) {
+        const auto now = Clock::now();
+        if (!interrupt && guard.isInterrupted()) {
+            interrupt = now;
+            progress.Clear();
+            if (!options.isQuiet)
+                PrintError(
+                    "cancelling, waiting for the categories that already run; Ctrl+C again "
+                    "ends them");
+        }
+        const bool isOver = interrupt
+                                ? guard.isUrgent() || now - *interrupt >= kCancelGrace
+                                : options.timeout.count() != 0 && now - start >= options.timeout;
+        if (isOver) {
+            run.End();
+            return true;
+        }
+        progress.Show(std::chrono::duration_cast<std::chrono::seconds>(now - start));
+    }
+    return false;
+}
+
+[[noreturn]] void FailRun(ExitCode code, const std::string& what, const ReportPath& path,
+                          const std::string& advice = "")
+{
+    throw CommandError(code, what + "; the report " + Quoted(path.shown) + " was not written" +
+                                 (advice.empty() ? "" : "; " + advice));
+}
+
+[[noreturn]] void FailCrash(const CChildProcess& run, const ReportPath& path)
+{
+    PrintToErrors(run.errors());
+    std::array<char, 80> code{};
+    std::snprintf(code.data(), code.size(),
+                  "the run crashed: its process ended early, with code 0x%08lX", run.EndCode());
+    FailRun(
+        ExitCode::kCrash, code.data(), path,
+        "collect again, and if that does not help, update the drivers and programs that provide "
+        "the facts");
+}
 
 void PrintSummary(const CFactCounter& counter, const ReportPath& path, double seconds)
 {
@@ -221,48 +184,82 @@ void PrintSummary(const CFactCounter& counter, const ReportPath& path, double se
 
 }  // namespace
 
-void CollectReport(const std::wstring& report)
+ExitCode CollectReport(const std::wstring& report, const CollectOptions& options)
 {
     const ReportPath path = ResolveReport(report);
     CheckTarget(path);
-    const CInventoryLibrary library;
-    CInterruptGuard guard{library.cancel()};
+    const UniqueHandle cancel = MakeInheritableEvent();
+    CInterruptGuard guard{cancel.get()};
     CPartialReport partial{path};
 
-    const auto start = std::chrono::steady_clock::now();
-    const bool completed = library.Collect(path.partial) != 0;
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    const auto start = Clock::now();
+    CChildProcess run{CollectChildArguments(path.partial, cancel.get()), cancel.get()};
+    const bool wasEnded = AwaitRun(run, guard, options);
+    const std::chrono::duration<double> elapsed = Clock::now() - start;
+    const std::optional<ExitCode> result = CollectChildResult(run.EndCode());
     // The library counts a late cancel as a complete run, but whoever pressed Ctrl+C does not.
-    if (guard.Disarm() || !completed)
-        throw CommandError(ExitCode::kCancelled,
-                           "cancelled; the report " + Quoted(path.shown) + " was not written");
+    if (guard.Disarm() || result == ExitCode::kCancelled)
+        FailRun(ExitCode::kCancelled, "cancelled", path);
+    if (wasEnded)
+        FailRun(ExitCode::kTimeout,
+                "the run took more than " + std::to_string(options.timeout.count()) +
+                    " s and was ended",
+                path,
+                "give it more time with --timeout, or restart the PC if something in it hangs");
+    if (!result)
+        FailCrash(run, path);
+    if (*result != ExitCode::kDone) {
+        PrintToErrors(run.errors());
+        return *result;
+    }
 
-    const CFactCounter counter = partial.Count();
+    CFactCounter counter;
+    partial.Count(counter);
     if (counter.total() == 0 || !counter.endsWhole())
-        throw CommandError(ExitCode::kReport, "the library " + Quoted(library.path()) +
-                                                  " did not write the whole report " +
+        throw CommandError(ExitCode::kReport, "the run did not write the whole report " +
                                                   Quoted(path.shown) +
                                                   "; check that the disk has space left");
     partial.Publish();
-    PrintSummary(counter, path, elapsed.count());
+    if (!options.isQuiet)
+        PrintSummary(counter, path, elapsed.count());
+    return ExitCode::kDone;
 }
 
-void AddCollectCommand(CLI::App& app, ExitCode* /*result*/)
+void AddCollectCommand(CLI::App& app, ExitCode* result)
 {
+    struct Arguments {
+        std::string report;
+        CollectOptions options;
+        std::uint32_t timeout = static_cast<std::uint32_t>(options.timeout.count());
+    };
+    const auto arguments = std::make_shared<Arguments>();
     CLI::App* const collect =
         app.add_subcommand("collect", "Collect the facts of this PC into a report file");
-    const auto report = std::make_shared<std::string>();
     collect
-        ->add_option("REPORT.tsv", *report,
+        ->add_option("REPORT.tsv", arguments->report,
                      "The report to write; its name ends in \".tsv\" in lower case")
         ->type_name("")
         ->required();
+    collect
+        ->add_option("--timeout", arguments->timeout,
+                     "End a run that takes longer, up to a week; 0 lets it take any time")
+        ->check(CLI::Range(0U, 604'800U).description(""))
+        ->type_name("SECONDS")
+        ->capture_default_str();
+    collect->add_flag("--quiet", arguments->options.isQuiet,
+                      "Print errors only, neither the time passed nor the summary");
     collect->footer(
-        "An earlier report of that name is replaced when the run is complete. Ctrl+C cancels the\n"
-        "run and keeps the earlier report.\n\n"
-        "Example:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n\n" +
+        "The run has a process of its own, so that hanging or crashing drivers do no harm. An\n"
+        "earlier report of that name is replaced when the run is complete, else it stays. Ctrl+C\n"
+        "cancels the run, and ends it when it does not stop within 10 s or at the second "
+        "Ctrl+C.\n\n"
+        "Examples:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n"
+        "  orreryctl collect pc.tsv --timeout 120 --quiet\n\n" +
         ExitCodeHelp());
-    collect->callback([report] { CollectReport(FromUtf8(*report)); });
+    collect->callback([arguments, result] {
+        arguments->options.timeout = std::chrono::seconds{arguments->timeout};
+        *result = CollectReport(FromUtf8(arguments->report), arguments->options);
+    });
 }
 
 }  // namespace orrery

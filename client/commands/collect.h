@@ -1,18 +1,27 @@
 #pragma once
 
+#include <chrono>
 #include <string>
+
+#include "client/exit_codes.h"
 
 namespace orrery {
 
+struct CollectOptions {
+    std::chrono::seconds timeout{600};  ///< 0 for none
+    bool isQuiet = false;               ///< prints errors only
+};
+
 /// Collects the facts of this PC into a report and prints how many each section holds.
 ///
-/// The run writes to a temporary name beside the report, which takes the report's place only when
-/// the run is complete: a failed or cancelled run leaves an earlier report as it was, and nothing
-/// else in its folder.
+/// The run happens in a process of its own, which a provider may hang or crash. It writes to a
+/// temporary name beside the report, which takes the report's place only when the run is complete:
+/// otherwise an earlier report stays as it was, and nothing else is left in its folder.
 ///
 /// @param report path of the report, which must end in ".tsv" in lower case; it may be relative or
 ///               longer than MAX_PATH
+/// @return kDone, or the code of a failure of which that process has written the message
 /// @throws CommandError as said beside ExitCode
-void CollectReport(const std::wstring& report);
+ExitCode CollectReport(const std::wstring& report, const CollectOptions& options);
 
 }  // namespace orrery

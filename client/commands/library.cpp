@@ -2,6 +2,7 @@
 
 #include "client/console.h"
 #include "client/exit_codes.h"
+#include "client/support/program_path.h"
 #include "support/library.h"
 
 namespace orrery {
@@ -9,17 +10,11 @@ namespace {
 
 constexpr wchar_t kLibraryName[] = L"orrery.dll";
 
-/// The folder of this program, with its trailing backslash.
-std::wstring ProgramFolder()
+/// The path of the library beside this program.
+std::wstring LibraryPath()
 {
-    std::wstring path(MAX_PATH, L'\0');
-    DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    while (length == path.size()) {
-        path.resize(path.size() * 2);
-        length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-    }
-    path.resize(length);
-    return path.substr(0, path.rfind(L'\\') + 1);
+    const std::wstring program = ProgramPath();
+    return program.substr(0, program.rfind(L'\\') + 1) + kLibraryName;
 }
 
 [[noreturn]] void FailLibrary(const std::string& message)
@@ -32,8 +27,6 @@ UniqueModule Load(const std::wstring& path)
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
         FailLibrary("the library " + Quoted(path) +
                     " is missing; put orrery.dll into the folder of orreryctl.exe");
-    // No dialog box for a damaged file: the program may run where nobody can close it.
-    SetErrorMode(SEM_FAILCRITICALERRORS);
     UniqueModule module{LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH)};
     if (const DWORD error = GetLastError(); !module)
         FailLibrary("the library " + Quoted(path) + " cannot be loaded: " + SystemMessage(error) +
@@ -55,7 +48,7 @@ void CheckExports(const std::wstring& path, HMODULE module)
 
 }  // namespace
 
-CInventoryLibrary::CInventoryLibrary() : path_(ProgramFolder() + kLibraryName), module_(Load(path_))
+CInventoryLibrary::CInventoryLibrary() : path_(LibraryPath()), module_(Load(path_))
 {
     CheckExports(path_, module_.get());
     collect_ = FindFunction<decltype(collect_)>(module_.get(), "GetInventory");

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "client/report/parser.h"
 
 namespace orrery {
 
@@ -15,35 +15,29 @@ struct SectionCount {
 };
 
 /// Counts the facts of a report, section by section, from its UTF-16LE bytes.
-///
-/// A fact starts where a line begins with a section, a tab, a number and a tab. Values are written
-/// raw, so a line that does not begin so is the rest of a value; and a line of 1023 code units was
-/// cut there, so the next fact follows it without a line feed.
-class CFactCounter {
+class CFactCounter : private report::FactSink {
 public:
-    /// Takes the next bytes of the report; a code unit may be split between two calls.
-    void Add(std::span<const std::byte> bytes);
+    CFactCounter() : parser_(*this) {}
+    CFactCounter(const CFactCounter&) = delete;
+    CFactCounter& operator=(const CFactCounter&) = delete;
+
+    /// Takes the next bytes of the report, any number of them.
+    void Add(std::span<const std::byte> bytes) { parser_.Add(bytes); }
+    /// Counts what is left. Nothing may be added afterwards.
+    void Finish() { parser_.Finish(); }
 
     /// The sections in the order in which the report first names them.
     const std::vector<SectionCount>& sections() const noexcept { return sections_; }
     std::size_t total() const noexcept;
-    /// Whether the bytes so far end where a line ends, by its line feed or by the cut.
-    bool endsWhole() const noexcept;
+    /// Whether the report ends where a line ends, by its line feed or by the cut.
+    bool endsWhole() const noexcept { return parser_.endsWhole(); }
 
 private:
-    enum class Field { kSection, kIndex, kRest };
+    void OnFact(const report::FactView& fact) override;
+    void OnOddity(report::Oddity /*oddity*/, std::uint64_t /*line*/) override {}
 
-    void AddUnit(char16_t unit);
-    void BeginLine();
-    void CountFact();
-
+    report::CReportParser parser_;
     std::vector<SectionCount> sections_;
-    std::optional<std::byte> lowByte_;
-    std::string section_;        // of the line being read
-    bool hasIndex_ = false;      // a digit of the line's index was read
-    std::size_t lineUnits_ = 0;  // read since the line began
-    std::size_t factUnits_ = 0;  // read since the last fact began
-    Field field_ = Field::kSection;
 };
 
 /// The counts as a table of two aligned columns with a heading and the total.

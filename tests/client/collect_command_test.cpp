@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "client/console.h"
@@ -63,6 +65,7 @@ protected:
         Place(L"orreryctl.exe", L"orreryctl.exe");
         Place(L"stand_in_library.dll", L"orrery.dll");
         SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"report");
+        SetEnvironmentVariableW(L"ORRERY_STAND_IN_EVENT", eventName_.c_str());
     }
     void TearDown() override
     {
@@ -81,7 +84,9 @@ protected:
     /// @param whileItRuns called once after the start, with the number of the process
     Outcome Run(const std::wstring& arguments, const std::function<void(DWORD)>& whileItRuns = {})
     {
-        const fs::path outputFile = scratch_ / L"output", errorFile = scratch_ / L"errors";
+        const std::wstring number = std::to_wstring(++runs_);
+        const fs::path outputFile = scratch_ / (L"output" + number);
+        const fs::path errorFile = scratch_ / (L"errors" + number);
         UniqueFile output = OpenOutput(outputFile), errors = OpenOutput(errorFile);
         STARTUPINFOW startup{};
         startup.cb = sizeof startup;
@@ -114,10 +119,37 @@ protected:
         return names;
     }
 
-    const fs::path scratch_ =
-        fs::temp_directory_path() / (L"orreryctl " + std::to_wstring(GetCurrentProcessId()));
+    /// Waits until the stand-in has written the report of the run that the program has started.
+    void AwaitReport(DWORD program) const
+    {
+        const fs::path partial = reports_ / (L"pc." + std::to_wstring(program) + L".partial.tsv");
+        for (int tries = 0; tries < 500 && Content(partial).empty(); ++tries)
+            Sleep(20);
+        ASSERT_FALSE(Content(partial).empty()) << "the run does not begin";
+    }
+
+    /// Whether the process of a run is still there, a moment after it should have ended.
+    bool RunIsAlive() const
+    {
+        for (int tries = 0; tries < 50; ++tries, Sleep(20))
+            if (!UniqueHandle{OpenEventW(SYNCHRONIZE, FALSE, eventName_.c_str())})
+                return false;
+        return true;
+    }
+
+    /// Expects that a failed run has left the earlier report pc.tsv as it was, and nothing else.
+    void ExpectNothingLeft() const
+    {
+        EXPECT_FALSE(RunIsAlive());
+        EXPECT_EQ(Left(), (std::vector<std::wstring>{L"pc.tsv"}));
+        EXPECT_EQ(Content(reports_ / L"pc.tsv"), kEarlier);
+    }
+
+    const std::wstring eventName_ = L"orreryctl " + std::to_wstring(GetCurrentProcessId());
+    const fs::path scratch_ = fs::temp_directory_path() / eventName_;
     const fs::path program_ = scratch_ / L"program";
     const fs::path reports_ = scratch_ / L"B\u00FCro \u0416\u65E5";
+    int runs_ = 0;
 };
 
 using Names = std::vector<std::wstring>;
@@ -207,6 +239,8 @@ TEST_F(CollectCommand, SaysWhichArgumentsItTakes)
         {L"collect pc.tsv --fast", ExitCode::kInput, "\"--fast\" is not known here"},
         {L"collect front desk.tsv", ExitCode::kInput, "put a path with spaces in quotes"},
         {L"collect", ExitCode::kInput, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
+        {L"collect pc.tsv --timeout -1", ExitCode::kInput, "not in range 0 to 604800"},
+        {L"collect pc.tsv --timeout soon", ExitCode::kInput, "not in range 0 to 604800"},
         {L"--help", ExitCode::kDone, "\n  5  cancelled"},
         {L"collect --help", ExitCode::kDone, "orreryctl collect \"C:\\Reports\\front desk.tsv\""},
         {L"--version", ExitCode::kDone, "orreryctl "},
@@ -247,50 +281,134 @@ TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheRunGivesNone)
 {
     Fill(reports_ / L"pc.tsv", kEarlier);
     const struct {
-        const wchar_t* behaviour;
+        const wchar_t *behaviour, *options;
         ExitCode code;
         const char* expected;
     } rows[] = {
-        {L"nothing", ExitCode::kReport, "did not write the whole report"},
-        {L"cut", ExitCode::kReport, "did not write the whole report"},
-        {L"refuse", ExitCode::kCancelled, "cancelled; the report"},
+        {L"nothing", L"", ExitCode::kReport, "did not write the whole report"},
+        {L"cut", L"", ExitCode::kReport, "did not write the whole report"},
+        {L"refuse", L"", ExitCode::kCancelled, "cancelled; the report"},
+        {L"hang", L" --timeout 1", ExitCode::kTimeout,
+         "orreryctl: the run took more than 1 s and was ended; the "},
+        {L"crash", L"", ExitCode::kCrash, "program\\orrery.dll\"\norreryctl: the run crashed: "},
+        {L"crash", L"", ExitCode::kCrash, "early, with code 0xC0000005; the report"},
+        {L"exit", L"", ExitCode::kCrash, "early, with code 0x00000000; the report"},
     };
     for (const auto& row : rows) {
         SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
-        const Outcome outcome = Run(L"collect pc.tsv");
+        const Outcome outcome = Run(std::wstring{L"collect pc.tsv --quiet"} + row.options);
         EXPECT_EQ(outcome.code, row.code) << ToUtf8(row.behaviour);
         EXPECT_NE(outcome.errors.find(row.expected), std::string::npos) << outcome.errors;
-        EXPECT_EQ(Left(), (Names{L"pc.tsv"}));
-        EXPECT_EQ(Content(reports_ / L"pc.tsv"), kEarlier);
+        EXPECT_LT(outcome.errors.size(), 1000U);
+        EXPECT_EQ(outcome.output, "");
+        ExpectNothingLeft();
     }
+}
+
+TEST_F(CollectCommand, TakesTheReportOfARunThatEndsInTime)
+{
+    const struct {
+        const wchar_t *behaviour, *options;
+    } rows[] = {
+        {L"slow", L""},
+        {L"slow", L" --timeout 0"},
+        {L"unload", L" --timeout 30"},
+    };
+    for (const auto& row : rows) {
+        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
+        const Outcome outcome = Run(std::wstring{L"collect pc.tsv --quiet"} + row.options);
+        EXPECT_EQ(outcome.code, ExitCode::kDone) << ToUtf8(row.behaviour) << ToUtf8(row.options);
+        EXPECT_EQ(outcome.output + outcome.errors, "");
+        EXPECT_EQ(Left(), Names{L"pc.tsv"});
+        fs::remove(reports_ / L"pc.tsv");
+    }
+}
+
+TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
+{
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"gate");
+    const Outcome first = Run(L"collect pc.tsv", [this](DWORD program) {
+        AwaitReport(program);
+        SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"report");
+        EXPECT_EQ(Run(L"collect pc.tsv").code, ExitCode::kDone);
+        EXPECT_EQ(Left().size(), 2U) << "the first run has lost its file";
+        Fill(reports_ / L"pc.tsv", kEarlier);
+        SetEvent(UniqueHandle{OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName_.c_str())}.get());
+    });
+    EXPECT_EQ(first.code, ExitCode::kDone) << first.errors;
+    EXPECT_EQ(Left(), Names{L"pc.tsv"});
+    EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 72U);
+}
+
+TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilled)
+{
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"hang");
+    Run(L"collect pc.tsv", [this](DWORD program) {
+        AwaitReport(program);
+        const UniqueHandle process{OpenProcess(PROCESS_TERMINATE, FALSE, program)};
+        EXPECT_TRUE(TerminateProcess(process.get(), 1));
+    });
+    EXPECT_FALSE(RunIsAlive());
+}
+
+TEST_F(CollectCommand, HandsNoHandleOfItsCallerToTheRun)
+{
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    const UniqueHandle event{CreateEventW(&inheritable, TRUE, FALSE, nullptr)};
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"leak");
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN_HANDLE",
+                            std::to_wstring(reinterpret_cast<std::uintptr_t>(event.get())).c_str());
+    EXPECT_EQ(Run(L"collect pc.tsv").code, ExitCode::kDone);
+    EXPECT_EQ(WaitForSingleObject(event.get(), 0), DWORD{WAIT_TIMEOUT});
+}
+
+/// Presses Ctrl+C in the console of a process.
+void PressCtrlC(DWORD process, int times)
+{
+    // The event goes to every process of a console, so this one joins that of the program and looks
+    // away for the moment.
+    FreeConsole();
+    ASSERT_TRUE(AttachConsole(process)) << SystemMessage(GetLastError());
+    SetConsoleCtrlHandler(nullptr, TRUE);
+    for (int press = 0; press < times; ++press) {
+        EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) << SystemMessage(GetLastError());
+        Sleep(500);
+    }
+    FreeConsole();
+    SetConsoleCtrlHandler(nullptr, FALSE);
 }
 
 TEST_F(CollectCommand, CancelsOnCtrlCAndKeepsNoReportOfTheRun)
 {
     Fill(reports_ / L"pc.tsv", kEarlier);
-    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"wait");
-    const Outcome outcome = Run(L"collect pc.tsv", [this](DWORD process) {
-        const fs::path partial = reports_ / (L"pc." + std::to_wstring(process) + L".partial.tsv");
-        std::error_code ignored;
-        for (int tries = 0; tries < 500 && Content(partial).empty(); ++tries)
-            Sleep(20);
-        // The event goes to every process of a console, so this one joins that of the program and
-        // looks away for the moment.
-        FreeConsole();
-        ASSERT_TRUE(AttachConsole(process)) << SystemMessage(GetLastError());
-        SetConsoleCtrlHandler(nullptr, TRUE);
-        EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) << SystemMessage(GetLastError());
-        Sleep(500);
-        FreeConsole();
-        SetConsoleCtrlHandler(nullptr, FALSE);
-    });
-    EXPECT_EQ(outcome.code, ExitCode::kCancelled);
-    EXPECT_NE(outcome.errors.find("cancelling, waiting for the categories that already run\n"),
-              std::string::npos)
-        << outcome.errors;
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(Left(), (Names{L"pc.tsv"}));
-    EXPECT_EQ(Content(reports_ / L"pc.tsv"), kEarlier);
+    const struct {
+        const wchar_t* behaviour;
+        int presses;
+        ULONGLONG least, most;  // seconds from the first press to the end
+    } rows[] = {
+        {L"wait", 1, 0, 8},   // heeds Cancel, else it would go on for 20 s
+        {L"hang", 2, 0, 8},   // is ended at the second press
+        {L"hang", 1, 9, 15},  // is ended when its time is over
+    };
+    for (const auto& row : rows) {
+        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
+        ULONGLONG start = 0;
+        const Outcome outcome = Run(L"collect pc.tsv", [&](DWORD program) {
+            AwaitReport(program);
+            start = GetTickCount64();
+            PressCtrlC(program, row.presses);
+        });
+        const ULONGLONG seconds = (GetTickCount64() - start) / 1000;
+        EXPECT_TRUE(seconds >= row.least && seconds <= row.most) << seconds;
+        EXPECT_EQ(outcome.code, ExitCode::kCancelled);
+        EXPECT_NE(outcome.errors.find("orreryctl: cancelled; the report"), std::string::npos);
+        // A run that stops at once needs no patience.
+        const bool waits = row.behaviour == std::wstring_view{L"hang"};
+        EXPECT_TRUE(!waits || outcome.errors.starts_with("orreryctl: cancelling, waiting for "))
+            << outcome.errors;
+        EXPECT_EQ(outcome.output, "");
+        ExpectNothingLeft();
+    }
 }
 
 }  // namespace

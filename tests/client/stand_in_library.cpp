@@ -1,11 +1,15 @@
 // Stands in for orrery.dll. What a run does is chosen by the environment variable ORRERY_STAND_IN:
 // "report" writes one, "cut" a part of it, "nothing" reports success without one, "refuse" reports a
-// cancelled run, and "wait" writes one, waits for Cancel and reports success all the same. Built
-// without ORRERY_STAND_IN_EXPORTS it is a library that lacks the names.
+// cancelled run. The others write a report first: "slow" takes a second, "wait" ends with Cancel,
+// "hang" never and says something without end, "crash" and "exit" end the process, "leak" sets an
+// event that the run must not know, and "unload" hangs when the library is unloaded. While the
+// process of a run lives, the event exists that ORRERY_STAND_IN_EVENT names, for which "gate" waits.
+// Built without ORRERY_STAND_IN_EXPORTS it is a library that lacks the names.
 #include <windows.h>
 
 #ifdef ORRERY_STAND_IN_EXPORTS
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -19,6 +23,20 @@ HANDLE CancelEvent()
     return event;
 }
 
+std::wstring Variable(const wchar_t* name)
+{
+    wchar_t buffer[32] = L"";
+    GetEnvironmentVariableW(name, buffer, 32);
+    return buffer;
+}
+
+HANDLE RunEvent()
+{
+    static const HANDLE event =
+        CreateEventW(nullptr, TRUE, FALSE, Variable(L"ORRERY_STAND_IN_EVENT").c_str());
+    return event;
+}
+
 void WriteReport(const wchar_t* path, std::size_t missingBytes = 0)
 {
     constexpr wchar_t kReport[] = L"BIOS\t0\tVersion\t1.0\nET\t0\t\t12\nET\t0\t\t3\n";
@@ -28,22 +46,46 @@ void WriteReport(const wchar_t* path, std::size_t missingBytes = 0)
     }
 }
 
+/// What a run does after it has written its report.
+void Behave(const std::wstring& behaviour)
+{
+    if (behaviour == L"slow")
+        Sleep(1000);
+    if (behaviour == L"gate")
+        WaitForSingleObject(RunEvent(), 60'000);
+    if (behaviour == L"wait")
+        WaitForSingleObject(CancelEvent(), 20'000);
+    while (behaviour == L"hang") {
+        DWORD written = 0;
+        WriteFile(GetStdHandle(STD_ERROR_HANDLE), "still here\n", 11, &written, nullptr);
+    }
+    if (behaviour == L"crash")
+        *static_cast<volatile char*>(VirtualAlloc(nullptr, 1, MEM_RESERVE, PAGE_NOACCESS)) = 1;
+    if (behaviour == L"exit")
+        ExitProcess(0);
+    if (behaviour == L"leak")
+        SetEvent(reinterpret_cast<HANDLE>(std::stoull(Variable(L"ORRERY_STAND_IN_HANDLE"))));
+}
+
 }  // namespace
 
 extern "C" {
 
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*)
+{
+    if (reason == DLL_PROCESS_DETACH && Variable(L"ORRERY_STAND_IN") == L"unload")
+        Sleep(INFINITE);
+    return TRUE;
+}
+
 int32_t __stdcall GetInventoryEx(const wchar_t* path, uint32_t)
 {
-    wchar_t buffer[16] = L"";
-    GetEnvironmentVariableW(L"ORRERY_STAND_IN", buffer, 16);
-    const std::wstring behaviour = buffer;
+    const std::wstring behaviour = Variable(L"ORRERY_STAND_IN");
+    RunEvent();
     CancelEvent();
-    if (behaviour == L"report" || behaviour == L"wait")
-        WriteReport(path);
-    if (behaviour == L"cut")
-        WriteReport(path, 3);
-    if (behaviour == L"wait")
-        WaitForSingleObject(CancelEvent(), 20'000);
+    if (behaviour != L"nothing" && behaviour != L"refuse")
+        WriteReport(path, behaviour == L"cut" ? 3 : 0);
+    Behave(behaviour);
     return behaviour == L"refuse" ? 0 : 1;
 }
 

@@ -1,0 +1,86 @@
+#include <array>
+#include <memory>
+#include <string>
+
+#include "client/command_line.h"
+#include "client/commands/open_report.h"
+#include "client/output_file.h"
+#include "client/page/page.h"
+#include "client/report/csv.h"
+#include "client/report/json.h"
+#include "client/report/reader.h"
+#include "client/report/report.h"
+
+namespace orrery {
+namespace {
+
+struct Format {
+    const char* name;
+    std::string (*convert)(const report::Report&);
+};
+
+constexpr auto kFormats = std::to_array<Format>({
+    {"json", &report::ToJson},
+    {"csv", &report::ToCsv},
+    {"html", &report::ToHtml},
+});
+
+struct ConvertOptions {
+    std::string report;
+    std::string format;
+    std::string output;  // empty for standard output
+    bool redact = false;
+};
+
+std::string Convert(const report::Report& report, const std::string& name)
+{
+    for (const Format& format : kFormats)
+        if (format.name == name)
+            return format.convert(report);
+    throw CommandError(ExitCode::kInput, '"' + name + "\" is no form to convert to");
+}
+
+void ConvertReport(const ConvertOptions& options)
+{
+    if (!options.output.empty())
+        CheckOutputFile(options.output, report::PathFromUtf8(options.report));
+    const std::string text = Convert(OpenReport(options.report, options.redact), options.format);
+    if (options.output.empty())
+        PrintOrFail(text);
+    else
+        WriteOutputFile(options.output, text);
+}
+
+}  // namespace
+
+void AddConvertCommand(CLI::App& app, ExitCode* /*result*/)
+{
+    CLI::App* const convert =
+        app.add_subcommand("convert", "Convert a report to JSON, CSV or a page to look at");
+    const auto options = std::make_shared<ConvertOptions>();
+    convert->add_option("REPORT.tsv", options->report, "The report to read")
+        ->type_name("")
+        ->required();
+    CLI::Option* const to = convert->add_option("--to", options->format,
+                                                "json: grouped by section and instance\n"
+                                                "csv: one fact a row, for a database\n"
+                                                "html: a page for a browser");
+    to->type_name("json|csv|html")->required();
+    std::vector<std::string> names;
+    for (const Format& format : kFormats)
+        names.emplace_back(format.name);
+    to->check(CLI::IsMember(names).description(""));
+    convert
+        ->add_option("-o,--output", options->output,
+                     "The file to write, in place of an earlier one; else standard output")
+        ->type_name("FILE");
+    convert->add_flag("--redact", options->redact,
+                      "Replace what identifies the machine, its network or its people");
+    convert->footer(
+        "All forms are UTF-8. A file appears under its name only when it is complete.\n\n"
+        "Example:\n  orreryctl convert report.tsv --to html -o report.html\n\n" +
+        ExitCodeHelp());
+    convert->callback([options] { ConvertReport(*options); });
+}
+
+}  // namespace orrery

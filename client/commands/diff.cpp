@@ -1,0 +1,71 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/command_line.h"
+#include "client/commands/open_report.h"
+#include "client/console.h"
+#include "client/report/diff.h"
+#include "client/report/diff_text.h"
+
+namespace orrery {
+namespace {
+
+struct DiffOptions {
+    std::string before, after;
+    std::string format = "text";
+    bool withPassing = false;
+};
+
+std::string FormatChanges(const std::vector<report::SectionChange>& changes,
+                          const DiffOptions& options)
+{
+    const report::DiffNames names{options.before, options.after};
+    if (options.format == "json")
+        return report::FormatDiffJson(changes, names, options.withPassing);
+    if (changes.empty())
+        return options.withPassing
+                   ? "No differences.\n"
+                   : "No differences, leaving out elapsed times, leases and free space.\n";
+    const Terminal terminal = OutputTerminal();
+    const bool isAscii = terminal.isTerminal && !terminal.unicode;
+    return report::FormatDiff(changes, names, terminal.isTerminal ? terminal.columns : 0,
+                              isAscii ? Charset::kAscii : Charset::kUnicode);
+}
+
+ExitCode DiffReports(const DiffOptions& options)
+{
+    const report::Report before = OpenReport(options.before);
+    const report::Report after = OpenReport(options.after);
+    const auto changes = report::CompareReports(before, after, options.withPassing);
+    // Scripts tell trouble from a difference by its code.
+    if (!Print(FormatChanges(changes, options)))
+        throw CommandError(ExitCode::kInput,
+                           "the differences cannot be written to standard output; check that its "
+                           "disk has space left and its reader still runs");
+    return changes.empty() ? ExitCode::kDone : ExitCode::kNo;
+}
+
+}  // namespace
+
+void AddDiffCommand(CLI::App& app, ExitCode* result)
+{
+    CLI::App* const diff = app.add_subcommand("diff", "Show what changed between two reports");
+    const auto options = std::make_shared<DiffOptions>();
+    diff->add_option("OLD.tsv", options->before, "The earlier report")->type_name("")->required();
+    diff->add_option("NEW.tsv", options->after, "The later report")->type_name("")->required();
+    diff->add_option("--to", options->format, "text (unless given) or json")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"text", "json"}));
+    diff->add_flag("--all", options->withPassing,
+                   "Compare elapsed times, leases and free space, too");
+    diff->footer(
+        "Disks, adapters, modules and the like are matched by what identifies them, not by their\n"
+        "index: + was added, - was removed, ~ changed. A section that one report does not have at\n"
+        "all is \"not collected\" there; this counts as a difference.\n\n"
+        "Example:\n  orreryctl diff monday.tsv friday.tsv\n\n" +
+        ExitCodeHelp());
+    diff->callback([options, result] { *result = DiffReports(*options); });
+}
+
+}  // namespace orrery

@@ -1,0 +1,59 @@
+#include <memory>
+#include <string>
+
+#include "client/command_line.h"
+#include "client/commands/open_report.h"
+#include "client/console.h"
+#include "client/report/find_value.h"
+#include "client/report/reader.h"
+#include "client/terminal_text.h"
+
+namespace orrery {
+namespace {
+
+struct Options {
+    std::string path, name;
+};
+
+bool GetValue(const Options& options)
+{
+    const auto name = report::ParseValueName(options.name);
+    const report::FoundValue found = report::FindValue(report::PathFromUtf8(options.path), name);
+    PrintWarnings(options.path, found.warnings);
+    if (!found.value)
+        return false;
+    const Terminal terminal = OutputTerminal();
+    const std::string text =
+        terminal.isTerminal
+            ? Escaped(*found.value, terminal.unicode ? Charset::kUnicode : Charset::kAscii)
+            : *found.value;
+    PrintOrFail(text + '\n');
+    return true;
+}
+
+}  // namespace
+
+void AddGetCommand(CLI::App& app, ExitCode* result)
+{
+    CLI::App* const get = app.add_subcommand("get", "Print one value of a report, for scripts");
+    const auto options = std::make_shared<Options>();
+    get->add_option("REPORT.tsv", options->path, "The report to read")->type_name("")->required();
+    get->add_option("SECTION.PROPERTY[.INDEX]", options->name,
+                    "The value to print, spelled as in the report; the index is 0 unless given")
+        ->type_name("")
+        ->required();
+    get->footer(
+        "Prints the value as it is, and a line feed. \"ET\" and a category stand for an elapsed "
+        "time\n"
+        "in milliseconds, in a report that has all of them.\n\n"
+        "Examples:\n  orreryctl get report.tsv BIOS.SerialNumber\n"
+        "  orreryctl get report.tsv LogicalDisk.FreeSpace.1\n"
+        "  orreryctl get report.tsv ET.Network\n\n" +
+        ExitCodeHelp());
+    get->callback([options, result] {
+        if (!GetValue(*options))
+            *result = ExitCode::kNo;
+    });
+}
+
+}  // namespace orrery

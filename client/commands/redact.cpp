@@ -1,0 +1,49 @@
+#include "client/report/redact.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "client/command_line.h"
+#include "client/commands/open_report.h"
+#include "client/output_file.h"
+#include "client/report/reader.h"
+#include "client/report/writer.h"
+
+namespace orrery {
+namespace {
+
+void RedactFile(const std::string& input, const std::string& output)
+{
+    const std::filesystem::path from = report::PathFromUtf8(input);
+    CheckOutputFile(output, from);
+    report::Report report = report::ReadReport(from);
+    report::Redact(&report);
+    PrintWarnings(input, report.warnings);
+    WriteOutputFile(output, report::FormatReport(report));
+}
+
+}  // namespace
+
+void AddRedactCommand(CLI::App& app, ExitCode* /*result*/)
+{
+    CLI::App* const redact = app.add_subcommand(
+        "redact", "Write a copy of a report without what identifies the machine");
+    const auto input = std::make_shared<std::string>(), output = std::make_shared<std::string>();
+    redact->add_option("IN.tsv", *input, "The report to read")->type_name("")->required();
+    redact->add_option("OUT.tsv", *output, "The report to write; another file than IN.tsv")
+        ->type_name("")
+        ->required();
+    redact->footer(
+        "Serial numbers, MAC and IP addresses, names of wireless networks, of the computer, its\n"
+        "domain and its user become placeholders such as \"serial-1\" or \"ip-2\"; equal values "
+        "stay\n"
+        "equal. Models, sizes, versions and network masks stay, and so do labels of volumes "
+        "unless\n"
+        "they hold one of those names. An earlier OUT.tsv is replaced when all is written.\n\n"
+        "Example:\n  orreryctl redact report.tsv to-share.tsv\n\n" +
+        ExitCodeHelp());
+    redact->callback([input, output] { RedactFile(*input, *output); });
+}
+
+}  // namespace orrery

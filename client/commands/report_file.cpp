@@ -1,0 +1,158 @@
+#include "client/commands/report_file.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+#include "client/console.h"
+#include "client/exit_codes.h"
+#include "support/unique.h"
+
+namespace orrery {
+namespace {
+
+constexpr std::wstring_view kSuffix = L".tsv";
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+/// Repeats what may fail for a moment only, while another run or a virus scanner holds the file.
+/// @return whether it succeeded; if not, the last error says why
+template <class Attempt>
+bool SucceedsSoon(const Attempt& attempt)
+{
+    for (int tries = 1; !attempt(); ++tries) {
+        const DWORD error = GetLastError();
+        if (tries == 10 || (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED)) {
+            SetLastError(error);
+            return false;
+        }
+        Sleep(50);
+    }
+    return true;
+}
+
+std::wstring AbsolutePath(const std::wstring& path)
+{
+    std::wstring absolute(MAX_PATH, L'\0');
+    DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(absolute.size()),
+                                    absolute.data(), nullptr);
+    if (length >= absolute.size()) {
+        absolute.resize(length);
+        length = GetFullPathNameW(path.c_str(), length, absolute.data(), nullptr);
+    }
+    absolute.resize(length);
+    return absolute;
+}
+
+/// The form of an absolute path that is not limited to MAX_PATH.
+std::wstring ExtendedPath(const std::wstring& absolute)
+{
+    if (absolute.starts_with(LR"(\\?\)") || absolute.starts_with(LR"(\\.\)"))
+        return absolute;
+    if (absolute.starts_with(LR"(\\)"))
+        return LR"(\\?\UNC)" + absolute.substr(1);
+    return LR"(\\?\)" + absolute;
+}
+
+}  // namespace
+
+ReportPath ResolveReport(const std::wstring& report)
+{
+    if (!report.ends_with(kSuffix))
+        throw CommandError(ExitCode::kInput, "the report's name " + Quoted(report) +
+                                                 " does not end in \".tsv\" in lower case; use " +
+                                                 "for example \"report.tsv\"");
+    ReportPath path;
+    path.shown = AbsolutePath(report);
+    // A name such as nul.tsv turns into that of a device.
+    if (!path.shown.ends_with(kSuffix))
+        throw CommandError(ExitCode::kInput, "the report's name " + Quoted(report) +
+                                                 " stands for a device; choose another name");
+
+    const std::wstring tail = L"." + std::to_wstring(GetCurrentProcessId()) + L".partial.tsv";
+    const bool isLong = path.shown.size() + tail.size() >= MAX_PATH;
+    path.file = isLong ? ExtendedPath(path.shown) : path.shown;
+    path.folder = path.file.substr(0, path.file.rfind(L'\\') + 1);
+    // A file name has 255 code units at most, and the tail has to fit in.
+    constexpr std::size_t kLongestStem = 200;
+    const std::wstring name = path.file.substr(path.folder.size());
+    path.partial =
+        path.folder + name.substr(0, name.size() - kSuffix.size()).substr(0, kLongestStem) + tail;
+    return path;
+}
+
+void CheckTarget(const ReportPath& path)
+{
+    const DWORD folder = GetFileAttributesW(path.folder.c_str());
+    if (const DWORD error = GetLastError(); folder == INVALID_FILE_ATTRIBUTES)
+        throw CommandError(
+            ExitCode::kInput,
+            "the folder " + Quoted(path.shown.substr(0, path.shown.rfind(L'\\') + 1)) +
+                " cannot be found: " + SystemMessage(error) + "; create it or choose another one");
+    const DWORD file = GetFileAttributesW(path.file.c_str());
+    if (file == INVALID_FILE_ATTRIBUTES)
+        return;
+    if ((file & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        throw CommandError(ExitCode::kInput, Quoted(path.shown) +
+                                                 " is a folder; give the name of a file, such as " +
+                                                 Quoted(path.shown + L"\\report.tsv"));
+    const bool replaceable = SucceedsSoon([&path] {
+        const UniqueFile earlier{CreateFileW(path.file.c_str(), GENERIC_WRITE | DELETE, kShareAll,
+                                             nullptr, OPEN_EXISTING, 0, nullptr)};
+        // Another run may just be putting its report in place.
+        return earlier || GetLastError() == ERROR_FILE_NOT_FOUND;
+    });
+    if (const DWORD error = GetLastError(); !replaceable)
+        throw CommandError(ExitCode::kReport,
+                           "the earlier report " + Quoted(path.shown) +
+                               " cannot be replaced: " + SystemMessage(error) +
+                               "; close the program that uses it, lift its write protection or " +
+                               "choose another name");
+}
+
+CPartialReport::CPartialReport(const ReportPath& path) : path_(path)
+{
+    const UniqueFile file{CreateFileW(path.partial.c_str(), GENERIC_WRITE, 0, nullptr,
+                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    if (const DWORD error = GetLastError(); !file)
+        throw CommandError(ExitCode::kReport,
+                           "the report " + Quoted(path.shown) +
+                               " cannot be written: " + SystemMessage(error) +
+                               "; choose a folder in which you may create files");
+}
+
+CPartialReport::~CPartialReport()
+{
+    if (!published_)
+        SucceedsSoon([this] { return DeleteFileW(path_.partial.c_str()) != FALSE; });
+}
+
+void CPartialReport::Count(CFactCounter& counter) const
+{
+    const UniqueFile file{CreateFileW(path_.partial.c_str(), GENERIC_READ, kShareAll, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)};
+    std::array<std::byte, 16384> block;
+    DWORD bytes = 0;
+    while (file &&
+           ReadFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &bytes, nullptr) &&
+           bytes != 0)
+        counter.Add(std::span{block}.first(bytes));
+    counter.Finish();
+}
+
+void CPartialReport::Publish()
+{
+    published_ = SucceedsSoon([this] {
+        return MoveFileExW(path_.partial.c_str(), path_.file.c_str(),
+                           MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
+    });
+    if (const DWORD error = GetLastError(); !published_)
+        throw CommandError(ExitCode::kReport,
+                           "the report " + Quoted(path_.shown) +
+                               " cannot be put in place: " + SystemMessage(error) +
+                               "; close the program that uses it and collect again");
+}
+
+}  // namespace orrery

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+
+#include "client/report/summary.h"
+
+namespace orrery {
+
+/// The names of one report, absolute, in the form that file functions take at any length.
+struct ReportPath {
+    std::wstring shown;    // as messages print it
+    std::wstring folder;   // with its trailing backslash
+    std::wstring file;     // where the report ends up
+    std::wstring partial;  // where the run writes it; of this process alone
+};
+
+/// Works out the names of a report.
+/// @param report relative or absolute, of any length
+/// @throws CommandError with kInput for a name that does not end in ".tsv" or stands for a device
+ReportPath ResolveReport(const std::wstring& report);
+
+/// Finds out before the run whether its report could be put in place.
+/// @throws CommandError when it could not
+void CheckTarget(const ReportPath& path);
+
+/// The file that a run writes; it is deleted again unless it becomes the report.
+class CPartialReport {
+public:
+    /// Makes the file, still empty.
+    /// @throws CommandError with kReport when that is not possible
+    explicit CPartialReport(const ReportPath& path);
+    ~CPartialReport();
+    CPartialReport(const CPartialReport&) = delete;
+    CPartialReport& operator=(const CPartialReport&) = delete;
+
+    /// Counts the facts that were written so far; none also when the file cannot be read.
+    void Count(CFactCounter& counter) const;
+    /// Makes the file the report, in place of an earlier one.
+    /// @throws CommandError with kReport when the earlier one stays in the way
+    void Publish();
+
+private:
+    const ReportPath& path_;
+    bool published_ = false;
+};
+
+}  // namespace orrery

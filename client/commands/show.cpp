@@ -1,0 +1,63 @@
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/command_line.h"
+#include "client/commands/open_report.h"
+#include "client/console.h"
+#include "client/report/show.h"
+
+namespace orrery {
+namespace {
+
+struct Options {
+    std::string path;
+    std::vector<std::string> sections;
+    bool redact = false;
+};
+
+report::ShowStyle StyleOf(const Terminal& terminal)
+{
+    report::ShowStyle style;
+    if (!terminal.isTerminal)
+        return style;
+    constexpr int kNarrowest = 40;
+    style.columns = static_cast<std::size_t>(std::max(terminal.columns, kNarrowest));
+    style.shorten = true;
+    style.colours = terminal.colours;
+    // The bytes of UTF-8 hold control characters for a terminal that does not take it.
+    style.charset = style.values = terminal.unicode ? Charset::kUnicode : Charset::kAscii;
+    return style;
+}
+
+void ShowReport(const Options& options)
+{
+    const report::Report report = OpenReport(options.path, options.redact);
+    const auto selection = report::SelectSections(report, options.sections);
+    PrintOrFail(report::FormatReport(report, selection, StyleOf(OutputTerminal())));
+}
+
+}  // namespace
+
+void AddShowCommand(CLI::App& app, ExitCode* /*result*/)
+{
+    CLI::App* const show = app.add_subcommand("show", "Show a report as tables");
+    const auto options = std::make_shared<Options>();
+    show->add_option("REPORT.tsv", options->path, "The report to show")->type_name("")->required();
+    show->add_option("SECTION", options->sections,
+                     "Sections to show, \"ET\" for the elapsed times; all when none is named")
+        ->type_name("");
+    show->add_flag("--redact", options->redact,
+                   "Show placeholders instead of serial numbers, addresses and names");
+    show->footer(
+        "Empty values are shown as \"-\", and nothing stands where an instance has no such value.\n"
+        "On a terminal, values that do not fit are shortened; a file or pipe gets them whole.\n\n"
+        "Examples:\n  orreryctl show report.tsv\n"
+        "  orreryctl show report.tsv LogicalDisk NetworkAdapter\n\n" +
+        ExitCodeHelp());
+    show->callback([options] { ShowReport(*options); });
+}
+
+}  // namespace orrery

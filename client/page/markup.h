@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orrery::page {
+
+/// HTML of ours, kept apart from texts by its type: what comes from a report only gets in through
+/// `Text`, which escapes it.
+class CMarkup {
+public:
+    CMarkup() = default;
+    /// Markup that stands in the program itself.
+    template <std::size_t size>
+    CMarkup(const char (&literal)[size]) : html_(literal, size - 1)
+    {}
+
+    bool empty() const noexcept { return html_.empty(); }
+    const std::string& html() const noexcept { return html_; }
+    CMarkup& operator+=(const CMarkup& other)
+    {
+        html_ += other.html_;
+        return *this;
+    }
+    friend CMarkup operator+(CMarkup first, const CMarkup& second) { return first += second; }
+
+private:
+    friend CMarkup Text(std::string_view utf8);
+    friend CMarkup Element(const char* tag, const char* classes, const CMarkup& content);
+    friend CMarkup Bar(const char* classes, double share);
+
+    std::string html_;
+};
+
+/// A text, safe in an element's content and in a quoted attribute. Tabs and line feeds are kept;
+/// other control characters and those that turn the direction of writing show by their number, such as
+/// "[U+001B]".
+CMarkup Text(std::string_view utf8);
+
+/// An element with its content; `classes` may be empty.
+CMarkup Element(const char* tag, const char* classes, const CMarkup& content);
+
+/// An empty box as wide as its share, from 0 to 1, of what it is in; other numbers count as the nearer
+/// of the two.
+CMarkup Bar(const char* classes, double share);
+
+}  // namespace orrery::page

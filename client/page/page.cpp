@@ -1,0 +1,69 @@
+#include "client/page/page.h"
+
+#include "client/page/blocks.h"
+#include "client/page/markup.h"
+#include "client/report/machine.h"
+#include "page_style.h"
+
+namespace orrery::page {
+namespace {
+
+constexpr const char kHead[] =
+    "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+    "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+    "style-src 'unsafe-inline'; base-uri 'none'; form-action 'none'\">\n"
+    "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+    "<meta name=\"color-scheme\" content=\"light dark\">\n"
+    "<meta name=\"referrer\" content=\"no-referrer\">\n";
+
+CMarkup Warnings(const report::Report& report)
+{
+    CMarkup items;
+    for (const report::Warning& warning : report.warnings)
+        items += Element("li", "",
+                         Text((warning.line == 0 ? std::string{}
+                                                 : "Line " + std::to_string(warning.line) + ": ") +
+                              warning.text));
+    if (items.empty())
+        return {};
+    return Element(
+               "aside", "card",
+               Element("b", "", "The report is not as it was written") + Element("ul", "", items)) +
+           "\n";
+}
+
+CMarkup Header(const report::Report& report, std::string_view machine)
+{
+    const auto value = [&report](std::string_view section, std::string_view property) {
+        return std::string{FirstValue(report, section, property)};
+    };
+    const std::string model = Joined({value("BIOS", "SystemMan"), value("BIOS", "SystemMod")}, " ");
+    const std::string user = value("OperatingSystem", "LoggedOnUser");
+    const std::string line = Joined(
+        {model, value("SystemEnclosure", "ChassisTypes"), user.empty() ? "" : "used by " + user});
+    return Element("header", "",
+                   Element("p", "label", "Inventory report") + Element("h1", "", Text(machine)) +
+                       Element("p", "muted", Text(line))) +
+           "\n";
+}
+
+}  // namespace
+}  // namespace orrery::page
+
+namespace orrery::report {
+
+std::string ToHtml(const Report& report)
+{
+    using namespace page;
+    const std::string* const name = MachineName(report);
+    const std::string machine = name != nullptr ? *name : "Computer without a name";
+    const CMarkup body = Header(report, machine) + Warnings(report) + SummaryCards(report) +
+                         StorageBlock(report) + MemoryBlock(report) + NetworkBlock(report) +
+                         DetailsBlock(report) + ElapsedBlock(report) + AllFactsBlock(report);
+    return std::string{kHead} +
+           Element("title", "", Text(machine) + " \u00B7 inventory report").html() + "\n<style>\n" +
+           std::string{kStyle} + "</style>\n</head>\n<body>\n<main>\n" + body.html() +
+           "</main>\n</body>\n</html>\n";
+}
+
+}  // namespace orrery::report

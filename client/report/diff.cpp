@@ -1,0 +1,383 @@
+#include "client/report/diff.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <iterator>
+#include <unordered_map>
+
+#include "client/report/fold_case.h"
+
+namespace orrery::report {
+namespace {
+
+constexpr std::size_t kMostProperties = 2;
+/// Properties that identify an instance together, when at least one of them has a value.
+using Identity = std::array<std::string_view, kMostProperties>;
+
+constexpr std::size_t kMostIdentities = 4;
+struct SectionIdentities {
+    std::string_view section;
+    Identity label;                                   // what people know an instance by
+    std::array<Identity, kMostIdentities> strongest;  // first, then the fall-backs
+};
+
+// A fall-back finds what is still the same thing although the stronger identity changed: an adapter
+// with a random hardware address, a volume under another letter, a module beside one of that label.
+constexpr auto kIdentities = std::to_array<SectionIdentities>({
+    {"BaseBoard",
+     {"Product", "Manufacturer"},
+     {{{"Product", "Version"}, {"Product"}, {"Manufacturer"}}}},
+    {"DiskDrive", {"Caption"}, {{{"Caption", "Size"}, {"Caption"}}}},
+    {"LogicalDisk", {"DeviceID", "Description"}, {{{"DeviceID"}, {"VolumeSerialNumber"}}}},
+    {"NetworkAdapter",
+     {"Name", "MACAddress"},
+     {{{"MACAddress", "Name"}, {"MACAddress"}, {"Name"}}}},
+    {"PhysicalMemoryLocation", {"DeviceLocator"}, {{{"DeviceLocator"}}}},
+    {"Processor", {"Name"}, {{{"Name"}}}},
+    {"SystemSlot", {"SlotDesignation"}, {{{"SlotDesignation"}}}},
+    {"USBDevice", {"Name"}, {{{"Name"}}}},
+    {"VideoController", {"Name"}, {{{"Name"}}}},
+});
+
+// What is not in the table: single instances, which have nothing but their index, and sections that
+// this program does not know.
+constexpr SectionIdentities kOthers{
+    "", {}, {{{"DeviceID"}, {"MACAddress"}, {"Caption"}, {"Name"}}}};
+constexpr auto kSingles =
+    std::to_array<std::string_view>({"BIOS", "ComputerSystem", "OperatingSystem", "PhysicalMemory",
+                                     "SystemEnclosure", "SystemOverview"});
+
+struct PropertyName {
+    std::string_view section, property;
+};
+
+// What differs between any two reports of the same machine.
+constexpr auto kPassing = std::to_array<PropertyName>({
+    {"LogicalDisk", "FreeSpace"},
+    {"NetworkAdapter", "DHCPLeaseExpires"},
+    {"NetworkAdapter", "DHCPLeaseObtained"},
+});
+
+// Facts of a section as a whole, which the report shows with its first instance, whichever that is.
+constexpr auto kOfWholeSection = std::to_array<PropertyName>({
+    {"PhysicalMemoryLocation", "MemorySlots"},
+});
+
+template <std::size_t size>
+bool Has(const std::array<PropertyName, size>& table, std::string_view section,
+         std::string_view property)
+{
+    return std::any_of(table.begin(), table.end(), [&](const PropertyName& row) {
+        return row.section == section && row.property == property;
+    });
+}
+
+const SectionIdentities& IdentitiesOf(std::string_view section)
+{
+    const auto row =
+        std::find_if(kIdentities.begin(), kIdentities.end(),
+                     [section](const auto& identities) { return identities.section == section; });
+    return row != kIdentities.end() ? *row : kOthers;
+}
+
+bool IsSingle(std::string_view section)
+{
+    return std::find(kSingles.begin(), kSingles.end(), section) != kSingles.end();
+}
+
+/// Appends a text so that no two lists of texts look the same.
+void AppendPart(std::string_view text, std::string* key)
+{
+    *key += std::to_string(text.size()) + ':';
+    *key += text;
+}
+
+/// Whether a value tells anything apart: neither "" nor "0" nor "00-00-00-00-00-00".
+bool Identifies(const std::string* value)
+{
+    return value && value->find_first_not_of("0-:. ") != std::string::npos;
+}
+
+/// @return empty when none of the properties identifies the instance
+std::string KeyOf(const Instance& instance, const Identity& identity)
+{
+    std::string key;
+    bool identifies = false;
+    for (const std::string_view name : identity) {
+        const std::string* const value = name.empty() ? nullptr : instance.Find(name);
+        AppendPart(value ? FoldCase(*value) : std::string{}, &key);
+        identifies = identifies || Identifies(value);
+    }
+    return identifies ? key : std::string{};
+}
+
+/// Everything that lasts about an instance; never empty.
+std::string ContentOf(std::string_view section, const Instance& instance)
+{
+    std::string content = "=";
+    for (const Property& property : instance.properties)
+        if (!Has(kPassing, section, property.name) &&
+            !Has(kOfWholeSection, section, property.name)) {
+            AppendPart(property.name, &content);
+            AppendPart(property.value, &content);
+        }
+    return content;
+}
+
+/// The pairs of two sections while they are being found.
+class CMatcher {
+public:
+    using Key = std::function<std::string(const Instance&)>;
+
+    CMatcher(const Section& before, const Section& after)
+        : before_(before),
+          after_(after),
+          matches_(before.instances.size(), nullptr),
+          isTaken_(after.instances.size(), false)
+    {}
+
+    /// Pairs, in their order, the instances of equal keys that have no match yet; an empty key
+    /// matches nothing.
+    void MatchBy(const Key& beforeKey, const Key& afterKey)
+    {
+        std::unordered_map<std::string, std::deque<std::size_t>> candidates;
+        for (std::size_t at = 0; at < after_.instances.size(); ++at)
+            if (!isTaken_[at])
+                if (std::string key = afterKey(after_.instances[at]); !key.empty())
+                    candidates[std::move(key)].push_back(at);
+        for (std::size_t at = 0; at < before_.instances.size(); ++at) {
+            if (matches_[at])
+                continue;
+            const auto found = candidates.find(beforeKey(before_.instances[at]));
+            if (found == candidates.end() || found->second.empty())
+                continue;
+            matches_[at] = &after_.instances[found->second.front()];
+            isTaken_[found->second.front()] = true;
+            found->second.pop_front();
+        }
+    }
+
+    std::vector<InstancePair> Pairs() const
+    {
+        std::vector<InstancePair> pairs;
+        for (std::size_t at = 0; at < before_.instances.size(); ++at)
+            pairs.emplace_back(&before_.instances[at], matches_[at]);
+        for (std::size_t at = 0; at < after_.instances.size(); ++at)
+            if (!isTaken_[at])
+                pairs.emplace_back(nullptr, &after_.instances[at]);
+        return pairs;
+    }
+
+private:
+    const Section& before_;
+    const Section& after_;
+    std::vector<const Instance*> matches_;  // of the instances before
+    std::vector<bool> isTaken_;             // of the instances after
+};
+
+/// Takes what belongs to the section as a whole out of its instances, and leaves out what passes.
+/// Instances of which nothing is left go.
+Section Prepare(const Section& section, bool withPassing, Instance* whole)
+{
+    Section prepared{section.name, {}};
+    for (const Instance& instance : section.instances) {
+        Instance rest{instance.index, {}};
+        for (const Property& property : instance.properties) {
+            if (Has(kOfWholeSection, section.name, property.name))
+                whole->properties.push_back(property);
+            else if (withPassing || !Has(kPassing, section.name, property.name))
+                rest.properties.push_back(property);
+        }
+        if (!rest.properties.empty())
+            prepared.instances.push_back(std::move(rest));
+    }
+    return prepared;
+}
+
+std::vector<PropertyChange> CompareInstances(const Instance& before, const Instance& after)
+{
+    std::unordered_map<std::string_view, const std::string*> values;
+    for (const Property& property : after.properties)
+        values[property.name] = &property.value;
+    std::vector<PropertyChange> changes;
+    for (const Property& property : before.properties) {
+        const auto value = values.find(property.name);
+        if (value == values.end()) {
+            changes.push_back({property.name, property.value, std::nullopt});
+            continue;
+        }
+        if (*value->second != property.value)
+            changes.push_back({property.name, property.value, *value->second});
+        values.erase(value);
+    }
+    for (const Property& property : after.properties)
+        if (values.contains(property.name))
+            changes.push_back({property.name, std::nullopt, property.value});
+    return changes;
+}
+
+/// What a person calls an instance: "first (second)"; empty when there is but one in any report.
+std::string LabelOf(std::string_view section, const Instance& instance)
+{
+    std::string label;
+    if (IsSingle(section))
+        return label;
+    const SectionIdentities& identities = IdentitiesOf(section);
+    for (const std::string_view name : identities.label)
+        if (const std::string* const value = name.empty() ? nullptr : instance.Find(name);
+            value && !value->empty())
+            label += label.empty() ? *value : " (" + *value + ")";
+    for (const Identity& identity : identities.strongest)
+        if (const std::string* const value =
+                identity.front().empty() ? nullptr : instance.Find(identity.front());
+            value && label.empty())
+            label = *value;
+    return label;
+}
+
+InstanceChange AddedOrRemoved(std::string_view section, const Instance* before,
+                              const Instance* after)
+{
+    const Instance& instance = before ? *before : *after;
+    InstanceChange change;
+    change.label = LabelOf(section, instance);
+    (before ? change.before : change.after) = instance.index;
+    for (const Property& property : instance.properties)
+        if (!property.value.empty()) {
+            PropertyChange& fact = change.properties.emplace_back();
+            fact.name = property.name;
+            (before ? fact.before : fact.after) = property.value;
+        }
+    return change;
+}
+
+std::vector<InstanceChange> CompareSections(const Section& before, const Section& after,
+                                            bool withPassing)
+{
+    Instance wholeBefore, wholeAfter;
+    const Section first = Prepare(before, withPassing, &wholeBefore);
+    const Section second = Prepare(after, withPassing, &wholeAfter);
+    std::vector<InstanceChange> changes;
+    if (auto properties = CompareInstances(wholeBefore, wholeAfter); !properties.empty())
+        changes.push_back({"", 0, 0, std::move(properties)});
+    for (const auto& [old, now] : MatchInstances(first, second)) {
+        if (!old || !now)
+            changes.push_back(AddedOrRemoved(before.name, old, now));
+        else if (auto properties = CompareInstances(*old, *now); !properties.empty())
+            changes.push_back(
+                {LabelOf(before.name, *now), old->index, now->index, std::move(properties)});
+    }
+    return changes;
+}
+
+/// The elapsed times as a section: an instance with a property for each category, or with numbers in
+/// place of the names when not every category has run.
+Section ElapsedSection(const std::vector<std::string>& times, bool withNames)
+{
+    Section section{"ET", {}};
+    Instance instance;
+    for (std::size_t at = 0; at < times.size(); ++at)
+        instance.properties.push_back(
+            {withNames ? std::string{kElapsedCategories[at]} : std::to_string(at + 1), times[at]});
+    if (!times.empty())
+        section.instances.push_back(std::move(instance));
+    return section;
+}
+
+std::vector<std::string> SectionNames(const Report& before, const Report& after)
+{
+    std::vector<std::string> names;
+    for (const Report* const report : {&before, &after})
+        for (const Section& section : report->sections)
+            names.push_back(section.name);
+    // In the order of a report, which compares its keys with their separators.
+    std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
+        return left + '\\' < right + '\\';
+    });
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    return names;
+}
+
+std::optional<SectionChange> CompareSection(const std::string& name, const Section* before,
+                                            const Section* after, bool withPassing)
+{
+    if (!after)
+        return SectionChange{name, SectionState::kOnlyBefore, {}};
+    if (!before)
+        return SectionChange{name, SectionState::kOnlyAfter, {}};
+    auto instances = CompareSections(*before, *after, withPassing);
+    if (instances.empty())
+        return std::nullopt;
+    return SectionChange{name, SectionState::kChanged, std::move(instances)};
+}
+
+}  // namespace
+
+std::vector<InstancePair> MatchInstances(const Section& before, const Section& after)
+{
+    CMatcher matcher{before, after};
+    const auto matchBy = [&matcher](const CMatcher::Key& key) { matcher.MatchBy(key, key); };
+    const auto index = [](const Instance& instance) { return std::to_string(instance.index); };
+    if (IsSingle(before.name)) {
+        matchBy(index);
+        return matcher.Pairs();
+    }
+
+    const auto content = [&](const Instance& instance) { return ContentOf(before.name, instance); };
+    const auto& identities = IdentitiesOf(before.name).strongest;
+    for (const Identity& identity : identities) {
+        const auto key = [&](const Instance& instance) { return KeyOf(instance, identity); };
+        // Of several that are called the same, first those that did not change.
+        matchBy([&](const Instance& instance) {
+            const std::string id = key(instance);
+            return id.empty() ? id : id + content(instance);
+        });
+        matchBy(key);
+    }
+
+    const auto isNameless = [&](const Instance& instance) {
+        return std::all_of(identities.begin(), identities.end(), [&](const Identity& identity) {
+            return KeyOf(instance, identity).empty();
+        });
+    };
+    const auto any = [](const Instance&) { return std::string{"any"}; };
+    const auto nameless = [&](const Instance& instance) {
+        return std::string{isNameless(instance) ? "any" : ""};
+    };
+    matchBy([&](const Instance& instance) {
+        return isNameless(instance) ? content(instance) : std::string{};
+    });
+    matchBy(nameless);
+    // Something that the reports know more or less about.
+    matcher.MatchBy(nameless, any);
+    matcher.MatchBy(any, nameless);
+    return matcher.Pairs();
+}
+
+std::vector<SectionChange> CompareReports(const Report& before, const Report& after,
+                                          bool withPassing)
+{
+    std::vector<SectionChange> changes;
+    const auto compare = [&](const std::string& name, const Section* old, const Section* now) {
+        if (auto change = CompareSection(name, old, now, withPassing))
+            changes.push_back(std::move(*change));
+    };
+    for (const std::string& name : SectionNames(before, after))
+        compare(name, before.Find(name), after.Find(name));
+    if (withPassing) {
+        const std::size_t all = kElapsedCategories.size();
+        const bool withNames =
+            before.elapsedTimes.size() == all && after.elapsedTimes.size() == all;
+        const Section old = ElapsedSection(before.elapsedTimes, withNames);
+        const Section now = ElapsedSection(after.elapsedTimes, withNames);
+        if (before.elapsedTimes != after.elapsedTimes)
+            compare("ET", old.instances.empty() ? nullptr : &old,
+                    now.instances.empty() ? nullptr : &now);
+    }
+    return changes;
+}
+
+}  // namespace orrery::report

@@ -1,0 +1,180 @@
+#include "client/report/diff_text.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+namespace orrery::report {
+namespace {
+
+constexpr int kFormatVersion = 1;
+
+using Json = nlohmann::ordered_json;
+
+/// How the differences are laid out.
+struct Layout {
+    std::size_t columns;  // 0 for any
+    Charset charset;
+
+    std::string Show(std::string_view text) const { return Escaped(text, charset); }
+    std::string ShowValue(const std::optional<std::string>& value) const
+    {
+        if (!value)
+            return "(not reported)";
+        return value->empty() ? "(empty)" : Show(*value);
+    }
+};
+
+/// "before -> after", on two lines when it does not fit on one.
+std::string ChangeText(const PropertyChange& property, std::size_t indent, const Layout& layout)
+{
+    constexpr std::string_view kArrow = " -> ";
+    std::string text = layout.ShowValue(property.before);
+    const std::string after = layout.ShowValue(property.after);
+    const std::size_t width = indent + Columns(text) + kArrow.size() + Columns(after);
+    if (layout.columns != 0 && width > layout.columns)
+        text.append("\n").append(indent - (kArrow.size() - 1), ' ').append(kArrow.substr(1));
+    else
+        text += kArrow;
+    return text + after;
+}
+
+std::string PropertyLines(const InstanceChange& instance, std::size_t indent, const Layout& layout)
+{
+    std::size_t nameWidth = 0;
+    for (const PropertyChange& property : instance.properties)
+        nameWidth = std::max(nameWidth, Columns(layout.Show(property.name)));
+    std::string lines;
+    for (const PropertyChange& property : instance.properties) {
+        const std::string name = layout.Show(property.name);
+        lines.append(indent, ' ').append(name).append(nameWidth - Columns(name) + 2, ' ');
+        if (instance.isAdded() || instance.isRemoved())
+            lines += layout.ShowValue(property.before ? property.before : property.after);
+        else
+            lines += ChangeText(property, indent + nameWidth + 2, layout);
+        lines += '\n';
+    }
+    return lines;
+}
+
+/// "+ name", with the index where the name alone does not tell which instance is meant.
+std::string HeadingOf(const InstanceChange& instance, bool isAmbiguous, const Layout& layout)
+{
+    std::string heading = instance.isAdded() ? "+ " : instance.isRemoved() ? "- " : "~ ";
+    heading += layout.Show(instance.label);
+    if (instance.label.empty() || isAmbiguous)
+        heading.append(instance.label.empty() ? "index " : ", index ")
+            .append(std::to_string(instance.before ? *instance.before : *instance.after));
+    return heading;
+}
+
+std::string FormatSection(const SectionChange& section, const Layout& layout)
+{
+    std::map<std::string_view, int> labels;
+    for (const InstanceChange& instance : section.instances)
+        ++labels[instance.label];
+    std::string text;
+    for (const InstanceChange& instance : section.instances) {
+        // The one instance of a section needs no heading.
+        const bool isPlain = instance.label.empty() && instance.before == 0 && instance.after == 0;
+        if (!isPlain)
+            text.append(2, ' ')
+                .append(HeadingOf(instance, labels[instance.label] > 1, layout))
+                .append("\n");
+        text += PropertyLines(instance, isPlain ? 2 : 6, layout);
+    }
+    return text;
+}
+
+/// Adds a member that the object does not have yet. The ordinary way looks for it first, which takes
+/// too long with very many properties.
+void AppendMember(Json* object, const std::string& name, Json value)
+{
+    object->get_ref<Json::object_t&>().emplace_back(name, std::move(value));
+}
+
+Json JsonOf(const InstanceChange& instance)
+{
+    Json properties = Json::object();
+    for (const PropertyChange& property : instance.properties) {
+        Json values = Json::object();
+        if (property.before)
+            values["old"] = *property.before;
+        if (property.after)
+            values["new"] = *property.after;
+        AppendMember(&properties, property.name, std::move(values));
+    }
+    Json json;
+    json["change"] = instance.isAdded() ? "added" : instance.isRemoved() ? "removed" : "changed";
+    json["label"] = instance.label;
+    if (instance.before)
+        json["oldIndex"] = *instance.before;
+    if (instance.after)
+        json["newIndex"] = *instance.after;
+    json["properties"] = std::move(properties);
+    return json;
+}
+
+const char* NameOf(SectionState state)
+{
+    switch (state) {
+        case SectionState::kOnlyBefore:
+            return "onlyInOld";
+        case SectionState::kOnlyAfter:
+            return "onlyInNew";
+        case SectionState::kChanged:
+            break;
+    }
+    return "changed";
+}
+
+}  // namespace
+
+std::string FormatDiff(const std::vector<SectionChange>& changes, const DiffNames& names,
+                       int columns, Charset charset)
+{
+    const Layout layout{static_cast<std::size_t>(std::max(columns, 0)), charset};
+    std::string text;
+    for (const SectionChange& section : changes) {
+        if (!text.empty())
+            text += '\n';
+        text += layout.Show(section.name) + '\n';
+        if (section.state == SectionState::kChanged)
+            text += FormatSection(section, layout);
+        else
+            text += "  not collected in " +
+                    layout.Show(section.state == SectionState::kOnlyBefore ? names.after
+                                                                           : names.before) +
+                    '\n';
+    }
+    return text;
+}
+
+std::string FormatDiffJson(const std::vector<SectionChange>& changes, const DiffNames& names,
+                           bool withPassing)
+{
+    Json json;
+    json["format"] = "orrery-diff";
+    json["formatVersion"] = kFormatVersion;
+    json["old"] = names.before;
+    json["new"] = names.after;
+    json["all"] = withPassing;
+    json["same"] = changes.empty();
+    json["sections"] = Json::array();
+    for (const SectionChange& section : changes) {
+        Json entry;
+        entry["name"] = section.name;
+        entry["change"] = NameOf(section.state);
+        entry["instances"] = Json::array();
+        for (const InstanceChange& instance : section.instances)
+            entry["instances"].push_back(JsonOf(instance));
+        json["sections"].push_back(std::move(entry));
+    }
+    // Paths may hold bytes that are no UTF-8.
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+}  // namespace orrery::report

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/report/diff.h"
+#include "client/terminal_text.h"
+
+namespace orrery::report {
+
+/// The two reports as messages call them, in UTF-8.
+struct DiffNames {
+    std::string before, after;
+};
+
+/// The differences for people: by section, with what was added (+), removed (-) and changed (~).
+/// What a terminal would act on is shown instead.
+/// @param columns width that a line with both values should keep to; 0 for any
+std::string FormatDiff(const std::vector<SectionChange>& changes, const DiffNames& names,
+                       int columns, Charset charset);
+
+/// The differences for programs, as a JSON object with a format version; ends with a line feed.
+std::string FormatDiffJson(const std::vector<SectionChange>& changes, const DiffNames& names,
+                           bool withPassing);
+
+}  // namespace orrery::report

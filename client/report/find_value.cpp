@@ -1,0 +1,97 @@
+#include "client/report/find_value.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "client/exit_codes.h"
+#include "client/report/reader.h"
+
+namespace orrery::report {
+namespace {
+
+/// Keeps the latest value of one name, and the elapsed time at one place.
+class CValueSink : public FactSink {
+public:
+    explicit CValueSink(const ValueName& name) : name_(name), section_(Wide(name.section))
+    {
+        const auto category =
+            std::find(kElapsedCategories.begin(), kElapsedCategories.end(), name.property);
+        if (name.section == "ET" && name.index == 0)
+            elapsedPlace_ = static_cast<std::size_t>(category - kElapsedCategories.begin());
+    }
+    void OnFact(const FactView& fact) override
+    {
+        if (fact.section != section_ || fact.index != name_.index)
+            return;
+        property_.clear();
+        AppendUtf8(fact.property, &property_);
+        if (IsElapsedTime(fact)) {
+            if (elapsedCount_++ == elapsedPlace_)
+                Keep(fact, &elapsed_);
+        } else if (property_ == name_.property) {
+            if (value_)
+                OnOddity(Oddity::kDuplicate, fact.line);
+            Keep(fact, &value_);
+        }
+    }
+    void OnOddity(Oddity oddity, std::uint64_t line) override { warnings_.Add(oddity, line); }
+
+    FoundValue Take()
+    {
+        const bool areNamed = elapsedCount_ == kElapsedCategories.size();
+        return {value_ || !areNamed ? value_ : elapsed_, warnings_.Take()};
+    }
+
+private:
+    static std::u16string Wide(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
+
+    void Keep(const FactView& fact, std::optional<std::string>* value)
+    {
+        value->emplace();
+        if (AppendUtf8(fact.value, &**value))
+            OnOddity(Oddity::kSurrogate, fact.line);
+    }
+
+    const ValueName& name_;
+    const std::u16string section_;
+    std::size_t elapsedPlace_ = kElapsedCategories.size();
+    std::size_t elapsedCount_ = 0;
+    std::string property_;  // of the present fact; kept for its memory
+    std::optional<std::string> value_, elapsed_;
+    CWarnings warnings_;
+};
+
+}  // namespace
+
+ValueName ParseValueName(std::string_view text)
+{
+    const auto fail = [text] {
+        throw CommandError(ExitCode::kInput,
+                           "\"" + std::string{text} +
+                               "\" names no value; give SECTION.PROPERTY or, for other instances "
+                               "than the first, SECTION.PROPERTY.INDEX, such as BIOS.Version or "
+                               "LogicalDisk.Size.1");
+    };
+    const std::size_t first = text.find('.');
+    if (first == 0 || first == std::string_view::npos)
+        fail();
+    ValueName name{std::string{text.substr(0, first)}, std::string{text.substr(first + 1)}, 0};
+    const std::size_t last = name.property.rfind('.');
+    if (last == std::string::npos)
+        return name;
+    const char* const end = name.property.data() + name.property.size();
+    const auto [stop, error] = std::from_chars(name.property.data() + last + 1, end, name.index);
+    if (error != std::errc{} || stop != end || name.index < 0)
+        fail();
+    name.property.resize(last);
+    return name;
+}
+
+FoundValue FindValue(const std::filesystem::path& path, const ValueName& name)
+{
+    CValueSink sink{name};
+    ParseReport(path, sink);
+    return sink.Take();
+}
+
+}  // namespace orrery::report

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/report/parser.h"
+#include "client/report/report.h"
+
+namespace orrery::report {
+
+/// A path as the command line gives it.
+std::filesystem::path PathFromUtf8(std::string_view path);
+
+/// A path as messages show it: UTF-8, in double quotes.
+std::string Quoted(const std::filesystem::path& path);
+
+/// Appends the text as UTF-8.
+/// @return whether halves of surrogate pairs had to be replaced by U+FFFD
+bool AppendUtf8(std::u16string_view text, std::string* utf8);
+
+/// Collects warnings: of each kind the first few in full, the others as a number.
+class CWarnings {
+public:
+    void Add(Oddity oddity, std::uint64_t line);
+    /// All of them, ordered by line.
+    std::vector<Warning> Take();
+
+private:
+    std::vector<Warning> warnings_;
+    std::map<Oddity, std::uint64_t> counts_;
+};
+
+/// Has a parser hand the facts of a report file to a sink, without keeping any.
+/// @throws CommandError (kInput) for a file that cannot be read or is no report at all
+void ParseReport(const std::filesystem::path& path, FactSink& sink);
+
+/// Builds a report from its facts.
+class CReportBuilder : public FactSink {
+public:
+    CReportBuilder();
+    ~CReportBuilder() override;
+    void OnFact(const FactView& fact) override;
+    void OnOddity(Oddity oddity, std::uint64_t line) override;
+    /// The report as far as its facts have come. Nothing may be added afterwards.
+    Report Take();
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace orrery::report

@@ -1,0 +1,302 @@
+#include "client/report/redact.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <map>
+#include <unordered_map>
+#include <utility>
+
+#include "client/report/fold_case.h"
+
+namespace orrery::report {
+namespace {
+
+enum class Secret { kNone, kSerial, kMac, kAddresses, kNetwork, kHost, kUser };
+
+struct SecretProperty {
+    std::string_view section;  // empty: any
+    std::string_view property;
+    Secret secret;
+};
+
+constexpr auto kSecrets = std::to_array<SecretProperty>({
+    {"", "AssetTag", Secret::kSerial},
+    {"", "SerialNumber", Secret::kSerial},
+    {"", "VolumeSerialNumber", Secret::kSerial},
+    {"", "MACAddress", Secret::kMac},
+    {"", "DHCPServer", Secret::kAddresses},
+    {"", "DNSServer", Secret::kAddresses},
+    {"", "DefaultIPGateway", Secret::kAddresses},
+    {"", "IPAddress", Secret::kAddresses},
+    {"", "IPV6Address", Secret::kAddresses},
+    {"", "WINSPrimaryServer", Secret::kAddresses},
+    {"", "SSID", Secret::kNetwork},
+    {"ComputerSystem", "Name", Secret::kHost},
+    {"", "LoggedOnUser", Secret::kUser},
+});
+
+// Properties whose values come from a fixed set of words. A computer may well be called "laptop", and
+// a placeholder in place of one of these words would give its name away.
+constexpr auto kFixedWords = std::to_array<std::string_view>({
+    "AdapterType",
+    "ChassisTypes",
+    "CurrentUsage",
+    "DHCPEnabled",
+    "DeviceID",
+    "DiskType",
+    "FileSystem",
+    "LogicalDisks",
+    "MemoryType",
+    "Mode",
+    "Protocol",
+    "SecurityType",
+    "NetConnectionStatus",
+    "PhysicalAdapter",
+});
+
+// Addresses that say nothing about the network: no DHCP answer yet, and the machine itself.
+constexpr auto kNeutralAddresses =
+    std::to_array<std::string_view>({"255.255.255.255", "127.0.0.1", "::1"});
+
+constexpr std::string_view kAlphanumerics =
+    "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+constexpr std::string_view kDigits = kAlphanumerics.substr(0, 10);
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr auto kNowhere = std::string_view::npos;
+
+Secret SecretOf(std::string_view section, std::string_view property)
+{
+    for (const SecretProperty& row : kSecrets)
+        if (row.property == property && (row.section.empty() || row.section == section))
+            return row.secret;
+    return Secret::kNone;
+}
+
+std::string_view Trimmed(std::string_view text)
+{
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    if (first == kNowhere)
+        return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+bool IsAscii(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](char byte) { return (byte & 0x80) == 0; });
+}
+
+/// Whether a number or address says nothing, such as "0", "00-00-00-00-00-00" or "true".
+bool IsNeutral(std::string_view value)
+{
+    if (value == "true" || value == "false")
+        return true;
+    return IsAscii(value) && value.find_first_of(kAlphanumerics.substr(1)) == kNowhere;
+}
+
+/// Whether the character that the byte belongs to is part of a word. Scripts that write their words
+/// without blanks between them have no such characters, so there a name is found anywhere.
+bool IsWordAt(std::string_view text, std::size_t at)
+{
+    while (at > 0 && (text[at] & 0xC0) == 0x80)
+        --at;
+    const auto lead = static_cast<unsigned char>(text[at]);
+    return text[at] == '_' || (lead >= 0xC2 && lead <= 0xDF) ||
+           kAlphanumerics.find(text[at]) != kNowhere;
+}
+
+/// The word that begins at a position, or the one byte there that belongs to no word.
+std::string WordAt(std::string_view text, std::size_t at)
+{
+    std::size_t end = at + 1;
+    if (IsWordAt(text, at))
+        while (end < text.size() && IsWordAt(text, end))
+            ++end;
+    return std::string{text.substr(at, end - at)};
+}
+
+bool IsWithinWord(std::string_view text, std::size_t at)
+{
+    return at > 0 && at < text.size() && IsWordAt(text, at - 1) && IsWordAt(text, at);
+}
+
+/// The placeholders given out so far, and what each of them stands for.
+class CPlaceholders {
+public:
+    /// The placeholder of a name, which is also replaced in other texts unless it is a number.
+    std::string ForName(const char* kind, std::string_view name)
+    {
+        return For(kind, FoldCase(name), name.find_first_not_of(kDigits) != kNowhere);
+    }
+
+    /// The placeholder of a serial number or an address, which is also replaced in other texts unless
+    /// it could be something ordinary.
+    std::string ForNumber(const char* kind, std::string_view number)
+    {
+        constexpr std::size_t kShortestToFind = 6;
+        return For(kind, FoldCase(number),
+                   number.size() >= kShortestToFind && number.find_first_of(kDigits) != kNowhere);
+    }
+
+    /// The placeholder of a wireless network, which letter case tells apart from others; its name may
+    /// be any word, so it is not looked for elsewhere.
+    std::string ForNetwork(std::string_view name)
+    {
+        const auto [entry, isNew] = networks_.try_emplace(std::string{name}, networks_.size() + 1);
+        return "ssid-" + std::to_string(entry->second);
+    }
+
+    /// The text with placeholders where it has what they stand for as whole words. What was put in is
+    /// not searched again.
+    std::string ReplaceIn(const std::string& text) const
+    {
+        const std::string folded = FoldCase(text);
+        std::string result;
+        for (std::size_t at = 0; at < text.size();) {
+            const Term* const term = LongestAt(folded, at);
+            result +=
+                term ? std::string_view{term->placeholder} : std::string_view{text}.substr(at, 1);
+            at += term ? term->text.size() : 1;
+        }
+        return result;
+    }
+
+private:
+    struct Known {
+        std::string placeholder;
+        bool isTerm = false;
+    };
+    struct Term {
+        std::string text;
+        std::string placeholder;
+    };
+
+    std::string For(const char* kind, const std::string& folded, bool findElsewhere)
+    {
+        Known& known = known_[folded];
+        if (known.placeholder.empty())
+            known.placeholder = kind + ('-' + std::to_string(++counts_[kind]));
+        if (findElsewhere && !known.isTerm)
+            terms_[WordAt(folded, 0)].push_back({folded, known.placeholder});
+        known.isTerm = known.isTerm || findElsewhere;
+        return known.placeholder;
+    }
+
+    const Term* LongestAt(std::string_view folded, std::size_t at) const
+    {
+        if (terms_.empty() || IsWithinWord(folded, at))
+            return nullptr;
+        const auto terms = terms_.find(WordAt(folded, at));
+        const Term* longest = nullptr;
+        if (terms != terms_.end())
+            for (const Term& term : terms->second)
+                if (folded.substr(at).starts_with(term.text) &&
+                    !IsWithinWord(folded, at + term.text.size()) &&
+                    (!longest || term.text.size() > longest->text.size()))
+                    longest = &term;
+        return longest;
+    }
+
+    // One table for all kinds, so that an asset tag that is also the computer's name stays equal to it.
+    std::unordered_map<std::string, Known> known_;  // by folded value
+    std::map<std::string, std::size_t> counts_;     // by kind
+    std::unordered_map<std::string, std::size_t> networks_;
+    // By their first word, so that a text is walked once however many there are.
+    std::unordered_map<std::string, std::vector<Term>> terms_;
+};
+
+std::string RedactAddress(std::string_view address, CPlaceholders* placeholders)
+{
+    // The zone of an IPv6 address is a number that only this machine knows.
+    const std::size_t zone = address.find('%');
+    const bool hasZone =
+        zone != kNowhere && address.find_first_not_of(kDigits, zone + 1) == kNowhere;
+    const std::string_view bare = hasZone ? address.substr(0, zone) : address;
+    if (IsNeutral(bare) || std::find(kNeutralAddresses.begin(), kNeutralAddresses.end(), bare) !=
+                               kNeutralAddresses.end())
+        return std::string{address};
+    return placeholders->ForNumber("ip", bare) + std::string{address.substr(bare.size())};
+}
+
+/// Replaces every item of a list of addresses and keeps what separates them.
+std::string RedactAddresses(std::string_view list, CPlaceholders* placeholders)
+{
+    constexpr std::string_view kSeparators = ",;| \t\r\n";
+    std::string result;
+    while (!list.empty()) {
+        const std::size_t end = std::min(list.find_first_of(kSeparators), list.size());
+        result += RedactAddress(list.substr(0, end), placeholders);
+        const std::size_t next = std::min(list.find_first_not_of(kSeparators, end), list.size());
+        result += list.substr(end, next - end);
+        list.remove_prefix(next);
+    }
+    return result;
+}
+
+/// "host" or "host.domain".
+std::string RedactHost(std::string_view name, CPlaceholders* placeholders)
+{
+    const std::size_t dot = name.find('.');
+    if (dot == kNowhere || dot == 0 || dot + 1 == name.size())
+        return placeholders->ForName("host", name);
+    const std::string host = placeholders->ForName("host", name.substr(0, dot));
+    return host + '.' + placeholders->ForName("domain", name.substr(dot + 1));
+}
+
+/// "user" or "DOMAIN\user".
+std::string RedactUser(std::string_view name, CPlaceholders* placeholders)
+{
+    const std::size_t slash = name.find('\\');
+    if (slash == kNowhere || slash == 0 || slash + 1 == name.size())
+        return placeholders->ForName("user", name);
+    const std::string domain = placeholders->ForName("domain", name.substr(0, slash));
+    return domain + '\\' + placeholders->ForName("user", name.substr(slash + 1));
+}
+
+std::string RedactValue(Secret secret, const std::string& value, CPlaceholders* placeholders)
+{
+    const std::string_view trimmed = Trimmed(value);
+    if (trimmed.empty())
+        return value;
+    switch (secret) {
+        case Secret::kSerial:
+            return IsNeutral(trimmed) ? value : placeholders->ForNumber("serial", trimmed);
+        case Secret::kMac:
+            return IsNeutral(trimmed) ? value : placeholders->ForNumber("mac", trimmed);
+        case Secret::kAddresses:
+            return RedactAddresses(value, placeholders);
+        case Secret::kNetwork:
+            return placeholders->ForNetwork(value);
+        case Secret::kHost:
+            return RedactHost(trimmed, placeholders);
+        case Secret::kUser:
+            return RedactUser(trimmed, placeholders);
+        case Secret::kNone:
+            break;
+    }
+    return value;
+}
+
+}  // namespace
+
+void Redact(Report* report)
+{
+    CPlaceholders placeholders;
+    std::vector<std::string*> texts;
+    for (Section& section : report->sections)
+        for (Instance& instance : section.instances)
+            for (Property& property : instance.properties) {
+                const Secret secret = SecretOf(section.name, property.name);
+                property.value = RedactValue(secret, property.value, &placeholders);
+                if (secret == Secret::kNone && std::find(kFixedWords.begin(), kFixedWords.end(),
+                                                         property.name) == kFixedWords.end())
+                    texts.push_back(&property.value);
+            }
+    for (Warning& warning : report->warnings)
+        texts.push_back(&warning.text);
+    // Only now is every name known.
+    for (std::string* const text : texts)
+        *text = placeholders.ReplaceIn(*text);
+}
+
+}  // namespace orrery::report

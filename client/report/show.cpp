@@ -1,0 +1,426 @@
+#include "client/report/show.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+
+#include "client/exit_codes.h"
+#include "client/report/units.h"
+
+namespace orrery::report {
+namespace {
+
+constexpr std::string_view kElapsedName = "ET";
+constexpr std::size_t kGap = 2;
+constexpr std::size_t kNarrowest = 12;    // a column is not shortened below this
+constexpr std::size_t kMostColumns = 30;  // of a table; more are for blocks
+
+/// What names an instance comes first, in this order; the others keep the report's.
+constexpr std::array<std::string_view, 5> kNames{"DeviceID", "Name", "Caption", "DeviceLocator",
+                                                 "SlotDesignation"};
+
+struct Cell {
+    std::string text;
+    std::size_t width = 0;
+    bool toRight = false;
+    bool isNothing = false;  // an empty value, or none
+};
+
+using Row = std::vector<Cell>;
+
+bool EqualsIgnoringCase(std::string_view a, std::string_view b)
+{
+    const auto lower = [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [lower](char x, char y) { return lower(x) == lower(y); });
+}
+
+std::size_t NameRank(std::string_view property)
+{
+    return static_cast<std::size_t>(std::find(kNames.begin(), kNames.end(), property) -
+                                    kNames.begin());
+}
+
+Cell MakeCell(std::string text, bool toRight = false)
+{
+    const std::size_t width = Columns(text);
+    return {std::move(text), width, toRight, false};
+}
+
+Cell ValueCell(std::string_view section, const Property& property, const ShowStyle& style)
+{
+    if (property.value.empty())
+        return {"-", 1, false, true};
+    const ReadableValue value = Readable(section, property.name, property.value);
+    return MakeCell(Escaped(value.text, style.values), value.isNumber);
+}
+
+enum class Emphasis { kHeading, kFaint, kBar };
+
+std::string Emphasized(const std::string& text, Emphasis emphasis, const ShowStyle& style)
+{
+    if (!style.colours || text.empty())
+        return text;
+    std::string shown = emphasis == Emphasis::kHeading ? "\x1B[1m"
+                        : emphasis == Emphasis::kFaint ? "\x1B[2m"
+                                                       : "\x1B[36m";
+    return shown.append(text).append("\x1B[0m");
+}
+
+/// The cell in a column of that width; the last one of a line without blanks after it.
+std::string Padded(const Cell& cell, std::size_t width, bool isLast, const ShowStyle& style)
+{
+    const std::string text =
+        cell.width > width ? Shortened(cell.text, width, style.charset) : cell.text;
+    const std::size_t blanks =
+        width - std::min(width, cell.width > width ? Columns(text) : cell.width);
+    if (cell.toRight)
+        return std::string(blanks, ' ') + text;
+    return text + std::string(isLast ? 0 : blanks, ' ');
+}
+
+std::string Heading(const std::string& name, const std::string& note, const ShowStyle& style)
+{
+    std::string shown = Escaped(name, style.values);
+    if (style.shorten)
+        shown = Shortened(shown, style.columns - std::min(style.columns / 2, kGap + note.size()),
+                          style.charset);
+    std::string text = Emphasized(shown, Emphasis::kHeading, style);
+    if (!note.empty())
+        text.append(kGap, ' ').append(Emphasized(note, Emphasis::kFaint, style));
+    return text.append(1, '\n');
+}
+
+/// Properties below each other, those that name the instance first.
+std::string FormatProperties(const Section& section, const Instance& instance,
+                             const ShowStyle& style)
+{
+    std::vector<const Property*> ordered;
+    for (const Property& property : instance.properties)
+        ordered.push_back(&property);
+    std::stable_sort(ordered.begin(), ordered.end(), [](const Property* a, const Property* b) {
+        return NameRank(a->name) < NameRank(b->name);
+    });
+
+    std::vector<Cell> names;
+    std::size_t nameWidth = 0;
+    for (const Property* property : ordered) {
+        names.push_back(MakeCell(Escaped(property->name, style.values)));
+        nameWidth = std::max(nameWidth, names.back().width);
+    }
+    // A name as long as a line must not push all values out of sight.
+    nameWidth = std::min(nameWidth, std::max(style.columns / 2, kNarrowest));
+    const std::size_t taken = kGap + nameWidth + kGap;
+    const std::size_t room = std::max(style.columns, taken + kNarrowest) - taken;
+
+    std::string text;
+    for (std::size_t at = 0; at < ordered.size(); ++at) {
+        Cell value = ValueCell(section.name, *ordered[at], style);
+        value.toRight = false;
+        const std::size_t width = style.shorten ? std::min(room, value.width) : value.width;
+        text += std::string(kGap, ' ') +
+                Emphasized(Padded(names[at], nameWidth, false, style), Emphasis::kFaint, style) +
+                std::string(kGap, ' ') + Padded(value, width, true, style) + '\n';
+    }
+    return text;
+}
+
+/// The names of all properties of a section in the order of the columns, or none when they are too
+/// many or the table would mostly be empty.
+std::vector<std::string_view> ColumnNames(const Section& section)
+{
+    std::vector<std::string_view> names;
+    for (const Instance& instance : section.instances) {
+        for (const Property& property : instance.properties) {
+            if (std::find(names.begin(), names.end(), property.name) == names.end())
+                names.push_back(property.name);
+            if (names.size() > kMostColumns)
+                return {};
+        }
+    }
+    std::stable_sort(names.begin(), names.end(), [](std::string_view a, std::string_view b) {
+        return NameRank(a) < NameRank(b);
+    });
+    return names;
+}
+
+std::vector<Row> TableRows(const Section& section, const std::vector<std::string_view>& names,
+                           const ShowStyle& style)
+{
+    Row heading{MakeCell("#", true)};
+    std::unordered_map<std::string_view, std::size_t> places;
+    for (const std::string_view name : names) {
+        places.emplace(name, heading.size());
+        heading.push_back(MakeCell(Escaped(name, style.values)));
+    }
+    std::vector<Row> rows{heading};
+    for (const Instance& instance : section.instances) {
+        Row row(heading.size(), Cell{"", 0, false, true});
+        row.front() = MakeCell(std::to_string(instance.index), true);
+        for (const Property& property : instance.properties)
+            row[places[property.name]] = ValueCell(section.name, property, style);
+        rows.push_back(std::move(row));
+    }
+    // To the right only where all are numbers, with the heading above them.
+    for (std::size_t column = 1; column < heading.size(); ++column) {
+        const auto isText = [column](const Row& row) {
+            return !row[column].toRight && !row[column].isNothing;
+        };
+        const bool toRight = std::none_of(rows.begin() + 1, rows.end(), isText);
+        for (Row& row : rows)
+            row[column].toRight = toRight;
+    }
+    return rows;
+}
+
+std::vector<std::size_t> NaturalWidths(const std::vector<Row>& rows)
+{
+    std::vector<std::size_t> widths(rows.front().size(), 0);
+    for (const Row& row : rows)
+        for (std::size_t column = 0; column < row.size(); ++column)
+            widths[column] = std::max(widths[column], row[column].width);
+    return widths;
+}
+
+/// The widths, the widest ones narrowed until a line fits in.
+/// @return none when that cannot be done
+std::optional<std::vector<std::size_t>> NarrowColumns(std::vector<std::size_t> widths,
+                                                      const ShowStyle& style)
+{
+    std::size_t total = 0;
+    for (const std::size_t width : widths)
+        total += kGap + width;
+    while (total > style.columns) {
+        const auto widest = std::max_element(widths.begin(), widths.end());
+        if (!style.shorten || *widest <= kNarrowest)
+            return std::nullopt;
+        // A value of a million characters must not take a million rounds.
+        const std::size_t less = std::min(total - style.columns, *widest - kNarrowest);
+        const std::size_t step = std::max<std::size_t>(1, less / widths.size());
+        *widest -= step;
+        total -= step;
+    }
+    return widths;
+}
+
+/// The columns of each part of a table that is folded so that its lines fit in.
+using Parts = std::vector<std::vector<std::size_t>>;
+
+Parts FoldColumns(const std::vector<std::size_t>& widths, const ShowStyle& style)
+{
+    Parts parts;
+    std::size_t used = style.columns;
+    for (std::size_t column = 1; column < widths.size(); ++column) {
+        if (used + kGap + widths[column] > style.columns) {
+            parts.push_back({0});  // each part has the index
+            used = kGap + widths[0];
+        }
+        parts.back().push_back(column);
+        used += kGap + widths[column];
+    }
+    return parts;
+}
+
+std::string FormatPart(const std::vector<Row>& rows, const std::vector<std::size_t>& columns,
+                       const std::vector<std::size_t>& widths, const ShowStyle& style)
+{
+    std::string text;
+    for (const Row& row : rows) {
+        std::string line;
+        for (const std::size_t column : columns)
+            line += std::string(kGap, ' ') +
+                    Padded(row[column], widths[column], column == columns.back(), style);
+        while (line.ends_with(' '))
+            line.pop_back();
+        const bool isHeading = &row == &rows.front();
+        text += (isHeading ? Emphasized(line, Emphasis::kFaint, style) : line) + '\n';
+    }
+    return text;
+}
+
+/// The instances as rows, in one part or two; empty when that does not fit in.
+std::string FormatTable(const Section& section, const ShowStyle& style)
+{
+    const auto names = ColumnNames(section);
+    if (names.empty())
+        return "";
+    const auto rows = TableRows(section, names, style);
+    auto widths = NaturalWidths(rows);
+    if (auto narrowed = NarrowColumns(widths, style))
+        widths = std::move(*narrowed);
+    const std::size_t widest = *std::max_element(widths.begin(), widths.end());
+    const Parts parts = FoldColumns(widths, style);
+    if (parts.size() > 2 || kGap + widths[0] + kGap + widest > style.columns)
+        return "";
+    std::string text;
+    for (const auto& columns : parts)
+        text.append(text.empty() ? 0 : 1, '\n').append(FormatPart(rows, columns, widths, style));
+    return text;
+}
+
+/// The instances one after the other.
+std::string FormatBlocks(const Section& section, const ShowStyle& style)
+{
+    std::string text;
+    for (const Instance& instance : section.instances) {
+        std::string number(kGap, ' ');
+        number.append(1, '#').append(std::to_string(instance.index));
+        text.append(text.empty() ? 0 : 1, '\n')
+            .append(Emphasized(number, Emphasis::kHeading, style))
+            .append(1, '\n')
+            .append(FormatProperties(section, instance, style));
+    }
+    return text;
+}
+
+std::string FormatSection(const Section& section, const ShowStyle& style)
+{
+    const std::size_t count = section.instances.size();
+    if (count == 1 && section.instances.front().index == 0)
+        return Heading(section.name, "", style) +
+               FormatProperties(section, section.instances.front(), style);
+    const std::string table = FormatTable(section, style);
+    return Heading(section.name, std::to_string(count) + (count == 1 ? " instance" : " instances"),
+                   style) +
+           (table.empty() ? FormatBlocks(section, style) : table);
+}
+
+struct ElapsedTime {
+    std::string name;
+    std::string shown;
+    std::optional<std::uint64_t> milliseconds;
+};
+
+std::vector<ElapsedTime> SlowestFirst(const Report& report, const ShowStyle& style)
+{
+    const bool areNamed = report.elapsedTimes.size() == kElapsedCategories.size();
+    std::vector<ElapsedTime> times;
+    for (const std::string& value : report.elapsedTimes) {
+        const std::size_t at = times.size();
+        ElapsedTime time{areNamed ? std::string{kElapsedCategories[at]}
+                                  : std::string{"line "}.append(std::to_string(at + 1)),
+                         value.empty() ? "-" : Escaped(value, style.values), std::nullopt};
+        std::uint64_t number = 0;
+        const char* const end = value.data() + value.size();
+        const auto [stop, error] = std::from_chars(value.data(), end, number);
+        if (error == std::errc{} && stop == end && !value.empty()) {
+            time.milliseconds = number;
+            time.shown += " ms";
+        }
+        times.push_back(std::move(time));
+    }
+    std::stable_sort(times.begin(), times.end(), [](const ElapsedTime& a, const ElapsedTime& b) {
+        return a.milliseconds > b.milliseconds;
+    });
+    return times;
+}
+
+/// @param share of the whole length, 0 to 1; whatever is more than nothing shows
+std::string Bar(double share, std::size_t length, const ShowStyle& style)
+{
+    const bool isUnicode = style.charset == Charset::kUnicode;
+    // In eighths of a column, for which there are characters.
+    const std::size_t parts = isUnicode ? 8 : 1;
+    auto size = static_cast<std::size_t>(share * static_cast<double>(length * parts) + 0.5);
+    if (share > 0)
+        size = std::max<std::size_t>(size, 1);
+    if (!isUnicode)
+        return std::string(size, '#');
+    constexpr std::array<const char*, 8> kEighths{"",       "\u258F", "\u258E", "\u258D",
+                                                  "\u258C", "\u258B", "\u258A", "\u2589"};
+    std::string bar;
+    for (std::size_t full = size / 8; full > 0; --full)
+        bar += "\u2588";
+    return bar + kEighths[size % 8];
+}
+
+std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
+{
+    const std::size_t count = report.elapsedTimes.size();
+    std::string text = Heading("Elapsed times", "slowest first", style);
+    if (count != kElapsedCategories.size())
+        text += "  " + std::to_string(count) + " of " + std::to_string(kElapsedCategories.size()) +
+                " categories, numbered as in the report\n";
+    const auto times = SlowestFirst(report, style);
+    std::size_t nameWidth = 0, timeWidth = 0;
+    for (const ElapsedTime& time : times) {
+        nameWidth = std::max(nameWidth, Columns(time.name));
+        timeWidth = std::max(timeWidth, Columns(time.shown));
+    }
+    timeWidth = std::min(timeWidth, style.shorten ? style.columns / 2 : timeWidth);
+    constexpr std::size_t kLongestBar = 60;
+    const std::size_t taken = kGap + nameWidth + kGap + timeWidth + kGap;
+    const std::size_t length =
+        std::min(kLongestBar, style.columns > taken ? style.columns - taken : 0);
+    const auto slowest = times.empty() ? 0 : times.front().milliseconds.value_or(0);
+    for (const ElapsedTime& time : times) {
+        const double share = slowest == 0 ? 0.0
+                                          : static_cast<double>(time.milliseconds.value_or(0)) /
+                                                static_cast<double>(slowest);
+        const std::string bar = Emphasized(Bar(share, length, style), Emphasis::kBar, style);
+        text += std::string(kGap, ' ') + Padded(MakeCell(time.name), nameWidth, false, style) +
+                std::string(kGap, ' ') +
+                Padded(MakeCell(time.shown, true), timeWidth, false, style) +
+                std::string(bar.empty() ? 0 : kGap, ' ') + bar + '\n';
+    }
+    return text;
+}
+
+}  // namespace
+
+Selection SelectSections(const Report& report, const std::vector<std::string>& names)
+{
+    Selection selection;
+    selection.elapsedTimes = names.empty() && !report.elapsedTimes.empty();
+    if (names.empty())
+        for (const Section& section : report.sections)
+            selection.sections.push_back(&section);
+    for (const std::string& name : names) {
+        const auto matches = [&name](const Section& section) {
+            return EqualsIgnoringCase(section.name, name);
+        };
+        const bool isElapsed =
+            EqualsIgnoringCase(name, kElapsedName) && !report.elapsedTimes.empty();
+        selection.elapsedTimes = selection.elapsedTimes || isElapsed;
+        const Section* found = report.Find(name);
+        if (const auto close =
+                std::find_if(report.sections.begin(), report.sections.end(), matches);
+            found == nullptr && close != report.sections.end())
+            found = &*close;
+        if (found == nullptr && !isElapsed) {
+            std::string known;
+            for (const Section& section : report.sections)
+                known += section.name + ", ";
+            known += report.elapsedTimes.empty() ? "" : "ET, ";
+            known.resize(known.size() - std::min<std::size_t>(known.size(), 2));
+            throw CommandError(ExitCode::kInput, "the report has no section \"" + name +
+                                                     "\"; it has " +
+                                                     (known.empty() ? "none" : known));
+        }
+        auto& chosen = selection.sections;
+        if (found != nullptr && std::find(chosen.begin(), chosen.end(), found) == chosen.end())
+            chosen.push_back(found);
+    }
+    return selection;
+}
+
+std::string FormatReport(const Report& report, const Selection& selection, const ShowStyle& style)
+{
+    std::string text;
+    const auto add = [&text](const std::string& part) {
+        text.append(text.empty() ? 0 : 1, '\n').append(part);
+    };
+    for (const Section* section : selection.sections)
+        add(FormatSection(*section, style));
+    if (selection.elapsedTimes)
+        add(FormatElapsedTimes(report, style));
+    return text;
+}
+
+}  // namespace orrery::report

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "client/report/report.h"
+#include "client/terminal_text.h"
+
+namespace orrery::report {
+
+struct ShowStyle {
+    std::size_t columns = 120;          ///< that a line may take
+    bool shorten = false;               ///< cut values that do not fit, instead of longer lines
+    bool colours = false;               ///< terminal sequences for headings and the like
+    Charset charset = Charset::kAscii;  ///< for bars and ellipses; what values may hold
+    Charset values = Charset::kUnicode;
+};
+
+/// Which parts of a report to show.
+struct Selection {
+    std::vector<const Section*> sections;
+    bool elapsedTimes = false;
+};
+
+/// Finds sections by name; "ET" stands for the elapsed times.
+/// @param names of any letter case; none: everything
+/// @throws CommandError (kInput) for a name that the report does not have, with those it has
+Selection SelectSections(const Report& report, const std::vector<std::string>& names);
+
+/// The selected parts as tables for people. A section with one instance has a row for each property,
+/// others have a row for each instance, or one block after another where the rows would be too wide.
+/// Empty values are "-"; where an instance lacks a property, there is nothing.
+std::string FormatReport(const Report& report, const Selection& selection, const ShowStyle& style);
+
+}  // namespace orrery::report

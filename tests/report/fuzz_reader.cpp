@@ -1,0 +1,98 @@
+// Feeds bytes to all that takes a report apart or shows it. Run by scripts/fuzz.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <span>
+#include <string>
+
+#include "client/report/reader.h"
+#include "client/report/show.h"
+
+namespace orrery::report {
+namespace {
+
+/// Notes all that a parser hands out.
+class CTrace : public FactSink {
+public:
+    void OnFact(const FactView& fact) override
+    {
+        trace += u'F';
+        Add(static_cast<std::uint32_t>(fact.index));
+        Add(fact.line);
+        for (const auto text : {fact.section, fact.property, fact.value}) {
+            Add(text.size());
+            trace += text;
+        }
+        trace += fact.isCut ? u'c' : u'w';
+    }
+    void OnOddity(Oddity oddity, std::uint64_t line) override
+    {
+        trace += u'O';
+        Add(static_cast<std::uint64_t>(oddity));
+        Add(line);
+    }
+
+    std::u16string trace;
+
+private:
+    void Add(std::uint64_t number)
+    {
+        for (int shift = 0; shift < 64; shift += 16)
+            trace += static_cast<char16_t>(number >> shift);
+    }
+};
+
+void Feed(FactSink& sink, std::span<const std::byte> bytes, std::size_t blockSize)
+{
+    CReportParser parser{sink};
+    for (; !bytes.empty(); bytes = bytes.subspan(std::min(blockSize, bytes.size())))
+        parser.Add(bytes.first(std::min(blockSize, bytes.size())));
+    parser.Finish();
+}
+
+void Check(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+/// Blocks of any size give the same facts.
+void CheckBlocks(std::span<const std::byte> bytes, std::size_t blockSize)
+{
+    CTrace whole, parts;
+    Feed(whole, bytes, bytes.size() + 1);
+    Feed(parts, bytes, blockSize);
+    Check(whole.trace == parts.trace);
+}
+
+/// What is shown fits in and has nothing that a terminal acts on.
+void CheckShown(const Report& report, std::size_t columns, Charset charset)
+{
+    const ShowStyle style{columns, true, false, charset, charset};
+    const std::string text = FormatReport(report, SelectSections(report, {}), style);
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+        const std::string line = text.substr(start, end - start);
+        Check(Escaped(line, charset) == line);
+        Check(Columns(line) <= columns);
+    }
+    Check(start == text.size());
+}
+
+}  // namespace
+}  // namespace orrery::report
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    using namespace orrery::report;
+    const auto bytes = std::as_bytes(std::span{data, size});
+    CheckBlocks(bytes, size % 7 + 1);
+    CReportBuilder builder;
+    Feed(builder, bytes, size + 1);
+    const Report report = builder.Take();
+    CheckShown(report, 60 + size % 100,
+               size % 2 == 0 ? orrery::Charset::kUnicode : orrery::Charset::kAscii);
+    return 0;
+}

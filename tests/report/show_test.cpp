@@ -1,0 +1,210 @@
+#include "client/report/show.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "client/exit_codes.h"
+#include "client/report/units.h"
+
+namespace orrery::report {
+namespace {
+
+Report Example()
+{
+    Report report;
+    report.sections = {
+        {"BIOS", {{0, {{"AssetTag", ""}, {"Version", "1.0\x1B[31m\n"}}}}},
+        {"LogicalDisk",
+         {{0, {{"DeviceID", "C:"}, {"Description", "System \u65E5\u672C"}, {"Size", "486400"}}},
+          {1, {{"Description", ""}, {"DeviceID", "D:"}, {"FreeSpace", "0"}, {"Size", "1023"}}}}},
+        {"USBDevice", {{2, {{"Name", "Controller"}}}}},
+    };
+    return report;
+}
+
+std::string Show(const Report& report, const std::vector<std::string>& names,
+                 const ShowStyle& style = {})
+{
+    return FormatReport(report, SelectSections(report, names), style);
+}
+
+constexpr ShowStyle kNarrow{40, true, false, Charset::kUnicode, Charset::kUnicode};
+constexpr ShowStyle kNarrowAscii{40, true, false, Charset::kAscii, Charset::kAscii};
+
+TEST(ShowReport, PutsInstancesInRowsAndSinglePropertiesToo)
+{
+    EXPECT_EQ(Show(Example(), {}),
+              "BIOS\n"
+              "  AssetTag  -\n"
+              "  Version   1.0\\x1B[31m\\n\n"
+              "\n"
+              "LogicalDisk  2 instances\n"
+              "  #  DeviceID  Description      Size  FreeSpace\n"
+              "  0  C:        System \u65E5\u672C   475 GiB\n"
+              "  1  D:        -            1023 MiB      0 MiB\n"
+              "\n"
+              "USBDevice  1 instance\n"
+              "  #  Name\n"
+              "  2  Controller\n");
+}
+
+TEST(ShowReport, FitsInTheTerminal)
+{
+    // A column less than the table takes; then too few for two parts of it.
+    EXPECT_EQ(
+        Show(Example(), {"logicaldisk"}, {46, true, false, Charset::kUnicode, Charset::kUnicode}),
+        "LogicalDisk  2 instances\n"
+        "  #  DeviceID  Description      Size\n"
+        "  0  C:        System \u65E5\u672C   475 GiB\n"
+        "  1  D:        -            1023 MiB\n"
+        "\n"
+        "  #  FreeSpace\n"
+        "  0\n"
+        "  1      0 MiB\n");
+    EXPECT_EQ(
+        Show(Example(), {"logicaldisk"}, {23, true, false, Charset::kUnicode, Charset::kUnicode}),
+        "LogicalDisk  2 instances\n"
+        "  #0\n"
+        "  DeviceID     C:\n"
+        "  Description  System \u65E5\u672C\n"
+        "  Size         475 GiB\n"
+        "\n"
+        "  #1\n"
+        "  DeviceID     D:\n"
+        "  Description  -\n"
+        "  FreeSpace    0 MiB\n"
+        "  Size         1023 MiB\n");
+
+    const std::string wide = "\u65E5\u672C\u65E5\u672C\u65E5\u672C\u65E5\u672C\u65E5\u672C";
+    Report report;
+    report.sections = {
+        {"S", {{0, {{"A", "abcdefghijklmnop"}, {"B", "1"}, {"C", wide}}}, {1, {{"A", "x"}}}}},
+        {"T", {{0, {{"Name", std::string(50, 'y')}}}}},
+    };
+    EXPECT_EQ(Show(report, {}, kNarrow),
+              "S  2 instances\n"
+              "  #  A                B  C\n"
+              "  0  abcdefghijklmn\u2026  1  \u65E5\u672C\u65E5\u672C\u65E5\u672C\u65E5\u2026\n"
+              "  1  x\n"
+              "\n"
+              "T\n"
+              "  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy\u2026\n");
+    EXPECT_EQ(Show(report, {}, kNarrowAscii),
+              "S  2 instances\n"
+              "  #  A                B  C\n"
+              "  0  abcdefghijkl...  1  \\u65E5\\u672C...\n"
+              "  1  x\n"
+              "\n"
+              "T\n"
+              "  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyy...\n");
+}
+
+TEST(ShowReport, DrawsElapsedTimesSlowestFirst)
+{
+    Report report;
+    report.elapsedTimes = {"5", "3", "5", "1", "2", "3", "100", "0", "0", "0", "2", "50", "x"};
+    EXPECT_EQ(
+        Show(report, {"et"}, kNarrow),
+        "Elapsed times  slowest first\n"
+        "  Network         100 ms  "
+        "\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\n"
+        "  USB              50 ms  \u2588\u2588\u2588\u2588\u2588\u2588\u2588\n"
+        "  BIOS              5 ms  \u258A\n"
+        "  CPU               5 ms  \u258A\n"
+        "  BaseBoard         3 ms  \u258D\n"
+        "  Memory            3 ms  \u258D\n"
+        "  Enclosure         2 ms  \u258E\n"
+        "  SystemSlot        2 ms  \u258E\n"
+        "  CompSys           1 ms  \u258F\n"
+        "  OS                0 ms\n"
+        "  PhysicalDrive     0 ms\n"
+        "  SystemOverview    0 ms\n"
+        "  Video                x\n");
+    report.elapsedTimes = {"10", "20"};
+    EXPECT_EQ(Show(report, {}, kNarrowAscii),
+              "Elapsed times  slowest first\n"
+              "  2 of 13 categories, numbered as in the report\n"
+              "  line 2  20 ms  #######################\n"
+              "  line 1  10 ms  ############\n");
+}
+
+TEST(ShowReport, ColoursHeadingsWhereTheTerminalTakesThem)
+{
+    const ShowStyle style{40, true, true, Charset::kAscii, Charset::kAscii};
+    EXPECT_EQ(Show(Example(), {"BIOS"}, style),
+              "\x1B[1mBIOS\x1B[0m\n"
+              "  \x1B[2mAssetTag\x1B[0m  -\n"
+              "  \x1B[2mVersion \x1B[0m  1.0\\x1B[31m\\n\n");
+}
+
+TEST(ShowReport, NamesTheSectionsThereAre)
+{
+    try {
+        SelectSections(Example(), {"BIOS", "Disk"});
+        FAIL();
+    } catch (const CommandError& error) {
+        EXPECT_STREQ(error.what(),
+                     "the report has no section \"Disk\"; it has BIOS, LogicalDisk, USBDevice");
+        EXPECT_EQ(error.code(), ExitCode::kInput);
+    }
+    EXPECT_THROW(SelectSections({}, {"ET"}), CommandError);
+}
+
+TEST(Readable, PutsValuesIntoUnitsAndWords)
+{
+    const struct {
+        const char *section, *property, *value, *expected;
+    } rows[] = {
+        {"LogicalDisk", "Size", "0", "0 MiB"},
+        {"LogicalDisk", "Size", "1023", "1023 MiB"},
+        {"LogicalDisk", "FreeSpace", "1024", "1 GiB"},
+        {"DiskDrive", "Size", "953867", "931.5 GiB"},
+        {"DiskDrive", "Size", "1048575", "1 TiB"},  // not 1024 GiB
+        {"DiskDrive", "Size", "", ""},
+        {"DiskDrive", "Size", "-5", "-5"},
+        {"DiskDrive", "Size", "12x", "12x"},
+        {"DiskDrive", "Caption", "1024", "1024"},
+        {"PhysicalMemory", "Capacity", "24105", "23.5 GiB"},
+        {"VideoController", "AdapterRAM", "128", "128 MiB"},
+        {"NetworkAdapter", "Speed", "1000000000", "1 Gbit/s"},
+        {"NetworkAdapter", "Speed", "866700000", "866.7 Mbit/s"},
+        {"NetworkAdapter", "Speed", "9223372036854775807", "9223372036854775807"},
+        {"PhysicalMemoryLocation", "Speed", "3200", "3200 MHz"},
+        {"NetworkAdapter", "NetworkBand", "5180000", "5180 MHz"},
+        {"SystemOverview", "AverageBootTime", "8412", "8.4 s"},
+        {"LogicalDisk", "BitLockerStatus", "3", "locked"},
+        {"LogicalDisk", "BitLockerStatus", "4", "4"},
+        {"SystemOverview", "SecureBoot", "2", "not supported"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Readable(row.section, row.property, row.value).text, row.expected)
+            << row.property << ' ' << row.value;
+}
+
+TEST(TerminalText, EscapesWhatATerminalActsOn)
+{
+    const struct {
+        std::string text;
+        const char *unicode, *ascii;
+        std::size_t columns;  // of the first
+    } rows[] = {
+        {"a\tb\r\n\x1B[0m\x7F", "a\\tb\\r\\n\\x1B[0m\\x7F", "a\\tb\\r\\n\\x1B[0m\\x7F", 19},
+        {std::string("\0", 1), "\\x00", "\\x00", 4},
+        {"\u0085\u202E\u200B\uFEFF", "\\u0085\\u202E\\u200B\\uFEFF", "\\u0085\\u202E\\u200B\\uFEFF",
+         24},
+        {"\u00FC\u65E5\U0001F600e\u0301", "\u00FC\u65E5\U0001F600e\u0301",
+         "\\u00FC\\u65E5\\U0001F600e\\u0301", 6},
+        {"\xFF\xC3", "\\xFF\\xC3", "\\xFF\\xC3", 8},  // no UTF-8
+        {"\xC0\xAF\xED\xA0\x80", "\\xC0\\xAF\\xED\\xA0\\x80", "\\xC0\\xAF\\xED\\xA0\\x80", 20},
+        {"C:\\x", "C:\\x", "C:\\x", 4},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Escaped(row.text, Charset::kUnicode), row.unicode);
+        EXPECT_EQ(Escaped(row.text, Charset::kAscii), row.ascii);
+        EXPECT_EQ(Columns(row.unicode), row.columns) << row.unicode;
+    }
+}
+
+}  // namespace
+}  // namespace orrery::report
