@@ -37,9 +37,9 @@ std::optional<OsVersion> ReadReportedVersion()
     version.major = static_cast<std::int32_t>(info.dwMajorVersion);
     version.minor = static_cast<std::int32_t>(info.dwMinorVersion);
     version.build = static_cast<std::int32_t>(info.dwBuildNumber);
-    version.servicePack.assign(std::begin(info.szCSDVersion),
-                               std::find(std::begin(info.szCSDVersion),
-                                         std::end(info.szCSDVersion), L'\0'));
+    version.servicePack.assign(
+        std::begin(info.szCSDVersion),
+        std::find(std::begin(info.szCSDVersion), std::end(info.szCSDVersion), L'\0'));
     version.isExtended = isExtended;
     if (isExtended) {
         version.suites = info.wSuiteMask;

@@ -42,8 +42,8 @@ std::uint32_t ReadNumber(HKEY key, const wchar_t* name) noexcept
 {
     DWORD number = 0;
     DWORD bytes = sizeof number;
-    const LSTATUS status = RegQueryValueExW(key, name, nullptr, nullptr,
-                                            reinterpret_cast<BYTE*>(&number), &bytes);
+    const LSTATUS status =
+        RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &bytes);
     return status == ERROR_SUCCESS ? number : 0;
 }
 
