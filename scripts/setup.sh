@@ -25,6 +25,7 @@ wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest
 test  /usr/share/zoneinfo/Asia/Kolkata   tzdata
 test  /usr/lib/python3/dist-packages/jsonschema python3-jsonschema
+test  chromium                           chromium
 fuzz  clang++-14                         clang-14
 fuzz  /usr/lib/clang/14/lib/linux        libclang-rt-14-dev
 check git                                git
