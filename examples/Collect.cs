@@ -1,0 +1,40 @@
+// Writes a report to the user's temporary folder and prints the name of Windows from it.
+// Runs as a 64-bit process; orrery.dll lies beside the program.
+using System;
+using System.IO;
+using System.Runtime.InteropServices;
+using System.Text;
+
+static class Program
+{
+    [DllImport("orrery.dll", CharSet = CharSet.Unicode, ExactSpelling = true)]
+    [DefaultDllImportSearchPaths(DllImportSearchPath.AssemblyDirectory)]
+    static extern int GetInventory(string path);
+
+    static int Main()
+    {
+        string path = Path.Combine(Path.GetTempPath(), "inventory.tsv");
+        File.Delete(path);  // so that an old report cannot pass for the new one
+        if (GetInventory(path) != 1)
+            return Fail("The run was cancelled.");
+        if (!File.Exists(path))
+            return Fail("No report was written.");
+
+        foreach (string line in File.ReadLines(path, Encoding.Unicode))
+        {
+            string[] fields = line.Split('\t');
+            if (fields.Length > 3 && fields[0] == "OperatingSystem" && fields[2] == "Caption")
+            {
+                Console.WriteLine(fields[3]);
+                return 0;
+            }
+        }
+        return Fail("The report does not name Windows.");
+    }
+
+    static int Fail(string message)
+    {
+        Console.Error.WriteLine(message);
+        return 1;
+    }
+}

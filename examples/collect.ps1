@@ -1,0 +1,18 @@
+# Writes a report to the user's temporary folder and prints the name of Windows from it.
+# For a 64-bit Windows PowerShell 5.1 or PowerShell 7; orrery.dll lies beside this script.
+$ErrorActionPreference = 'Stop'
+$dll = Join-Path $PSScriptRoot 'orrery.dll'
+Add-Type -Namespace Orrery -Name Library -MemberDefinition @"
+[DllImport(@"$dll", CharSet = CharSet.Unicode, ExactSpelling = true)]
+public static extern int GetInventory(string path);
+"@
+
+$path = Join-Path ([IO.Path]::GetTempPath()) 'inventory.tsv'
+# So that an old report cannot pass for the new one.
+if (Test-Path -LiteralPath $path) { Remove-Item -LiteralPath $path }
+if ([Orrery.Library]::GetInventory($path) -ne 1) { throw 'The run was cancelled.' }
+if (-not (Test-Path -LiteralPath $path)) { throw 'No report was written.' }
+
+Get-Content -LiteralPath $path -Encoding Unicode |
+    Where-Object { $_.StartsWith("OperatingSystem`t0`tCaption`t") } |
+    ForEach-Object { $_.Split("`t")[3] }

@@ -1,0 +1,30 @@
+"""Writes a report to the user's temporary folder and prints the name of Windows from it.
+
+For a 64-bit Python 3.8 or later; orrery.dll lies beside this script.
+"""
+import ctypes
+import pathlib
+import sys
+import tempfile
+
+library = ctypes.WinDLL(str(pathlib.Path(__file__).resolve().with_name("orrery.dll")))
+library.GetInventory.argtypes = [ctypes.c_wchar_p]
+library.GetInventory.restype = ctypes.c_int32
+
+report = pathlib.Path(tempfile.gettempdir()) / "inventory.tsv"
+report.unlink(missing_ok=True)  # so that an old report cannot pass for the new one
+if library.GetInventory(str(report)) != 1:
+    sys.exit("The run was cancelled.")
+if not report.exists():
+    sys.exit("No report was written.")
+
+# UTF-16 without a byte-order mark: its byte order has to be named.
+for line in report.read_text(encoding="utf-16-le", errors="replace").split("\n"):
+    section, _, rest = line.partition("\t")
+    index, _, rest = rest.partition("\t")
+    name, _, value = rest.partition("\t")
+    if (section, index, name) == ("OperatingSystem", "0", "Caption"):
+        print(value)
+        break
+else:
+    sys.exit("The report does not name Windows.")
