@@ -34,9 +34,11 @@ report::ShowStyle StyleOf(const Terminal& terminal)
 
 void ShowReport(const Options& options)
 {
-    const report::Report report = OpenReport(options.path, options.redact);
+    const report::Report report = OpenReport(
+        options.path, options.redact, report::KeepSelected(options.sections, options.redact));
     const auto selection = report::SelectSections(report, options.sections);
-    PrintOrFail(report::FormatReport(report, selection, StyleOf(OutputTerminal())));
+    const report::ShowStyle style = StyleOf(OutputTerminal());
+    PrintOrFail([&](const TextSink& sink) { report::WriteTables(report, selection, style, sink); });
 }
 
 }  // namespace

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include "client/report/report.h"
+#include "client/text_sink.h"
 
 namespace orrery {
 
@@ -44,7 +46,18 @@ inline std::string FactsOf(const report::Report& report)
             for (const auto& property : instance.properties)
                 facts += section.name + '/' + std::to_string(instance.index) + '/' + property.name +
                          '/' + property.value + '\n';
+    for (const std::string& time : report.elapsedTimes)
+        facts += "ET/0//" + time + '\n';
     return facts;
+}
+
+/// All that one of the writers hands to its sink, which is its last argument.
+template <class Writer, class... Arguments>
+std::string Written(Writer write, const Arguments&... arguments)
+{
+    std::string text;
+    write(arguments..., [&text](std::string_view part) { text += part; });
+    return text;
 }
 
 }  // namespace orrery

@@ -6,7 +6,7 @@
 #include "client/page/blocks.h"
 #include "client/page/markup.h"
 #include "client/page/page.h"
-#include "report/fact_list.h"
+#include "made_report.h"
 
 namespace orrery {
 namespace {
@@ -50,21 +50,12 @@ TEST(PageBar, StaysInItsBox)
 
 TEST(DriveUse, GivesEachVolumeToTheFirstDriveThatNamesIt)
 {
-    const auto report = MakeReport({
-        {"DiskDrive", 0, "LogicalDisks", "C:|D:|Q:|"},
-        {"DiskDrive", 0, "Size", "1000"},
-        {"DiskDrive", 1, "LogicalDisks", "D:|"},
-        {"DiskDrive", 1, "Size", "9"},
-        {"DiskDrive", 2, "Caption", "none"},
-        {"LogicalDisk", 0, "DeviceID", "C:"},
-        {"LogicalDisk", 0, "Size", "600"},
-        {"LogicalDisk", 0, "FreeSpace", "150"},
-        {"LogicalDisk", 1, "DeviceID", "D:"},
-        {"LogicalDisk", 1, "Size", "700"},
-        {"LogicalDisk", 1, "FreeSpace", "701"},
-        {"LogicalDisk", 2, "DeviceID", "E:"},
-        {"LogicalDisk", 2, "Size", "-5"},
-    });
+    const auto report = MadeReport(
+        "DiskDrive/0/LogicalDisks/C:|D:|Q:|\nDiskDrive/0/Size/1000\n"
+        "DiskDrive/1/LogicalDisks/D:|\nDiskDrive/1/Size/9\nDiskDrive/2/Caption/none\n"
+        "LogicalDisk/0/DeviceID/C:\nLogicalDisk/0/Size/600\nLogicalDisk/0/FreeSpace/150\n"
+        "LogicalDisk/1/DeviceID/D:\nLogicalDisk/1/Size/700\nLogicalDisk/1/FreeSpace/701\n"
+        "LogicalDisk/2/DeviceID/E:\nLogicalDisk/2/Size/-5\n");
     const auto drives = ReadDriveUse(report);
     ASSERT_EQ(drives.size(), 4U);
     ASSERT_EQ(drives[0].volumes.size(), 2U);
@@ -81,30 +72,20 @@ TEST(DriveUse, GivesEachVolumeToTheFirstDriveThatNamesIt)
 
 TEST(Page, ShowsWhatAPersonLooksFor)
 {
-    const auto report = MakeReport({
-        {"ComputerSystem", 0, "Name", "DESK"},
-        {"LogicalDisk", 0, "BitLockerStatus", "7"},
-        {"LogicalDisk", 0, "DeviceID", "C:"},
-        {"LogicalDisk", 0, "FreeSpace", "1024"},
-        {"LogicalDisk", 0, "Size", "51200"},
-        {"NetworkAdapter", 0, "DHCPEnabled", "true"},
-        {"NetworkAdapter", 0, "DHCPLeaseExpires", "2024-02-06T07:08:09Z"},
-        {"NetworkAdapter", 0, "DHCPServer", "192.0.2.1"},
-        {"NetworkAdapter", 0, "NetConnectionStatus", "Connected"},
-        {"NetworkAdapter", 0, "Speed", "1000000000"},
-        {"NetworkAdapter", 1, "DHCPEnabled", "true"},
-        {"NetworkAdapter", 1, "DHCPLeaseExpires", "1970-01-01T00:00:00Z"},
-        {"NetworkAdapter", 1, "Speed", "9223372036854775807"},
-        {"PhysicalMemoryLocation", 0, "Capacity", "16384"},
-        {"PhysicalMemoryLocation", 0, "MemorySlots", "2"},
-        {"SystemOverview", 0, "SecureBoot", "0"},
-        {"SystemOverview", 0, "TpmChip", "2.0"},
-        {"SystemOverview", 0, "TpmEnabled", "0"},
-        {"Added", 0, "Later", "kept"},
-        {"ET", 0, "", "40"},
-        {"ET", 0, "", "80"},
-    });
-    const std::string html = report::ToHtml(report);
+    const auto report = MadeReport(
+        "ComputerSystem/0/Name/DESK\nLogicalDisk/0/BitLockerStatus/7\n"
+        "LogicalDisk/0/DeviceID/C:\nLogicalDisk/0/FreeSpace/1024\nLogicalDisk/0/Size/51200\n"
+        "NetworkAdapter/0/DHCPEnabled/true\n"
+        "NetworkAdapter/0/DHCPLeaseExpires/2024-02-06T07:08:09Z\n"
+        "NetworkAdapter/0/DHCPServer/192.0.2.1\n"
+        "NetworkAdapter/0/NetConnectionStatus/Connected\nNetworkAdapter/0/Speed/1000000000\n"
+        "NetworkAdapter/1/DHCPEnabled/true\n"
+        "NetworkAdapter/1/DHCPLeaseExpires/1970-01-01T00:00:00Z\n"
+        "NetworkAdapter/1/Speed/9223372036854775807\n"
+        "PhysicalMemoryLocation/0/Capacity/16384\nPhysicalMemoryLocation/0/MemorySlots/2\n"
+        "SystemOverview/0/SecureBoot/0\nSystemOverview/0/TpmChip/2.0\n"
+        "SystemOverview/0/TpmEnabled/0\nAdded/0/Later/kept\nET/0//40\nET/0//80\n");
+    const std::string html = Written(report::WriteHtml, report);
     for (const char* part : {
              "<title>DESK \u00B7 inventory report</title>",
              "fill bad\" style=\"width:98.00%\"",  // nearly nothing is free
@@ -119,8 +100,8 @@ TEST(Page, ShowsWhatAPersonLooksFor)
              "<b>16 GiB</b>",
              "Empty slot",
              "<td>kept</td>",
-             "Line 2</span><div class=\"track\"><span class=\"fill\" style=\"width:100.00%\"",
-             "Line 1</span><div class=\"track\"><span class=\"fill\" style=\"width:50.00%\"",
+             "line 2</span><div class=\"track\"><span class=\"fill\" style=\"width:100.00%\"",
+             "line 1</span><div class=\"track\"><span class=\"fill\" style=\"width:50.00%\"",
          })
         EXPECT_NE(html.find(part), std::string::npos) << part;
     EXPECT_EQ(html.find("bit/s"), html.rfind("bit/s")) << "a disconnected adapter has no speed";
@@ -128,17 +109,15 @@ TEST(Page, ShowsWhatAPersonLooksFor)
 
 TEST(Page, IsThereForReportsThatSayNothingOrNonsense)
 {
-    EXPECT_NE(report::ToHtml({}).find("Computer without a name"), std::string::npos);
-    auto report = MakeReport({
-        {"DiskDrive", 0, "Size", "9223372036854775807"},
-        {"DiskDrive", 0, "LogicalDisks", "|||"},
-        {"PhysicalMemoryLocation", 0, "MemorySlots", "9223372036854775807"},
-        {"PhysicalMemory", 5, "Capacity", "-9223372036854775808"},
-        {"SystemOverview", 0, "AverageBootTime", "-1"},
-        {"ET", 0, "", "-9223372036854775808"},
-    });
+    EXPECT_NE(Written(report::WriteHtml, report::Report{}).find("Computer without a name"),
+              std::string::npos);
+    auto report = MadeReport(
+        "DiskDrive/0/Size/9223372036854775807\nDiskDrive/0/LogicalDisks/|||\n"
+        "PhysicalMemoryLocation/0/MemorySlots/9223372036854775807\n"
+        "PhysicalMemory/5/Capacity/-9223372036854775808\n"
+        "SystemOverview/0/AverageBootTime/-1\nET/0//-9223372036854775808\n");
     report.warnings.push_back({3, "<cut>"});
-    const std::string html = report::ToHtml(report);
+    const std::string html = Written(report::WriteHtml, report);
     EXPECT_NE(html.find("Line 3: &lt;cut&gt;"), std::string::npos);
     EXPECT_LT(html.size(), 60'000U);
 }

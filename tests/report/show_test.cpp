@@ -6,6 +6,7 @@
 
 #include "client/exit_codes.h"
 #include "client/report/units.h"
+#include "made_report.h"
 
 namespace orrery::report {
 namespace {
@@ -26,7 +27,7 @@ Report Example()
 std::string Show(const Report& report, const std::vector<std::string>& names,
                  const ShowStyle& style = {})
 {
-    return FormatReport(report, SelectSections(report, names), style);
+    return Written(WriteTables, report, SelectSections(report, names), style);
 }
 
 constexpr ShowStyle kNarrow{40, true, false, Charset::kUnicode, Charset::kUnicode};
@@ -145,7 +146,7 @@ TEST(ShowReport, NamesTheSectionsThereAre)
         FAIL();
     } catch (const CommandError& error) {
         EXPECT_STREQ(error.what(),
-                     "the report has no section \"Disk\"; it has BIOS, LogicalDisk, USBDevice");
+                     "the report has no section \"Disk\"\nIt has: BIOS, LogicalDisk, USBDevice");
         EXPECT_EQ(error.code(), ExitCode::kInput);
     }
     EXPECT_THROW(SelectSections({}, {"ET"}), CommandError);

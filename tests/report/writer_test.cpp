@@ -11,7 +11,7 @@
 namespace orrery::report {
 namespace {
 
-TEST(FormatReport, KeepsTheOrderAndFormOfTheLibrary)
+TEST(WriteReport, KeepsTheOrderAndFormOfTheLibrary)
 {
     const struct {
         const char* facts;
@@ -28,16 +28,16 @@ TEST(FormatReport, KeepsTheOrderAndFormOfTheLibrary)
          u"X\t0\tA\t\u00E9 \u592A \xD83D\xDCBE\n"},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(FormatReport(MadeReport(row.facts)), Bytes(row.expected)) << row.facts;
+        EXPECT_EQ(Written(WriteReport, MadeReport(row.facts)), Bytes(row.expected)) << row.facts;
 }
 
-TEST(FormatReport, WritesWhatTheReaderReadsWhole)
+TEST(WriteReport, WritesWhatTheReaderReadsWhole)
 {
     // Around the length at which the library cuts: section, index and property take 6 units.
     for (const std::size_t size : {1000, 1015, 1016, 1017, 1018, 3000}) {
         const std::string facts =
             "X/0/A/" + std::string(size, 'v') + "\nX/1/A/one\nX/2/A/two\nY/0/A/three\n";
-        const std::string bytes = FormatReport(MadeReport(facts));
+        const std::string bytes = Written(WriteReport, MadeReport(facts));
         CReportBuilder builder;
         CReportParser parser{builder};
         parser.Add(std::as_bytes(std::span{bytes}));
