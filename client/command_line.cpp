@@ -5,6 +5,8 @@
 #include <shellapi.h>
 #endif
 
+#include <algorithm>
+
 #include "client/console.h"
 #include "client/suggestion.h"
 #ifdef _WIN32
@@ -94,11 +96,12 @@ std::vector<std::string> ReversedArguments(int count, char** arguments)
 }
 #endif
 
-std::string ExitCodeHelp()
+std::string ExitCodeHelp(std::initializer_list<ExitCode> codes)
 {
     std::string text = "Exit codes:";
     for (const auto& [code, meaning] : kExitCodes)
-        text += "\n  " + std::to_string(static_cast<int>(code)) + "  " + meaning;
+        if (codes.size() == 0 || std::find(codes.begin(), codes.end(), code) != codes.end())
+            text += "\n  " + std::to_string(static_cast<int>(code)) + "  " + meaning;
     return text;
 }
 

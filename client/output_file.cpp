@@ -36,12 +36,12 @@ bool IsDirect(const fs::path& path)
     if (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status))
         return true;
     // Behind /dev/stdout may be an ordinary file, which has to stay the same one. Windows finds its
-    // devices, such as "nul", in any folder.
-    const std::u8string absolute = fs::absolute(path, error).u8string();
-    for (const char8_t* start : {u8"/dev/stdout", u8"/dev/stderr", u8"/dev/fd/", u8R"(\\.\)"})
-        if (absolute.starts_with(start))
+    // devices, such as "nul", in every folder.
+    const std::u8string file = fs::absolute(path, error).u8string();
+    for (const char8_t* start : {u8"/dev/stdout", u8"/dev/stderr", u8"/dev/fd/"})
+        if (file.starts_with(start))
             return true;
-    return false;
+    return fs::absolute(path.filename(), error).u8string().starts_with(u8R"(\\.\)");
 }
 
 /// @return what went wrong; nothing when the file took all of the text

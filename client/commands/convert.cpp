@@ -78,7 +78,8 @@ void AddConvertCommand(CLI::App& app, ExitCode* /*result*/)
     convert->footer(
         "All forms are UTF-8. A file appears under its name only when it is complete.\n\n"
         "Example:\n  orreryctl convert report.tsv --to html -o report.html\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
     convert->callback([options] { ConvertReport(*options); });
 }
 

@@ -66,7 +66,7 @@ void AddDiffCommand(CLI::App& app, ExitCode* result)
         "index: + was added, - was removed, ~ changed. A section that one report does not have at\n"
         "all is \"not collected\" there; this counts as a difference.\n\n"
         "Example:\n  orreryctl diff monday.tsv friday.tsv\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kUnexpected}));
     diff->callback([options, result] { *result = DiffReports(*options); });
 }
 

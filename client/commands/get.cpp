@@ -52,7 +52,8 @@ void AddGetCommand(CLI::App& app, ExitCode* result)
         "Examples:\n  orreryctl get report.tsv BIOS.SerialNumber\n"
         "  orreryctl get report.tsv LogicalDisk.FreeSpace.1\n"
         "  orreryctl get report.tsv ET.Network\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kReport,
+                      ExitCode::kUnexpected}));
     get->callback([options, result] {
         if (!GetValue(*options))
             *result = ExitCode::kNo;

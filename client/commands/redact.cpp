@@ -36,7 +36,8 @@ void AddRedactCommand(CLI::App& app, ExitCode* /*result*/)
         "unless\n"
         "they hold one of those names. An earlier OUT.tsv is replaced when all is written.\n\n"
         "Example:\n  orreryctl redact report.tsv to-share.tsv\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
     redact->callback([input, output] { RedactFile(*input, *output); });
 }
 

@@ -58,7 +58,8 @@ void AddShowCommand(CLI::App& app, ExitCode* /*result*/)
         "On a terminal, values that do not fit are shortened; a file or pipe gets them whole.\n\n"
         "Examples:\n  orreryctl show report.tsv\n"
         "  orreryctl show report.tsv LogicalDisk NetworkAdapter\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
     show->callback([options] { ShowReport(*options); });
 }
 

@@ -71,7 +71,10 @@ std::string DescribeForeign(std::span<const unsigned char> start)
         return "it is text in UTF-32";
     if (begins({0xFE, 0xFF}) || (zeros(0) > half / 2 && zeros(1) < half / 4))
         return "it is text in big-endian UTF-16";
-    if (begins({0xEF, 0xBB, 0xBF}) || zeros(0) + zeros(1) == 0)
+    const bool isText = std::none_of(start.begin(), start.end(), [](unsigned char byte) {
+        return byte < 0x20 && byte != '\t' && byte != '\r' && byte != '\n';
+    });
+    if (begins({0xEF, 0xBB, 0xBF}) || isText)
         return "it is not UTF-16, but perhaps text in UTF-8 or another encoding";
     return "none of its lines begins with a section, an index and a property between tabs";
 }

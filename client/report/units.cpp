@@ -78,6 +78,8 @@ constexpr auto kWords = std::to_array<Word>({
     {"LogicalDisk", "BitLockerStatus", "1", "not protected"},
     {"LogicalDisk", "BitLockerStatus", "3", "locked"},
     {"LogicalDisk", "BitLockerStatus", "7", "protected"},
+    {"NetworkAdapter", "DHCPLeaseExpires", "1970-01-01T00:00:00Z", "no lease yet"},
+    {"NetworkAdapter", "DHCPLeaseObtained", "1970-01-01T00:00:00Z", "no lease yet"},
     {"OperatingSystem", "Is64x", "1", "yes"},
     {"SystemOverview", "SecureBoot", "0", "off"},
     {"SystemOverview", "SecureBoot", "1", "on"},

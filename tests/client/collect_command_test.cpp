@@ -122,7 +122,11 @@ protected:
     /// Waits until the stand-in has written the report of the run that the program has started.
     void AwaitReport(DWORD program) const
     {
-        const fs::path partial = reports_ / (L"pc." + std::to_wstring(program) + L".partial.tsv");
+        wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = L"";
+        DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+        GetComputerNameW(computer, &size);
+        const fs::path partial = reports_ / (std::wstring{L"pc."} + computer + L'-' +
+                                             std::to_wstring(program) + L".partial.tsv");
         for (int tries = 0; tries < 500 && Content(partial).empty(); ++tries)
             Sleep(20);
         ASSERT_FALSE(Content(partial).empty()) << "the run does not begin";
@@ -236,7 +240,8 @@ TEST_F(CollectCommand, SaysWhichArgumentsItTakes)
         {L"", ExitCode::kInput,
          "a command is missing\n\"orreryctl\" takes: collect, show, get, convert, diff, redact, "
          "--version, --help"},
-        {L"colect pc.tsv", ExitCode::kInput, "\"colect\" is not known here\n\"orreryctl\" takes:"},
+        {L"colect pc.tsv", ExitCode::kInput,
+         "\"colect\" is not known here; did you mean \"collect\"?\n\"orreryctl\" takes: "},
         {L"collect pc.tsv --fast", ExitCode::kInput, "\"--fast\" is not known here"},
         {L"collect front desk.tsv", ExitCode::kInput, "put a path with spaces in quotes"},
         {L"collect", ExitCode::kInput, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
@@ -341,8 +346,12 @@ TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
     EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 72U);
 }
 
-TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilled)
+TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilledAndNoFileAfterTheNextRun)
 {
+    // Another report's, another computer's and no process's.
+    const Names others{L"pc.OTHER-1.partial.tsv", L"pc.partial.tsv"};
+    for (const std::wstring& name : others)
+        Fill(reports_ / name, kEarlier);
     SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"hang");
     Run(L"collect pc.tsv", [this](DWORD program) {
         AwaitReport(program);
@@ -350,6 +359,10 @@ TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilled)
         EXPECT_TRUE(TerminateProcess(process.get(), 1));
     });
     EXPECT_FALSE(RunIsAlive());
+    EXPECT_EQ(Left().size(), 3U) << "there is nothing to clean up";
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"report");
+    EXPECT_EQ(Run(L"collect pc.tsv").code, ExitCode::kDone);
+    EXPECT_EQ(Left(), (Names{others[0], others[1], L"pc.tsv"}));
 }
 
 TEST_F(CollectCommand, HandsNoHandleOfItsCallerToTheRun)

@@ -82,7 +82,9 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {{"shwo"}, 2, "\"shwo\" is not known here; did you mean \"show\"?"},
         {{"print", "@a.tsv"}, 2, "\"print\" is not known here\n\"orreryctl\" takes: show, get"},
         {{"convert", "@a.tsv", "--redcat"}, 2, "did you mean \"--redact\"?"},
-        {{"diff", "@a.tsv", "@b.tsv", "--reverse"}, 2, "takes: --help, OLD.tsv, NEW.tsv, --to, --all"},
+        {{"diff", "@a.tsv", "@b.tsv", "--reverse"},
+         2,
+         "takes: --help, OLD.tsv, NEW.tsv, --to, --all"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Run(row.arguments), row.expected) << testing::PrintToString(row.arguments);

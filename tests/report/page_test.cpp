@@ -75,13 +75,17 @@ TEST(Page, ShowsWhatAPersonLooksFor)
     const auto report = MadeReport(
         "ComputerSystem/0/Name/DESK\nLogicalDisk/0/BitLockerStatus/7\n"
         "LogicalDisk/0/DeviceID/C:\nLogicalDisk/0/FreeSpace/1024\nLogicalDisk/0/Size/51200\n"
-        "NetworkAdapter/0/DHCPEnabled/true\n"
+        "LogicalDisk/1/DeviceID/D:\nLogicalDisk/1/FreeSpace/1\nLogicalDisk/1/Size/51200\n"
+        "NetworkAdapter/2/IPAddress/192.0.2.8\nNetworkAdapter/0/DHCPEnabled/true\n"
         "NetworkAdapter/0/DHCPLeaseExpires/2024-02-06T07:08:09Z\n"
         "NetworkAdapter/0/DHCPServer/192.0.2.1\n"
         "NetworkAdapter/0/NetConnectionStatus/Connected\nNetworkAdapter/0/Speed/1000000000\n"
+        "NetworkAdapter/3/IPAddress/192.0.2.9\nNetworkAdapter/3/NetConnectionStatus/Connected\n"
         "NetworkAdapter/1/DHCPEnabled/true\n"
         "NetworkAdapter/1/DHCPLeaseExpires/1970-01-01T00:00:00Z\n"
         "NetworkAdapter/1/Speed/9223372036854775807\n"
+        "Processor/0/Name/P\nProcessor/0/NumberOfCores/2\nProcessor/1/NumberOfCores/3\n"
+        "Processor/0/NumberOfLogicalProcessors/4\n"
         "PhysicalMemoryLocation/0/Capacity/16384\nPhysicalMemoryLocation/0/MemorySlots/2\n"
         "SystemOverview/0/SecureBoot/0\nSystemOverview/0/TpmChip/2.0\n"
         "SystemOverview/0/TpmEnabled/0\nAdded/0/Later/kept\nET/0//40\nET/0//80\n");
@@ -93,7 +97,10 @@ TEST(Page, ShowsWhatAPersonLooksFor)
              "BitLocker on 1 of 1 volume<",
              "Secure Boot off",
              "TPM 2.0, off",
-             "1 of 2 adapters connected",
+             "2 of 4 adapters connected",
+             "<strong>192.0.2.9</strong>",
+             "<p class=\"muted\">2 processors \u00B7 5 cores</p>",
+             "99 %",
              "DHCP from 192.0.2.1, lease until 2024-02-06 07:08:09 UTC",
              "<dd>DHCP</dd>",
              "1 Gbit/s",

@@ -9,6 +9,7 @@
 #include "client/report/find_value.h"
 #include "client/report/section_digests.h"
 #include "client/report/show.h"
+#include "client/utf8.h"
 #include "made_report.h"
 #include "report_text.h"
 #include "test_folder.h"
@@ -167,7 +168,8 @@ TEST(ReportReader, RefusesWhatIsNoReportAndSaysWhy)
     for (const auto& row : rows)
         EXPECT_NE(message(folder.Write("x.tsv", row.bytes)).find(row.reason), std::string::npos)
             << message(folder.Write("x.tsv", row.bytes));
-    EXPECT_NE(message(folder.Path("folder")).find("it is a folder"), std::string::npos);
+    EXPECT_NE(message(PathFromUtf8(folder.Path("folder"))).find("it is a folder"),
+              std::string::npos);
 }
 
 TEST(ReportReader, KeepsAMillionCharactersOfAValueThatHasMore)

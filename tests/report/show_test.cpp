@@ -177,6 +177,7 @@ TEST(Readable, PutsValuesIntoUnitsAndWords)
         {"LogicalDisk", "BitLockerStatus", "3", "locked"},
         {"LogicalDisk", "BitLockerStatus", "4", "4"},
         {"SystemOverview", "SecureBoot", "2", "not supported"},
+        {"NetworkAdapter", "DHCPLeaseExpires", "1970-01-01T00:00:00Z", "no lease yet"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(Readable(row.section, row.property, row.value).text, row.expected)
