@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "client/report/csv.h"
 #include "client/report/json.h"
 #include "made_report.h"
@@ -12,7 +14,7 @@ namespace {
 TEST(Csv, HasOneFactARowAndQuotesWhatWouldBreakIt)
 {
     auto report = MadeReport(
-        "BIOS/0/AssetTag/\nBIOS/0/Version/1.0 \"beta\", x\nComputerSystem/0/Name/DESK,1\n"
+        "BIOS/0/AssetTag//Version/1.0 \"beta\", x\nComputerSystem/0/Name/DESK,1\n"
         "DiskDrive/3/Caption/\nET/0//5\nET/0//-\n");
     report.sections.back().instances.front().properties.front().value = "a\tb\nc\rd";
     EXPECT_EQ(Written(report::WriteCsv, report),
@@ -47,63 +49,25 @@ TEST(Csv, NamesTheCategoriesOfACompleteRun)
 TEST(Json, GroupsBySectionAndInstance)
 {
     auto report = MadeReport(
-        "ComputerSystem/0/Name/DESK\nDiskDrive/0/Caption/A \"1\"\t\\ <\x01\xC3\xA9>\n"
-        "DiskDrive/0/Size/\nDiskDrive/2/Caption/B\n"
-        "ET/0//18\nET/0//1e3\nET/0//99999999999999999999\n");
+        "ComputerSystem/0/Name/DESK\nDiskDrive/0/Caption/A \"1\"\t\\ <\x01\xC3\xA9>/Size/\n"
+        "DiskDrive/2/Caption/B\nET/0//18\nET/0//1e3\nET/0//99999999999999999999\n");
     report.warnings.push_back({7, "odd"});
-    EXPECT_EQ(Written(report::WriteJson, report), R"({
-  "format": "orrery-report",
-  "formatVersion": 1,
-  "machine": "DESK",
-  "sections": {
-    "ComputerSystem": [
-      {
-        "index": 0,
-        "properties": {
-          "Name": "DESK"
-        }
-      }
-    ],
-    "DiskDrive": [
-      {
-        "index": 0,
-        "properties": {
-          "Caption": "A \"1\"\t\\ <\u0001)"
-                                                  "\xC3\xA9"
-                                                  R"(>",
-          "Size": ""
-        }
-      },
-      {
-        "index": 2,
-        "properties": {
-          "Caption": "B"
-        }
-      }
-    ]
-  },
-  "elapsedTimes": [
-    {
-      "category": null,
-      "milliseconds": 18
-    },
-    {
-      "category": null,
-      "milliseconds": "1e3"
-    },
-    {
-      "category": null,
-      "milliseconds": "99999999999999999999"
-    }
-  ],
-  "warnings": [
-    {
-      "line": 7,
-      "text": "odd"
-    }
-  ]
-}
-)");
+    const auto expected = nlohmann::ordered_json::parse(R"({
+        "format": "orrery-report", "formatVersion": 1, "machine": "DESK",
+        "sections": {
+            "ComputerSystem": [{"index": 0, "properties": {"Name": "DESK"}}],
+            "DiskDrive": [
+                {"index": 0,
+                 "properties": {"Caption": "A \"1\"\t\\ <\u0001\u00e9>", "Size": ""}},
+                {"index": 2, "properties": {"Caption": "B"}}]},
+        "elapsedTimes": [{"category": null, "milliseconds": 18},
+                         {"category": null, "milliseconds": "1e3"},
+                         {"category": null, "milliseconds": "99999999999999999999"}],
+        "warnings": [{"line": 7, "text": "odd"}]})");
+    EXPECT_EQ(Written(report::WriteJson, report), expected.dump(2) + '\n');
+    EXPECT_EQ(Written(report::WriteJson, report::Report{}),
+              "{\n  \"format\": \"orrery-report\",\n  \"formatVersion\": 1,\n  \"machine\": null,\n"
+              "  \"sections\": {},\n  \"elapsedTimes\": [],\n  \"warnings\": []\n}\n");
 }
 
 }  // namespace

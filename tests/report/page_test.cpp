@@ -51,11 +51,10 @@ TEST(PageBar, StaysInItsBox)
 TEST(DriveUse, GivesEachVolumeToTheFirstDriveThatNamesIt)
 {
     const auto report = MadeReport(
-        "DiskDrive/0/LogicalDisks/C:|D:|Q:|\nDiskDrive/0/Size/1000\n"
-        "DiskDrive/1/LogicalDisks/D:|\nDiskDrive/1/Size/9\nDiskDrive/2/Caption/none\n"
-        "LogicalDisk/0/DeviceID/C:\nLogicalDisk/0/Size/600\nLogicalDisk/0/FreeSpace/150\n"
-        "LogicalDisk/1/DeviceID/D:\nLogicalDisk/1/Size/700\nLogicalDisk/1/FreeSpace/701\n"
-        "LogicalDisk/2/DeviceID/E:\nLogicalDisk/2/Size/-5\n");
+        "DiskDrive/0/LogicalDisks/C:|D:|Q:|/Size/1000\nDiskDrive/1/LogicalDisks/D:|/Size/9\n"
+        "DiskDrive/2/Caption/none\nLogicalDisk/0/DeviceID/C:/Size/600/FreeSpace/150\n"
+        "LogicalDisk/1/DeviceID/D:/Size/700/FreeSpace/701\n"
+        "LogicalDisk/2/DeviceID/E:/Size/-5\n");
     const auto drives = ReadDriveUse(report);
     ASSERT_EQ(drives.size(), 4U);
     ASSERT_EQ(drives[0].volumes.size(), 2U);
@@ -73,22 +72,20 @@ TEST(DriveUse, GivesEachVolumeToTheFirstDriveThatNamesIt)
 TEST(Page, ShowsWhatAPersonLooksFor)
 {
     const auto report = MadeReport(
-        "ComputerSystem/0/Name/DESK\nLogicalDisk/0/BitLockerStatus/7\n"
-        "LogicalDisk/0/DeviceID/C:\nLogicalDisk/0/FreeSpace/1024\nLogicalDisk/0/Size/51200\n"
-        "LogicalDisk/1/DeviceID/D:\nLogicalDisk/1/FreeSpace/1\nLogicalDisk/1/Size/51200\n"
-        "NetworkAdapter/2/IPAddress/192.0.2.8\nNetworkAdapter/0/DHCPEnabled/true\n"
-        "NetworkAdapter/0/DHCPLeaseExpires/2024-02-06T07:08:09Z\n"
-        "NetworkAdapter/0/DHCPServer/192.0.2.1\n"
-        "NetworkAdapter/0/NetConnectionStatus/Connected\nNetworkAdapter/0/Speed/1000000000\n"
-        "NetworkAdapter/3/IPAddress/192.0.2.9\nNetworkAdapter/3/NetConnectionStatus/Connected\n"
-        "NetworkAdapter/1/DHCPEnabled/true\n"
-        "NetworkAdapter/1/DHCPLeaseExpires/1970-01-01T00:00:00Z\n"
-        "NetworkAdapter/1/Speed/9223372036854775807\n"
-        "Processor/0/Name/P\nProcessor/0/NumberOfCores/2\nProcessor/1/NumberOfCores/3\n"
+        "ComputerSystem/0/Name/DESK\n"
+        "LogicalDisk/0/BitLockerStatus/7/DeviceID/C:/FreeSpace/1024/Size/51200\n"
+        "LogicalDisk/1/DeviceID/D:/FreeSpace/1/Size/51200\n"
+        "NetworkAdapter/2/IPAddress/192.0.2.8\n"
+        "NetworkAdapter/0/DHCPEnabled/true/DHCPLeaseExpires/2024-02-06T07:08:09Z/DHCPServer/"
+        "192.0.2.1/NetConnectionStatus/Connected/Speed/1000000000\n"
+        "NetworkAdapter/3/IPAddress/192.0.2.9/NetConnectionStatus/Connected\n"
+        "NetworkAdapter/1/DHCPEnabled/true/DHCPLeaseExpires/1970-01-01T00:00:00Z/Speed/"
+        "9223372036854775807\n"
+        "Processor/0/Name/P/NumberOfCores/2\nProcessor/1/NumberOfCores/3\n"
         "Processor/0/NumberOfLogicalProcessors/4\n"
-        "PhysicalMemoryLocation/0/Capacity/16384\nPhysicalMemoryLocation/0/MemorySlots/2\n"
-        "SystemOverview/0/SecureBoot/0\nSystemOverview/0/TpmChip/2.0\n"
-        "SystemOverview/0/TpmEnabled/0\nAdded/0/Later/kept\nET/0//40\nET/0//80\n");
+        "PhysicalMemoryLocation/0/Capacity/16384/MemorySlots/2\n"
+        "SystemOverview/0/SecureBoot/0/TpmChip/2.0/TpmEnabled/0\nAdded/0/Later/kept\n"
+        "ET/0//40\nET/0//80\n");
     const std::string html = Written(report::WriteHtml, report);
     for (const char* part : {
              "<title>DESK \u00B7 inventory report</title>",
@@ -119,7 +116,7 @@ TEST(Page, IsThereForReportsThatSayNothingOrNonsense)
     EXPECT_NE(Written(report::WriteHtml, report::Report{}).find("Computer without a name"),
               std::string::npos);
     auto report = MadeReport(
-        "DiskDrive/0/Size/9223372036854775807\nDiskDrive/0/LogicalDisks/|||\n"
+        "DiskDrive/0/Size/9223372036854775807/LogicalDisks/|||\n"
         "PhysicalMemoryLocation/0/MemorySlots/9223372036854775807\n"
         "PhysicalMemory/5/Capacity/-9223372036854775808\n"
         "SystemOverview/0/AverageBootTime/-1\nET/0//-9223372036854775808\n");

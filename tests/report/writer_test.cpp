@@ -20,7 +20,7 @@ TEST(WriteReport, KeepsTheOrderAndFormOfTheLibrary)
         {"", u""},
         {"PhysicalMemory/0/Capacity/1\nPhysicalMemoryLocation/0/Speed/2\n",
          u"PhysicalMemoryLocation\t0\tSpeed\t2\nPhysicalMemory\t0\tCapacity\t1\n"},
-        {"X/0/B/1\nX/0/A/2\nX/2/A/3\nX/1/A/4\nX/10/A/5\n",
+        {"X/0/B/1/A/2\nX/2/A/3\nX/1/A/4\nX/10/A/5\n",
          u"X\t0\tA\t2\nX\t1\tA\t4\nX\t10\tA\t5\nX\t2\tA\t3\nX\t0\tB\t1\n"},
         {"ET/0//9\nLogicalDisk/0/Size/1\nDiskDrive/0/Size/2\nET/0//8\n",
          u"DiskDrive\t0\tSize\t2\nET\t0\t\t9\nET\t0\t\t8\nLogicalDisk\t0\tSize\t1\n"},
