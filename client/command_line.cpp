@@ -5,7 +5,10 @@
 #include <shellapi.h>
 #endif
 
+#include <algorithm>
+
 #include "client/console.h"
+#include "client/suggestion.h"
 #ifdef _WIN32
 #include "support/unique.h"
 #endif
@@ -14,27 +17,34 @@ namespace orrery {
 namespace {
 
 /// What the parser would have taken at the place where it met something else.
-std::string Alternatives(const CLI::App& app)
+std::vector<std::string> Alternatives(const CLI::App& app)
 {
-    std::string text;
-    const auto add = [&text](const std::string& name) {
-        text += (text.empty() ? "" : ", ") + name;
-    };
+    std::vector<std::string> names;
     for (const CLI::App* command : app.get_subcommands({}))
         if (!command->get_group().empty())  // without a group: not for users
-            add(command->get_name());
+            names.push_back(command->get_name());
     for (const CLI::Option* option : app.get_options())
-        add(option->get_name());
-    return text;
+        names.push_back(option->get_name());
+    return names;
 }
 
-[[noreturn]] void FailUsage(const CLI::App& app, const std::string& message)
+/// @param unknown the argument that was not understood; empty for other errors
+[[noreturn]] void FailUsage(const CLI::App& app, const std::string& message,
+                            const std::string& unknown = "")
 {
     const CLI::App* command = app.get_subcommands().empty() ? &app : app.get_subcommands().front();
     const std::string name = command == &app ? "orreryctl" : "orreryctl " + command->get_name();
-    throw CommandError(ExitCode::kInput, message + "\n\"" + name +
-                                             "\" takes: " + Alternatives(*command) + ". See \"" +
-                                             name + " --help\".");
+    const std::vector<std::string> names = Alternatives(*command);
+    std::string alternatives;
+    for (const std::string& each : names)
+        alternatives += (alternatives.empty() ? "" : ", ") + each;
+    const std::string suggestion = Suggestion(unknown, names);
+    const bool isPath =
+        suggestion.empty() && command != &app && !unknown.empty() && !unknown.starts_with('-');
+    throw CommandError(ExitCode::kInput, message + suggestion +
+                                             (isPath ? "; put a path with spaces in quotes" : "") +
+                                             "\n\"" + name + "\" takes: " + alternatives +
+                                             ". See \"" + name + " --help\".");
 }
 
 void Parse(CLI::App& app, const std::vector<std::string>& reversedArguments)
@@ -42,13 +52,13 @@ void Parse(CLI::App& app, const std::vector<std::string>& reversedArguments)
     try {
         auto arguments = reversedArguments;
         app.parse(arguments);
-    } catch (const CLI::ExtrasError&) {
-        const bool inCommand = !app.get_subcommands().empty();
-        FailUsage(app, '"' + app.remaining(true).front() + "\" is not known here" +
-                           (inCommand ? "; put a path with spaces in quotes" : ""));
     } catch (const CLI::Success&) {
         throw;
     } catch (const CLI::ParseError& error) {
+        // A slip in an option's name may be the reason why something is missing.
+        const auto unknown = app.remaining(true);
+        if (!unknown.empty())
+            FailUsage(app, '"' + unknown.front() + "\" is not known here", unknown.front());
         FailUsage(app, error.what());
     }
     if (app.get_subcommands().empty())
@@ -86,11 +96,12 @@ std::vector<std::string> ReversedArguments(int count, char** arguments)
 }
 #endif
 
-std::string ExitCodeHelp()
+std::string ExitCodeHelp(std::initializer_list<ExitCode> codes)
 {
     std::string text = "Exit codes:";
     for (const auto& [code, meaning] : kExitCodes)
-        text += "\n  " + std::to_string(static_cast<int>(code)) + "  " + meaning;
+        if (codes.size() == 0 || std::find(codes.begin(), codes.end(), code) != codes.end())
+            text += "\n  " + std::to_string(static_cast<int>(code)) + "  " + meaning;
     return text;
 }
 

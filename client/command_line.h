@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,8 @@ namespace orrery {
 std::vector<std::string> ReversedArguments(int count, char** arguments);
 
 /// The exit codes as the help of the program and of its commands ends with them.
-std::string ExitCodeHelp();
+/// @param codes that the command gives; all when none is named
+std::string ExitCodeHelp(std::initializer_list<ExitCode> codes = {});
 
 /// Parses the arguments and runs the command they name.
 /// @throws CommandError for arguments that are not understood, with what would have been right

@@ -29,7 +29,7 @@ inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
     {ExitCode::kDone, "done"},
     {ExitCode::kNo, "get: there is no such value; diff: the reports differ"},
     {ExitCode::kInput, "wrong usage, or a path or report that cannot be used"},
-    {ExitCode::kReport, "the report cannot be written"},
+    {ExitCode::kReport, "the report or text cannot be written"},
     {ExitCode::kLibrary, "orrery.dll cannot be used"},
     {ExitCode::kCancelled, "cancelled, no report was written"},
     {ExitCode::kTimeout, "the run took too long, no report was written"},

@@ -29,8 +29,11 @@ ExitCode Run(int argumentCount, char** arguments)
 #ifdef _WIN32
     app.footer("Example:\n  orreryctl collect report.tsv\n\n" + ExitCodeHelp());
 #else
-    app.footer("Reports are collected on Windows, where there is a command for it.\n\n" +
-               ExitCodeHelp());
+    app.footer(
+        "Reports are collected on Windows, where there is a command for it.\n\n"
+        "Example:\n  orreryctl show report.tsv\n\n" +
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kReport,
+                      ExitCode::kUnexpected}));
 #endif
     RunCommandLine(app, ReversedArguments(argumentCount, arguments));
     return result;

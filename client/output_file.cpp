@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "client/exit_codes.h"
-#include "client/report/reader.h"
+#include "client/utf8.h"
 
 namespace orrery {
 namespace {
@@ -26,6 +26,40 @@ std::string Reason(const std::error_code& error)
     throw CommandError(ExitCode::kReport, '"' + target + "\" cannot be written: " + reason +
                                               "; choose a folder with free space in which you "
                                               "may create files");
+}
+
+/// Whether the path stands for a device, a pipe or what the shell has put behind standard output.
+bool IsDirect(const fs::path& path)
+{
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status))
+        return true;
+    // Behind /dev/stdout may be an ordinary file, which has to stay the same one. Windows finds its
+    // devices, such as "nul", in every folder.
+    const std::u8string file = fs::absolute(path, error).u8string();
+    for (const char8_t* start : {u8"/dev/stdout", u8"/dev/stderr", u8"/dev/fd/"})
+        if (file.starts_with(start))
+            return true;
+    return fs::absolute(path.filename(), error).u8string().starts_with(u8R"(\\.\)");
+}
+
+/// @return what went wrong; nothing when the file took all of the text
+std::error_code WriteAll(const fs::path& path, std::ios::openmode mode, const TextSource& text)
+{
+    errno = 0;
+    std::ofstream stream{path, std::ios::binary | mode};
+    int error = errno;
+    text([&](std::string_view part) {
+        if (stream && !stream.write(part.data(), static_cast<std::streamsize>(part.size())))
+            error = errno;
+    });
+    if (stream) {
+        stream.close();
+        error = errno;
+    }
+    return stream ? std::error_code{}
+                  : std::error_code{error != 0 ? error : EIO, std::generic_category()};
 }
 
 /// The file itself where the path is a link to it, since a rename would replace the link.
@@ -58,17 +92,7 @@ public:
     CTemporaryFile(const CTemporaryFile&) = delete;
     CTemporaryFile& operator=(const CTemporaryFile&) = delete;
 
-    /// @return what went wrong; nothing when all bytes were taken
-    std::error_code Write(std::string_view bytes)
-    {
-        errno = 0;
-        std::ofstream stream{path_, std::ios::binary};
-        stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        stream.close();
-        if (stream)
-            return {};
-        return {errno != 0 ? errno : EIO, std::generic_category()};
-    }
+    const fs::path& path() const noexcept { return path_; }
     std::error_code MoveTo(const fs::path& file)
     {
         std::error_code error;
@@ -86,26 +110,29 @@ private:
 
 void CheckOutputFile(const std::string& target, const fs::path& source)
 {
-    const fs::path path = report::PathFromUtf8(target);
+    const fs::path path = PathFromUtf8(target);
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     if (fs::is_directory(status))
         throw CommandError(ExitCode::kInput,
                            '"' + target + "\" is a folder; give the name of a file in it");
-    if (fs::exists(status) && !fs::is_regular_file(status))
-        throw CommandError(ExitCode::kInput, '"' + target +
-                                                 "\" is no ordinary file; leave the option out to "
-                                                 "write to standard output");
-    if (fs::equivalent(path, source, error))
+    if (!IsDirect(path) && fs::equivalent(path, source, error))
         throw CommandError(ExitCode::kInput,
                            '"' + target + "\" is the report itself; choose another name");
 }
 
-void WriteOutputFile(const std::string& target, std::string_view bytes)
+void WriteOutputFile(const std::string& target, const TextSource& text)
 {
-    const fs::path file = FollowLinks(report::PathFromUtf8(target));
+    const fs::path path = PathFromUtf8(target);
+    if (IsDirect(path)) {
+        // A shell's >> must keep what is in the file already.
+        if (const auto error = WriteAll(path, std::ios::app, text))
+            FailWrite(target, Reason(error));
+        return;
+    }
+    const fs::path file = FollowLinks(path);
     CTemporaryFile temporary{TemporaryNameFor(file)};
-    if (const auto error = temporary.Write(bytes))
+    if (const auto error = WriteAll(temporary.path(), std::ios::trunc, text))
         FailWrite(target, Reason(error));
     if (const auto error = temporary.MoveTo(file))
         FailWrite(target, Reason(error));

@@ -2,20 +2,22 @@
 
 #include <filesystem>
 #include <string>
-#include <string_view>
+
+#include "client/text_sink.h"
 
 namespace orrery {
 
 /// Finds out whether a file may be written in place of what is at that path.
 /// @param target  as the user typed it, in UTF-8
 /// @param source  the file that the command reads
-/// @throws CommandError (kInput) when the target is the source, a folder or a device
+/// @throws CommandError (kInput) when the target is the source or a folder
 void CheckOutputFile(const std::string& target, const std::filesystem::path& source);
 
 /// Writes a file whole: under a temporary name beside it, which takes its place when all is written.
-/// A failure leaves an earlier file as it was, and nothing else in its folder.
+/// A failure leaves an earlier file as it was, and nothing else in its folder. What is no ordinary
+/// file, such as "nul", "/dev/stdout" or a pipe, is written to directly.
 /// @param target  as the user typed it, in UTF-8
 /// @throws CommandError (kReport) when it cannot be written
-void WriteOutputFile(const std::string& target, std::string_view bytes);
+void WriteOutputFile(const std::string& target, const TextSource& text);
 
 }  // namespace orrery

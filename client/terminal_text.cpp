@@ -1,37 +1,17 @@
 #include "client/terminal_text.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
+
+#include "client/code_point_ranges.h"
+#include "client/utf8.h"
 
 namespace orrery {
 namespace {
 
-struct Range {
-    char32_t first, last;
-};
-
-template <std::size_t Size>
-constexpr bool IsAscending(const std::array<Range, Size>& ranges)
-{
-    for (std::size_t at = 1; at < Size; ++at)
-        if (ranges[at - 1].last >= ranges[at].first)
-            return false;
-    return true;
-}
-
-template <std::size_t Size>
-bool Holds(const std::array<Range, Size>& ranges, char32_t code)
-{
-    const auto range =
-        std::lower_bound(ranges.begin(), ranges.end(), code,
-                         [](const Range& each, char32_t value) { return each.last < value; });
-    return range != ranges.end() && range->first <= code;
-}
-
 // Source of the ranges: the Unicode character database, general categories Mn and Me, the scripts
 // that names of devices and networks are likely to use.
-constexpr auto kCombining = std::to_array<Range>({
+constexpr auto kCombining = std::to_array<CodePointRange>({
     {0x0300, 0x036F},   {0x0483, 0x0489},   {0x0591, 0x05BD}, {0x05BF, 0x05BF}, {0x05C1, 0x05C2},
     {0x05C4, 0x05C5},   {0x05C7, 0x05C7},   {0x0610, 0x061A}, {0x064B, 0x065F}, {0x0670, 0x0670},
     {0x06D6, 0x06DC},   {0x06DF, 0x06E4},   {0x06E7, 0x06E8}, {0x06EA, 0x06ED}, {0x0900, 0x0902},
@@ -43,7 +23,7 @@ constexpr auto kCombining = std::to_array<Range>({
 static_assert(IsAscending(kCombining));
 
 // Source: EastAsianWidth.txt of the Unicode character database, values W and F, joined generously.
-constexpr auto kWide = std::to_array<Range>({
+constexpr auto kWide = std::to_array<CodePointRange>({
     {0x1100, 0x115F},   {0x231A, 0x231B},   {0x2614, 0x2615},   {0x2E80, 0x303E},
     {0x3041, 0x4DBF},   {0x4E00, 0xA4CF},   {0xA960, 0xA97C},   {0xAC00, 0xD7A3},
     {0xF900, 0xFAFF},   {0xFE10, 0xFE19},   {0xFE30, 0xFE6B},   {0xFF01, 0xFF60},
@@ -53,51 +33,6 @@ constexpr auto kWide = std::to_array<Range>({
     {0x20000, 0x3FFFD},
 });
 static_assert(IsAscending(kWide));
-
-// C0 and C1 controls, marks and overrides of the direction, separators, and what shows nothing.
-constexpr auto kEscaped = std::to_array<Range>({
-    {0x0000, 0x001F},
-    {0x007F, 0x009F},
-    {0x00AD, 0x00AD},
-    {0x061C, 0x061C},
-    {0x180E, 0x180E},
-    {0x200B, 0x200C},
-    {0x200E, 0x200F},
-    {0x2028, 0x202E},
-    {0x2060, 0x206F},
-    {0xFEFF, 0xFEFF},
-    {0xFFF9, 0xFFFB},
-    {0xE0000, 0xE007F},
-});
-static_assert(IsAscending(kEscaped));
-
-struct CodePoint {
-    char32_t code = 0;
-    std::size_t bytes = 1;
-    bool isValid = false;
-};
-
-/// The code point at the start of a text that is not empty.
-CodePoint Decode(std::string_view text)
-{
-    const auto byte = [text](std::size_t at) {
-        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0u;
-    };
-    const unsigned lead = byte(0);
-    if (lead < 0x80)
-        return {lead, 1, true};
-    const std::size_t bytes = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    char32_t code = lead & (0x7Fu >> bytes);
-    for (std::size_t at = 1; at < bytes; ++at) {
-        if ((byte(at) & 0xC0u) != 0x80)
-            return {lead, 1, false};
-        code = code << 6 | (byte(at) & 0x3Fu);
-    }
-    constexpr std::array<char32_t, 5> kLeast{0, 0, 0x80, 0x800, 0x10000};
-    const bool isValid = lead >= 0xC0 && lead < 0xF8 && code >= kLeast[bytes] && code < 0x110000 &&
-                         (code < 0xD800 || code > 0xDFFF);
-    return isValid ? CodePoint{code, bytes, true} : CodePoint{lead, 1, false};
-}
 
 std::size_t ColumnsOf(char32_t code)
 {
@@ -133,8 +68,8 @@ std::string Escaped(std::string_view utf8, Charset charset)
     std::string text;
     text.reserve(utf8.size());
     while (!utf8.empty()) {
-        const CodePoint point = Decode(utf8);
-        if (!point.isValid || Holds(kEscaped, point.code) ||
+        const CodePoint point = DecodeUtf8(utf8);
+        if (!point.isValid || IsHidden(point.code) ||
             (point.code > 0x7F && charset == Charset::kAscii))
             text += Escape(point.code, !point.isValid);
         else
@@ -148,7 +83,7 @@ std::size_t Columns(std::string_view text)
 {
     std::size_t columns = 0;
     while (!text.empty()) {
-        const CodePoint point = Decode(text);
+        const CodePoint point = DecodeUtf8(text);
         columns += ColumnsOf(point.code);
         text.remove_prefix(point.bytes);
     }
@@ -163,7 +98,7 @@ std::string Shortened(std::string_view text, std::size_t columns, Charset charse
     std::size_t room = columns - Columns(ellipsis);
     std::size_t bytes = 0;
     while (true) {
-        const CodePoint point = Decode(text.substr(bytes));
+        const CodePoint point = DecodeUtf8(text.substr(bytes));
         const std::size_t needed = ColumnsOf(point.code);
         if (needed > room)
             break;

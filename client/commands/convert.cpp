@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "client/command_line.h"
 #include "client/commands/open_report.h"
@@ -8,21 +11,21 @@
 #include "client/page/page.h"
 #include "client/report/csv.h"
 #include "client/report/json.h"
-#include "client/report/reader.h"
 #include "client/report/report.h"
+#include "client/utf8.h"
 
 namespace orrery {
 namespace {
 
 struct Format {
-    const char* name;
-    std::string (*convert)(const report::Report&);
+    std::string_view name;
+    void (*write)(const report::Report&, const TextSink&);
 };
 
 constexpr auto kFormats = std::to_array<Format>({
-    {"json", &report::ToJson},
-    {"csv", &report::ToCsv},
-    {"html", &report::ToHtml},
+    {"json", &report::WriteJson},
+    {"csv", &report::WriteCsv},
+    {"html", &report::WriteHtml},
 });
 
 struct ConvertOptions {
@@ -32,19 +35,15 @@ struct ConvertOptions {
     bool redact = false;
 };
 
-std::string Convert(const report::Report& report, const std::string& name)
-{
-    for (const Format& format : kFormats)
-        if (format.name == name)
-            return format.convert(report);
-    throw CommandError(ExitCode::kInput, '"' + name + "\" is no form to convert to");
-}
-
 void ConvertReport(const ConvertOptions& options)
 {
     if (!options.output.empty())
-        CheckOutputFile(options.output, report::PathFromUtf8(options.report));
-    const std::string text = Convert(OpenReport(options.report, options.redact), options.format);
+        CheckOutputFile(options.output, PathFromUtf8(options.report));
+    const report::Report report = OpenReport(options.report, options.redact);
+    const auto format =
+        std::find_if(kFormats.begin(), kFormats.end(),
+                     [&options](const Format& each) { return each.name == options.format; });
+    const auto text = [&](const TextSink& sink) { format->write(report, sink); };
     if (options.output.empty())
         PrintOrFail(text);
     else
@@ -79,7 +78,8 @@ void AddConvertCommand(CLI::App& app, ExitCode* /*result*/)
     convert->footer(
         "All forms are UTF-8. A file appears under its name only when it is complete.\n\n"
         "Example:\n  orreryctl convert report.tsv --to html -o report.html\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
     convert->callback([options] { ConvertReport(*options); });
 }
 

@@ -7,6 +7,8 @@
 #include "client/console.h"
 #include "client/report/diff.h"
 #include "client/report/diff_text.h"
+#include "client/report/section_digests.h"
+#include "client/utf8.h"
 
 namespace orrery {
 namespace {
@@ -35,14 +37,14 @@ std::string FormatChanges(const std::vector<report::SectionChange>& changes,
 
 ExitCode DiffReports(const DiffOptions& options)
 {
-    const report::Report before = OpenReport(options.before);
-    const report::Report after = OpenReport(options.after);
+    const auto isKept = report::KeepDifferingSections(
+        PathFromUtf8(options.before), PathFromUtf8(options.after), options.withPassing);
+    const report::Report before = OpenReport(options.before, false, isKept);
+    const report::Report after = OpenReport(options.after, false, isKept);
     const auto changes = report::CompareReports(before, after, options.withPassing);
     // Scripts tell trouble from a difference by its code.
-    if (!Print(FormatChanges(changes, options)))
-        throw CommandError(ExitCode::kInput,
-                           "the differences cannot be written to standard output; check that its "
-                           "disk has space left and its reader still runs");
+    PrintOrFail([&](const TextSink& sink) { sink(FormatChanges(changes, options)); },
+                ExitCode::kInput);
     return changes.empty() ? ExitCode::kDone : ExitCode::kNo;
 }
 
@@ -64,7 +66,7 @@ void AddDiffCommand(CLI::App& app, ExitCode* result)
         "index: + was added, - was removed, ~ changed. A section that one report does not have at\n"
         "all is \"not collected\" there; this counts as a difference.\n\n"
         "Example:\n  orreryctl diff monday.tsv friday.tsv\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kUnexpected}));
     diff->callback([options, result] { *result = DiffReports(*options); });
 }
 

@@ -5,8 +5,8 @@
 #include "client/commands/open_report.h"
 #include "client/console.h"
 #include "client/report/find_value.h"
-#include "client/report/reader.h"
 #include "client/terminal_text.h"
+#include "client/utf8.h"
 
 namespace orrery {
 namespace {
@@ -18,16 +18,19 @@ struct Options {
 bool GetValue(const Options& options)
 {
     const auto name = report::ParseValueName(options.name);
-    const report::FoundValue found = report::FindValue(report::PathFromUtf8(options.path), name);
+    const report::FoundValue found = report::FindValue(PathFromUtf8(options.path), name);
     PrintWarnings(options.path, found.warnings);
-    if (!found.value)
+    if (!found.value) {
+        PrintError("the report \"" + options.path + "\" has no value " + options.name +
+                   ", in just these letters; \"orreryctl show\" shows what it has");
         return false;
+    }
     const Terminal terminal = OutputTerminal();
     const std::string text =
         terminal.isTerminal
             ? Escaped(*found.value, terminal.unicode ? Charset::kUnicode : Charset::kAscii)
             : *found.value;
-    PrintOrFail(text + '\n');
+    PrintOrFail([&text](const TextSink& sink) { sink(text + '\n'); });
     return true;
 }
 
@@ -49,7 +52,8 @@ void AddGetCommand(CLI::App& app, ExitCode* result)
         "Examples:\n  orreryctl get report.tsv BIOS.SerialNumber\n"
         "  orreryctl get report.tsv LogicalDisk.FreeSpace.1\n"
         "  orreryctl get report.tsv ET.Network\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kReport,
+                      ExitCode::kUnexpected}));
     get->callback([options, result] {
         if (!GetValue(*options))
             *result = ExitCode::kNo;

@@ -1,15 +1,16 @@
 #include "client/commands/open_report.h"
 
+#include <string_view>
+
 #include "client/console.h"
-#include "client/exit_codes.h"
-#include "client/report/reader.h"
 #include "client/report/redact.h"
+#include "client/utf8.h"
 
 namespace orrery {
 
-report::Report OpenReport(const std::string& path, bool redact)
+report::Report OpenReport(const std::string& path, bool redact, const report::FactFilter& isKept)
 {
-    report::Report report = report::ReadReport(report::PathFromUtf8(path));
+    report::Report report = report::ReadReport(PathFromUtf8(path), isKept);
     if (redact)
         report::Redact(&report);
     PrintWarnings(path, report.warnings);
@@ -26,11 +27,22 @@ void PrintWarnings(const std::string& path, const std::vector<report::Warning>& 
     }
 }
 
-void PrintOrFail(const std::string& text)
+void PrintOrFail(const TextSource& text, ExitCode failure)
 {
-    if (!Print(text))
-        throw CommandError(ExitCode::kReport,
-                           "standard output does not take the text; check the space on its disk");
+    constexpr std::size_t kPartBytes = 65536;
+    std::string waiting;
+    bool isTaken = true;
+    text([&](std::string_view part) {
+        waiting += part;
+        if (waiting.size() < kPartBytes)
+            return;
+        isTaken = isTaken && Print(waiting);
+        waiting.clear();
+    });
+    if (!isTaken || !Print(waiting))
+        throw CommandError(failure,
+                           "standard output does not take the text; check that its disk has space "
+                           "left and its reader still runs");
 }
 
 }  // namespace orrery

@@ -3,21 +3,25 @@
 #include <string>
 #include <vector>
 
+#include "client/exit_codes.h"
 #include "client/report/report.h"
+#include "client/text_sink.h"
 
 namespace orrery {
 
 /// Reads a report and prints what is odd about it to standard error.
 /// @param path    as the command line gives it
 /// @param redact  whether what identifies the machine is replaced, in the warnings as well
+/// @param isKept  see ReadReport
 /// @throws CommandError (kInput) for a file that cannot be read or is no report at all
-report::Report OpenReport(const std::string& path, bool redact = false);
+report::Report OpenReport(const std::string& path, bool redact = false,
+                          const report::FactFilter& isKept = {});
 
 /// Prints the warnings about a report to standard error, each with the report's path.
 void PrintWarnings(const std::string& path, const std::vector<report::Warning>& warnings);
 
 /// Writes text to standard output.
-/// @throws CommandError (kReport) when it does not take all of it
-void PrintOrFail(const std::string& text);
+/// @throws CommandError when it does not take all of it
+void PrintOrFail(const TextSource& text, ExitCode failure = ExitCode::kReport);
 
 }  // namespace orrery

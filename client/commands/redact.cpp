@@ -1,26 +1,20 @@
-#include "client/report/redact.h"
-
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "client/command_line.h"
 #include "client/commands/open_report.h"
 #include "client/output_file.h"
-#include "client/report/reader.h"
 #include "client/report/writer.h"
+#include "client/utf8.h"
 
 namespace orrery {
 namespace {
 
 void RedactFile(const std::string& input, const std::string& output)
 {
-    const std::filesystem::path from = report::PathFromUtf8(input);
-    CheckOutputFile(output, from);
-    report::Report report = report::ReadReport(from);
-    report::Redact(&report);
-    PrintWarnings(input, report.warnings);
-    WriteOutputFile(output, report::FormatReport(report));
+    CheckOutputFile(output, PathFromUtf8(input));
+    const report::Report report = OpenReport(input, true);
+    WriteOutputFile(output, [&report](const TextSink& sink) { WriteReport(report, sink); });
 }
 
 }  // namespace
@@ -42,7 +36,8 @@ void AddRedactCommand(CLI::App& app, ExitCode* /*result*/)
         "unless\n"
         "they hold one of those names. An earlier OUT.tsv is replaced when all is written.\n\n"
         "Example:\n  orreryctl redact report.tsv to-share.tsv\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
     redact->callback([input, output] { RedactFile(*input, *output); });
 }
 

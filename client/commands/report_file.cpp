@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cwchar>
 #include <span>
 #include <string_view>
 
@@ -15,6 +16,7 @@ namespace orrery {
 namespace {
 
 constexpr std::wstring_view kSuffix = L".tsv";
+constexpr std::wstring_view kPartialSuffix = L".partial.tsv";
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 /// Repeats what may fail for a moment only, while another run or a virus scanner holds the file.
@@ -56,6 +58,53 @@ std::wstring ExtendedPath(const std::wstring& absolute)
     return LR"(\\?\)" + absolute;
 }
 
+struct FindTraits {
+    using Resource = HANDLE;
+    static Resource None() noexcept { return INVALID_HANDLE_VALUE; }
+    static void Close(Resource search) noexcept { FindClose(search); }
+};
+
+std::wstring ComputerName()
+{
+    std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
+    auto size = static_cast<DWORD>(name.size());
+    return GetComputerNameW(name.data(), &size) ? std::wstring{name.data(), size} : std::wstring{};
+}
+
+bool IsRunning(DWORD process)
+{
+    const UniqueHandle handle{
+        OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process)};
+    // Without the right to ask, there is one.
+    if (!handle)
+        return GetLastError() != ERROR_INVALID_PARAMETER;
+    return WaitForSingleObject(handle.get(), 0) == WAIT_TIMEOUT;
+}
+
+/// Deletes what clients that were killed on this computer have left of the same report.
+void DeleteLeftovers(const ReportPath& path)
+{
+    WIN32_FIND_DATAW found{};
+    const std::wstring start = path.partial.substr(0, path.partial.size() - path.tail.size());
+    const Unique<FindTraits> search{
+        FindFirstFileW((start + L'*').append(kPartialSuffix).c_str(), &found)};
+    if (!search)
+        return;
+    const std::wstring_view name = std::wstring_view{start}.substr(path.folder.size());
+    do {
+        // What stands for the star is only digits where it is the number of a process.
+        std::wstring_view number = found.cFileName;
+        if (number.size() < name.size() + kPartialSuffix.size())
+            continue;
+        number.remove_prefix(name.size());
+        number.remove_suffix(kPartialSuffix.size());
+        wchar_t* end = nullptr;
+        const DWORD process = std::wcstoul(found.cFileName + name.size(), &end, 10);
+        if (!number.empty() && end == number.data() + number.size() && !IsRunning(process))
+            DeleteFileW((path.folder + found.cFileName).c_str());
+    } while (FindNextFileW(search.get(), &found));
+}
+
 }  // namespace
 
 ReportPath ResolveReport(const std::wstring& report)
@@ -71,15 +120,18 @@ ReportPath ResolveReport(const std::wstring& report)
         throw CommandError(ExitCode::kInput, "the report's name " + Quoted(report) +
                                                  " stands for a device; choose another name");
 
-    const std::wstring tail = L"." + std::to_wstring(GetCurrentProcessId()) + L".partial.tsv";
-    const bool isLong = path.shown.size() + tail.size() >= MAX_PATH;
+    // Computers may share the folder.
+    const std::wstring computer = L'.' + ComputerName() + L'-';
+    path.tail = std::to_wstring(GetCurrentProcessId()).append(kPartialSuffix);
+    const bool isLong = path.shown.size() + computer.size() + path.tail.size() >= MAX_PATH;
     path.file = isLong ? ExtendedPath(path.shown) : path.shown;
     path.folder = path.file.substr(0, path.file.rfind(L'\\') + 1);
     // A file name has 255 code units at most, and the tail has to fit in.
     constexpr std::size_t kLongestStem = 200;
     const std::wstring name = path.file.substr(path.folder.size());
-    path.partial =
-        path.folder + name.substr(0, name.size() - kSuffix.size()).substr(0, kLongestStem) + tail;
+    path.partial = path.folder +
+                   name.substr(0, name.size() - kSuffix.size()).substr(0, kLongestStem) + computer +
+                   path.tail;
     return path;
 }
 
@@ -114,6 +166,7 @@ void CheckTarget(const ReportPath& path)
 
 CPartialReport::CPartialReport(const ReportPath& path) : path_(path)
 {
+    DeleteLeftovers(path);
     const UniqueFile file{CreateFileW(path.partial.c_str(), GENERIC_WRITE, 0, nullptr,
                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
     if (const DWORD error = GetLastError(); !file)

@@ -11,7 +11,8 @@ struct ReportPath {
     std::wstring shown;    // as messages print it
     std::wstring folder;   // with its trailing backslash
     std::wstring file;     // where the report ends up
-    std::wstring partial;  // where the run writes it; of this process alone
+    std::wstring partial;  // where the run writes it; of this process of this computer alone
+    std::wstring tail;     // of its name: the number of the process and what follows
 };
 
 /// Works out the names of a report.
@@ -26,7 +27,7 @@ void CheckTarget(const ReportPath& path);
 /// The file that a run writes; it is deleted again unless it becomes the report.
 class CPartialReport {
 public:
-    /// Makes the file, still empty.
+    /// Makes the file, still empty, and deletes what killed processes have left of the same report.
     /// @throws CommandError with kReport when that is not possible
     explicit CPartialReport(const ReportPath& path);
     ~CPartialReport();

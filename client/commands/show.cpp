@@ -34,9 +34,11 @@ report::ShowStyle StyleOf(const Terminal& terminal)
 
 void ShowReport(const Options& options)
 {
-    const report::Report report = OpenReport(options.path, options.redact);
+    const report::Report report = OpenReport(
+        options.path, options.redact, report::KeepSelected(options.sections, options.redact));
     const auto selection = report::SelectSections(report, options.sections);
-    PrintOrFail(report::FormatReport(report, selection, StyleOf(OutputTerminal())));
+    const report::ShowStyle style = StyleOf(OutputTerminal());
+    PrintOrFail([&](const TextSink& sink) { report::WriteTables(report, selection, style, sink); });
 }
 
 }  // namespace
@@ -56,7 +58,8 @@ void AddShowCommand(CLI::App& app, ExitCode* /*result*/)
         "On a terminal, values that do not fit are shortened; a file or pipe gets them whole.\n\n"
         "Examples:\n  orreryctl show report.tsv\n"
         "  orreryctl show report.tsv LogicalDisk NetworkAdapter\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
     show->callback([options] { ShowReport(*options); });
 }
 

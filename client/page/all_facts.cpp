@@ -17,39 +17,49 @@ CMarkup FactRow(std::string_view index, std::string_view property, std::string_v
            "\n";
 }
 
-CMarkup SectionFacts(std::string_view name, std::size_t count, const CMarkup& rows)
+/// Begins a section, which its rows and its end have to follow.
+void WriteSectionStart(std::string_view name, std::size_t count, const TextSink& sink)
 {
-    const CMarkup title = Element(
-        "summary", "",
-        Element("b", "", Text(name)) + Element("span", "muted", Text(Count(count, "fact"))));
-    const CMarkup head = "<thead><tr><th>Index</th><th>Property</th><th>Value</th></tr></thead>";
-    return Element("details", "card",
-                   title + Element("table", "", head + Element("tbody", "", rows))) +
-           "\n";
+    sink("<details class=\"card\">");
+    sink(
+        Element("summary", "",
+                Element("b", "", Text(name)) + Element("span", "muted", Text(Count(count, "fact"))))
+            .html());
+    sink("<table><thead><tr><th>Index</th><th>Property</th><th>Value</th></tr></thead><tbody>");
+}
+
+constexpr std::string_view kSectionEnd = "</tbody></table></details>\n";
+
+std::size_t CountFacts(const report::Section& section)
+{
+    std::size_t count = 0;
+    for (const report::Instance& instance : section.instances)
+        count += instance.properties.size();
+    return count;
 }
 
 }  // namespace
 
-CMarkup AllFactsBlock(const report::Report& report)
+void WriteAllFacts(const report::Report& report, const TextSink& sink)
 {
-    CMarkup sections;
+    if (report.sections.empty() && report.elapsedTimes.empty())
+        return;
+    sink("<section><h2>All facts</h2>");
     for (const report::Section& section : report.sections) {
-        CMarkup rows;
-        std::size_t count = 0;
+        WriteSectionStart(section.name, CountFacts(section), sink);
         for (const report::Instance& instance : section.instances)
-            for (const auto& [property, value] : instance.properties) {
-                rows += FactRow(std::to_string(instance.index), property, value);
-                ++count;
-            }
-        sections += SectionFacts(section.name, count, rows);
+            for (const auto& [property, value] : instance.properties)
+                sink(FactRow(std::to_string(instance.index), property, value).html());
+        sink(kSectionEnd);
     }
-    CMarkup times;
-    for (std::size_t at = 0; at < report.elapsedTimes.size(); ++at)
-        times += FactRow(std::to_string(at), report::ElapsedCategory(report, at),
-                         report.elapsedTimes[at]);
-    if (!times.empty())
-        sections += SectionFacts("ET", report.elapsedTimes.size(), times);
-    return Block("All facts", sections);
+    if (const auto& times = report.elapsedTimes; !times.empty()) {
+        WriteSectionStart("ET", times.size(), sink);
+        for (std::size_t at = 0; at < times.size(); ++at)
+            sink(
+                FactRow(std::to_string(at), report::ElapsedCategory(report, at), times[at]).html());
+        sink(kSectionEnd);
+    }
+    sink("</section>\n");
 }
 
 }  // namespace orrery::page

@@ -8,6 +8,7 @@
 
 #include "client/page/markup.h"
 #include "client/report/report.h"
+#include "client/text_sink.h"
 
 namespace orrery::page {
 
@@ -18,7 +19,8 @@ CMarkup MemoryBlock(const report::Report& report);
 CMarkup NetworkBlock(const report::Report& report);
 CMarkup DetailsBlock(const report::Report& report);
 CMarkup ElapsedBlock(const report::Report& report);
-CMarkup AllFactsBlock(const report::Report& report);
+/// Writes the last part, fact by fact, since it has all of them.
+void WriteAllFacts(const report::Report& report, const TextSink& sink);
 
 // What the parts share.
 

@@ -52,18 +52,22 @@ CMarkup Header(const report::Report& report, std::string_view machine)
 
 namespace orrery::report {
 
-std::string ToHtml(const Report& report)
+void WriteHtml(const Report& report, const TextSink& sink)
 {
     using namespace page;
     const std::string* const name = MachineName(report);
     const std::string machine = name != nullptr ? *name : "Computer without a name";
-    const CMarkup body = Header(report, machine) + Warnings(report) + SummaryCards(report) +
-                         StorageBlock(report) + MemoryBlock(report) + NetworkBlock(report) +
-                         DetailsBlock(report) + ElapsedBlock(report) + AllFactsBlock(report);
-    return std::string{kHead} +
-           Element("title", "", Text(machine) + " \u00B7 inventory report").html() + "\n<style>\n" +
-           std::string{kStyle} + "</style>\n</head>\n<body>\n<main>\n" + body.html() +
-           "</main>\n</body>\n</html>\n";
+    sink(kHead);
+    sink(Element("title", "", Text(machine) + " \u00B7 inventory report").html());
+    sink("\n<style>\n");
+    sink(kStyle);
+    sink("</style>\n</head>\n<body>\n<main>\n");
+    sink(Header(report, machine).html());
+    for (const auto& part : {&Warnings, &SummaryCards, &StorageBlock, &MemoryBlock, &NetworkBlock,
+                             &DetailsBlock, &ElapsedBlock})
+        sink(part(report).html());
+    WriteAllFacts(report, sink);
+    sink("</main>\n</body>\n</html>\n");
 }
 
 }  // namespace orrery::report

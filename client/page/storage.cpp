@@ -105,7 +105,9 @@ CMarkup VolumeRow(const VolumeUse& use)
 {
     const report::Instance& volume = *use.volume;
     const double share = use.usedShare();
-    const std::string percent = std::to_string(std::lround(share * 100)) + " %";
+    // Only what has no room left is 100 % full.
+    const long most = use.freeMebibytes == 0 ? 100 : 99;
+    const std::string percent = std::to_string(std::min(std::lround(share * 100), most)) + " %";
     const CMarkup name = Element("b", "", Text(Value(volume, "DeviceID"))) +
                          Optional("label", Value(volume, "Description")) +
                          Optional("muted", Value(volume, "FileSystem")) +

@@ -29,19 +29,32 @@ CMarkup SystemCard(const report::Report& report)
                              std::string{FirstValue(report, "OperatingSystem", "Version")}})));
 }
 
+/// "16 cores" in all processors together; empty unless each of them says how many.
+std::string CountInAll(const std::vector<report::Instance>& processors, const char* property,
+                       const char* noun)
+{
+    constexpr std::int64_t kMost = 1'000'000;  // no processor has more; a report may say anything
+    std::int64_t sum = 0;
+    for (const report::Instance& processor : processors) {
+        const auto number = Number(processor, property);
+        if (!number || *number < 0 || *number > kMost)
+            return {};
+        sum += *number;
+    }
+    return Count(static_cast<std::size_t>(sum), noun);
+}
+
 CMarkup ProcessorCard(const report::Report& report)
 {
     const auto& processors = InstancesOf(report, "Processor");
     if (processors.empty())
         return {};
     const report::Instance& first = processors.front();
-    const auto cores = Value(first, "NumberOfCores");
-    const auto threads = Value(first, "NumberOfLogicalProcessors");
-    const std::string more = Joined(
-        {processors.size() > 1 ? Count(processors.size(), "processor") : "",
-         cores.empty() ? "" : std::string{cores} + (cores == "1" ? " core" : " cores"),
-         threads.empty() ? "" : std::string{threads} + (threads == "1" ? " thread" : " threads"),
-         Readable(first, "Processor", "CurrentClockSpeed")});
+    const std::string more =
+        Joined({processors.size() > 1 ? Count(processors.size(), "processor") : "",
+                CountInAll(processors, "NumberOfCores", "core"),
+                CountInAll(processors, "NumberOfLogicalProcessors", "thread"),
+                Readable(first, "Processor", "CurrentClockSpeed")});
     return Card("Processor", Value(first, "Name"), Note(more));
 }
 
@@ -90,14 +103,19 @@ CMarkup StorageCard(const report::Report& report)
 CMarkup NetworkCard(const report::Report& report)
 {
     const report::Instance* shown = nullptr;
+    bool isShownConnected = false;
     std::size_t connected = 0;
     const auto& adapters = InstancesOf(report, "NetworkAdapter");
     for (const report::Instance& adapter : adapters) {
         const auto address = Value(adapter, "IPAddress");
         const bool hasAddress = !address.empty() && address != "0.0.0.0";
-        if (shown == nullptr && hasAddress)
+        const bool isConnected = Value(adapter, "NetConnectionStatus") == "Connected";
+        // An address that an adapter had when it was last connected says less.
+        if (hasAddress && (shown == nullptr || (isConnected && !isShownConnected))) {
             shown = &adapter;
-        connected += Value(adapter, "NetConnectionStatus") == "Connected" ? 1 : 0;
+            isShownConnected = isConnected;
+        }
+        connected += isConnected ? 1 : 0;
     }
     if (adapters.empty())
         return {};

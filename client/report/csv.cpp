@@ -1,5 +1,8 @@
 #include "client/report/csv.h"
 
+#include <string>
+#include <string_view>
+
 #include "client/report/machine.h"
 
 namespace orrery::report {
@@ -19,40 +22,40 @@ void AppendText(std::string* csv, std::string_view text)
 
 class CCsvWriter {
 public:
-    explicit CCsvWriter(const std::string* machine)
+    CCsvWriter(const std::string* machine, const TextSink& sink) : sink_(sink)
     {
         if (machine != nullptr)
             AppendText(&machine_, *machine);
+        sink_("machine,section,index,property,value\r\n");
     }
     void Add(std::string_view section, std::string_view index, std::string_view property,
              std::string_view value)
     {
-        csv_ += machine_;
+        row_ = machine_;
         for (const auto field : {section, index, property, value}) {
-            csv_ += ',';
-            AppendText(&csv_, field);
+            row_ += ',';
+            AppendText(&row_, field);
         }
-        csv_ += "\r\n";
+        sink_(row_ += "\r\n");
     }
-    std::string Take() && { return std::move(csv_); }
 
 private:
-    std::string csv_ = "machine,section,index,property,value\r\n";
+    const TextSink& sink_;
     std::string machine_;
+    std::string row_;  // kept for its memory
 };
 
 }  // namespace
 
-std::string ToCsv(const Report& report)
+void WriteCsv(const Report& report, const TextSink& sink)
 {
-    CCsvWriter writer{MachineName(report)};
+    CCsvWriter writer{MachineName(report), sink};
     for (const Section& section : report.sections)
         for (const Instance& instance : section.instances)
             for (const auto& [name, value] : instance.properties)
                 writer.Add(section.name, std::to_string(instance.index), name, value);
     for (std::size_t at = 0; at < report.elapsedTimes.size(); ++at)
         writer.Add("ET", std::to_string(at), ElapsedCategory(report, at), report.elapsedTimes[at]);
-    return std::move(writer).Take();
 }
 
 }  // namespace orrery::report

@@ -119,8 +119,7 @@ std::string ContentOf(std::string_view section, const Instance& instance)
 {
     std::string content = "=";
     for (const Property& property : instance.properties)
-        if (!Has(kPassing, section, property.name) &&
-            !Has(kOfWholeSection, section, property.name)) {
+        if (!IsPassing(section, property.name) && !Has(kOfWholeSection, section, property.name)) {
             AppendPart(property.name, &content);
             AppendPart(property.value, &content);
         }
@@ -188,7 +187,7 @@ Section Prepare(const Section& section, bool withPassing, Instance* whole)
         for (const Property& property : instance.properties) {
             if (Has(kOfWholeSection, section.name, property.name))
                 whole->properties.push_back(property);
-            else if (withPassing || !Has(kPassing, section.name, property.name))
+            else if (withPassing || !IsPassing(section.name, property.name))
                 rest.properties.push_back(property);
         }
         if (!rest.properties.empty())
@@ -293,10 +292,7 @@ std::vector<std::string> SectionNames(const Report& before, const Report& after)
     for (const Report* const report : {&before, &after})
         for (const Section& section : report->sections)
             names.push_back(section.name);
-    // In the order of a report, which compares its keys with their separators.
-    std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
-        return left + '\\' < right + '\\';
-    });
+    std::sort(names.begin(), names.end(), &ComesFirst);
     names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
 }
@@ -315,6 +311,11 @@ std::optional<SectionChange> CompareSection(const std::string& name, const Secti
 }
 
 }  // namespace
+
+bool IsPassing(std::string_view section, std::string_view property)
+{
+    return Has(kPassing, section, property);
+}
 
 std::vector<InstancePair> MatchInstances(const Section& before, const Section& after)
 {

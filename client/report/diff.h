@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -46,6 +47,9 @@ using InstancePair = std::pair<const Instance*, const Instance*>;
 /// @return pairs in the order of `before`, then the instances of `after` that stand alone, with null
 ///         in place of what is missing
 std::vector<InstancePair> MatchInstances(const Section& before, const Section& after);
+
+/// Whether a property differs between any two reports of the same machine, such as free space.
+bool IsPassing(std::string_view section, std::string_view property);
 
 /// What is different in the machine, by section. Times, leases and free space differ between any two
 /// reports; they are left out unless `withPassing` is set.

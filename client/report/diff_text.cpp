@@ -5,14 +5,12 @@
 #include <map>
 #include <utility>
 
-#include <nlohmann/json.hpp>
+#include "client/report/ordered_json.h"
 
 namespace orrery::report {
 namespace {
 
 constexpr int kFormatVersion = 1;
-
-using Json = nlohmann::ordered_json;
 
 /// How the differences are laid out.
 struct Layout {
@@ -87,13 +85,6 @@ std::string FormatSection(const SectionChange& section, const Layout& layout)
         text += PropertyLines(instance, isPlain ? 2 : 6, layout);
     }
     return text;
-}
-
-/// Adds a member that the object does not have yet. The ordinary way looks for it first, which takes
-/// too long with very many properties.
-void AppendMember(Json* object, const std::string& name, Json value)
-{
-    object->get_ref<Json::object_t&>().emplace_back(name, std::move(value));
 }
 
 Json JsonOf(const InstanceChange& instance)
@@ -173,8 +164,7 @@ std::string FormatDiffJson(const std::vector<SectionChange>& changes, const Diff
             entry["instances"].push_back(JsonOf(instance));
         json["sections"].push_back(std::move(entry));
     }
-    // Paths may hold bytes that are no UTF-8.
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+    return Dump(json) + '\n';
 }
 
 }  // namespace orrery::report

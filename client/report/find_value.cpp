@@ -5,6 +5,7 @@
 
 #include "client/exit_codes.h"
 #include "client/report/reader.h"
+#include "client/utf8.h"
 
 namespace orrery::report {
 namespace {

@@ -1,24 +1,14 @@
 #include "client/report/json.h"
 
-#include <nlohmann/json.hpp>
-
 #include "client/report/machine.h"
 #include "client/report/number.h"
+#include "client/report/ordered_json.h"
 
 namespace orrery::report {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 // To be raised when a reader of the present form would misunderstand the new one.
 constexpr int kFormatVersion = 1;
-
-/// Adds a member that the object does not have yet. The ordinary way looks for it first, which takes
-/// too long in a report with very many properties.
-void AppendMember(Json* object, std::string_view name, Json value)
-{
-    object->get_ref<Json::object_t&>().emplace_back(std::string{name}, std::move(value));
-}
 
 Json ToJson(const Instance& instance)
 {
@@ -29,14 +19,6 @@ Json ToJson(const Instance& instance)
     AppendMember(&object, "index", instance.index);
     AppendMember(&object, "properties", std::move(properties));
     return object;
-}
-
-Json ToJson(const Section& section)
-{
-    Json instances = Json::array();
-    for (const Instance& instance : section.instances)
-        instances.push_back(ToJson(instance));
-    return instances;
 }
 
 /// A time as a number, or as it is when it is none.
@@ -57,26 +39,73 @@ Json ElapsedTimes(const Report& report)
     return times;
 }
 
-}  // namespace
-
-std::string ToJson(const Report& report)
+Json Warnings(const Report& report)
 {
-    const std::string* const machine = MachineName(report);
-    Json sections = Json::object();
-    for (const Section& section : report.sections)
-        AppendMember(&sections, section.name, ToJson(section));
     Json warnings = Json::array();
     for (const Warning& warning : report.warnings)
         warnings.push_back({{"line", warning.line}, {"text", warning.text}});
+    return warnings;
+}
 
-    const Json document = {{"format", "orrery-report"},
-                           {"formatVersion", kFormatVersion},
-                           {"machine", machine != nullptr ? Json(*machine) : Json()},
-                           {"sections", std::move(sections)},
-                           {"elapsedTimes", ElapsedTimes(report)},
-                           {"warnings", std::move(warnings)}};
-    constexpr int kIndent = 2;
-    return document.dump(kIndent, ' ', false, Json::error_handler_t::replace) + '\n';
+/// The value as text that begins on a line of its own, inside of as many objects and arrays.
+std::string Nested(int depth, const Json& value)
+{
+    const std::string lineStart = '\n' + std::string(static_cast<std::size_t>(2 * depth), ' ');
+    std::string text = lineStart;
+    for (const char character : Dump(value))  // line feeds in texts are escaped
+        if (character == '\n')
+            text += lineStart;
+        else
+            text += character;
+    return text;
+}
+
+/// Writes a member of the outermost object.
+void WriteMember(std::string_view name, const Json& value, const TextSink& sink)
+{
+    sink(Nested(1, name));
+    sink(": ");
+    sink(std::string_view{Nested(1, value)}.substr(3));
+}
+
+/// Instance by instance, since a report may have any number of them.
+void WriteSections(const Report& report, const TextSink& sink)
+{
+    std::string_view sectionEnd = "{";
+    for (const Section& section : report.sections) {
+        sink(sectionEnd);
+        sink(Nested(2, section.name));
+        sink(": [");
+        std::string_view instanceEnd;
+        for (const Instance& instance : section.instances) {
+            sink(instanceEnd);
+            sink(Nested(3, ToJson(instance)));
+            instanceEnd = ",";
+        }
+        sink("\n    ]");
+        sectionEnd = ",";
+    }
+    sink(report.sections.empty() ? "{}" : "\n  }");
+}
+
+}  // namespace
+
+void WriteJson(const Report& report, const TextSink& sink)
+{
+    const std::string* const machine = MachineName(report);
+    sink("{");
+    WriteMember("format", "orrery-report", sink);
+    sink(",");
+    WriteMember("formatVersion", kFormatVersion, sink);
+    sink(",");
+    WriteMember("machine", machine != nullptr ? Json(*machine) : Json(), sink);
+    sink(",\n  \"sections\": ");
+    WriteSections(report, sink);
+    sink(",");
+    WriteMember("elapsedTimes", ElapsedTimes(report), sink);
+    sink(",");
+    WriteMember("warnings", Warnings(report), sink);
+    sink("\n}\n");
 }
 
 }  // namespace orrery::report

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <string>
-
 #include "client/report/report.h"
+#include "client/text_sink.h"
 
 namespace orrery::report {
 
-/// The report as JSON in UTF-8, grouped by section and instance, in the form that
+/// Writes the report as JSON in UTF-8, grouped by section and instance, in the form that
 /// docs/report.schema.json describes.
-std::string ToJson(const Report& report);
+void WriteJson(const Report& report, const TextSink& sink);
 
 }  // namespace orrery::report

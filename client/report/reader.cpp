@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "client/exit_codes.h"
+#include "client/utf8.h"
 
 namespace orrery::report {
 namespace {
@@ -52,36 +53,6 @@ std::string TextOf(Oddity oddity)
     return row != kOddityTexts.end() ? row->text : "";
 }
 
-void AppendCodePoint(char32_t code, std::string* utf8)
-{
-    const auto byte = [utf8](char32_t bits) { utf8->push_back(static_cast<char>(bits)); };
-    if (code < 0x80) {
-        byte(code);
-    } else if (code < 0x800) {
-        byte(0xC0 | code >> 6);
-        byte(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-        byte(0xE0 | code >> 12);
-        byte(0x80 | (code >> 6 & 0x3F));
-        byte(0x80 | (code & 0x3F));
-    } else {
-        byte(0xF0 | code >> 18);
-        byte(0x80 | (code >> 12 & 0x3F));
-        byte(0x80 | (code >> 6 & 0x3F));
-        byte(0x80 | (code & 0x3F));
-    }
-}
-
-constexpr bool IsLead(char16_t unit)
-{
-    return unit >= 0xD800 && unit < 0xDC00;
-}
-
-constexpr bool IsTrail(char16_t unit)
-{
-    return unit >= 0xDC00 && unit < 0xE000;
-}
-
 /// What a file that is no report seems to be, from its first bytes.
 std::string DescribeForeign(std::span<const unsigned char> start)
 {
@@ -100,7 +71,10 @@ std::string DescribeForeign(std::span<const unsigned char> start)
         return "it is text in UTF-32";
     if (begins({0xFE, 0xFF}) || (zeros(0) > half / 2 && zeros(1) < half / 4))
         return "it is text in big-endian UTF-16";
-    if (begins({0xEF, 0xBB, 0xBF}) || zeros(0) + zeros(1) == 0)
+    const bool isText = std::none_of(start.begin(), start.end(), [](unsigned char byte) {
+        return byte < 0x20 && byte != '\t' && byte != '\r' && byte != '\n';
+    });
+    if (begins({0xEF, 0xBB, 0xBF}) || isText)
         return "it is not UTF-16, but perhaps text in UTF-8 or another encoding";
     return "none of its lines begins with a section, an index and a property between tabs";
 }
@@ -122,35 +96,10 @@ std::string DescribeForeign(std::span<const unsigned char> start)
 
 }  // namespace
 
-std::filesystem::path PathFromUtf8(std::string_view path)
-{
-    return fs::path{std::u8string{path.begin(), path.end()}};
-}
-
 std::string Quoted(const std::filesystem::path& path)
 {
     const std::u8string text = path.u8string();
     return '"' + std::string{text.begin(), text.end()} + '"';
-}
-
-bool AppendUtf8(std::u16string_view text, std::string* utf8)
-{
-    bool replaced = false;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        char32_t code = text[at];
-        if (code < 0x80) {
-            utf8->push_back(static_cast<char>(code));
-            continue;
-        }
-        if (IsLead(text[at]) && at + 1 < text.size() && IsTrail(text[at + 1])) {
-            code = 0x10000 + ((code - 0xD800) << 10) + (text[++at] - 0xDC00u);
-        } else if (IsLead(text[at]) || IsTrail(text[at])) {
-            code = 0xFFFD;
-            replaced = true;
-        }
-        AppendCodePoint(code, utf8);
-    }
-    return replaced;
 }
 
 void CWarnings::Add(Oddity oddity, std::uint64_t line)
@@ -212,6 +161,7 @@ struct CReportBuilder::State {
     Property& FindOrAddProperty(SectionState& section, std::int32_t index, const std::string& name,
                                 bool* isNew);
 
+    FactFilter isKept;
     Report report;
     CWarnings warnings;
     std::unordered_map<std::string, SectionState> sections;
@@ -261,29 +211,37 @@ Property& CReportBuilder::State::FindOrAddProperty(SectionState& section, std::i
     return properties[at];
 }
 
-CReportBuilder::CReportBuilder() : state_(std::make_unique<State>()) {}
+CReportBuilder::CReportBuilder(FactFilter isKept) : state_(std::make_unique<State>())
+{
+    state_->isKept = std::move(isKept);
+}
 
 CReportBuilder::~CReportBuilder() = default;
 
 void CReportBuilder::OnFact(const FactView& fact)
 {
+    std::string &section = state_->sectionName, &property = state_->propertyName;
+    section.assign(fact.section.begin(), fact.section.end());
+    property.clear();
+    const bool nameReplaced = AppendUtf8(fact.property, &property);
+    const bool isElapsed = IsElapsedTime(fact);
+    if (!isElapsed && state_->isKept && !state_->isKept(section, property)) {
+        state_->FindOrAddSection(section);
+        return;
+    }
     std::string value;
     value.reserve(fact.value.size());
-    const bool valueReplaced = AppendUtf8(fact.value, &value);
-    state_->propertyName.clear();
-    const bool replaced = AppendUtf8(fact.property, &state_->propertyName) || valueReplaced;
-    state_->sectionName.assign(fact.section.begin(), fact.section.end());
-    if (replaced)
+    if (AppendUtf8(fact.value, &value) || nameReplaced)
         OnOddity(Oddity::kSurrogate, fact.line);
 
-    if (IsElapsedTime(fact)) {
+    if (isElapsed) {
         state_->report.elapsedTimes.push_back(std::move(value));
         return;
     }
     bool isNew = false;
-    Property& property = state_->FindOrAddProperty(state_->FindOrAddSection(state_->sectionName),
-                                                   fact.index, state_->propertyName, &isNew);
-    property.value = std::move(value);
+    Property& kept =
+        state_->FindOrAddProperty(state_->FindOrAddSection(section), fact.index, property, &isNew);
+    kept.value = std::move(value);
     if (!isNew)
         OnOddity(Oddity::kDuplicate, fact.line);
 }
@@ -302,9 +260,9 @@ Report CReportBuilder::Take()
     return std::move(state_->report);
 }
 
-Report ReadReport(const std::filesystem::path& path)
+Report ReadReport(const std::filesystem::path& path, const FactFilter& isKept)
 {
-    CReportBuilder builder;
+    CReportBuilder builder{isKept};
     ParseReport(path, builder);
     return builder.Take();
 }

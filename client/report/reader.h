@@ -14,15 +14,8 @@
 
 namespace orrery::report {
 
-/// A path as the command line gives it.
-std::filesystem::path PathFromUtf8(std::string_view path);
-
 /// A path as messages show it: UTF-8, in double quotes.
 std::string Quoted(const std::filesystem::path& path);
-
-/// Appends the text as UTF-8.
-/// @return whether halves of surrogate pairs had to be replaced by U+FFFD
-bool AppendUtf8(std::u16string_view text, std::string* utf8);
 
 /// Collects warnings: of each kind the first few in full, the others as a number.
 class CWarnings {
@@ -43,7 +36,7 @@ void ParseReport(const std::filesystem::path& path, FactSink& sink);
 /// Builds a report from its facts.
 class CReportBuilder : public FactSink {
 public:
-    CReportBuilder();
+    explicit CReportBuilder(FactFilter isKept = {});
     ~CReportBuilder() override;
     void OnFact(const FactView& fact) override;
     void OnOddity(Oddity oddity, std::uint64_t line) override;

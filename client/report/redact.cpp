@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -153,10 +155,10 @@ public:
         const std::string folded = FoldCase(text);
         std::string result;
         for (std::size_t at = 0; at < text.size();) {
-            const Term* const term = LongestAt(folded, at);
-            result +=
-                term ? std::string_view{term->placeholder} : std::string_view{text}.substr(at, 1);
-            at += term ? term->text.size() : 1;
+            const auto found = LongestAt(folded, at);
+            result += found ? std::string_view{*found->placeholder}
+                            : std::string_view{text}.substr(at, 1);
+            at += found ? found->size : 1;
         }
         return result;
     }
@@ -166,9 +168,13 @@ private:
         std::string placeholder;
         bool isTerm = false;
     };
-    struct Term {
-        std::string text;
-        std::string placeholder;
+    /// What to look for in other texts that begins with one word, by its size, largest first. A text
+    /// is looked up once for each size, however many there are.
+    using Terms =
+        std::map<std::size_t, std::unordered_map<std::string, std::string>, std::greater<>>;
+    struct Found {
+        std::size_t size;
+        const std::string* placeholder;
     };
 
     std::string For(const char* kind, const std::string& folded, bool findElsewhere)
@@ -177,32 +183,29 @@ private:
         if (known.placeholder.empty())
             known.placeholder = kind + ('-' + std::to_string(++counts_[kind]));
         if (findElsewhere && !known.isTerm)
-            terms_[WordAt(folded, 0)].push_back({folded, known.placeholder});
+            terms_[WordAt(folded, 0)][folded.size()].emplace(folded, known.placeholder);
         known.isTerm = known.isTerm || findElsewhere;
         return known.placeholder;
     }
 
-    const Term* LongestAt(std::string_view folded, std::size_t at) const
+    std::optional<Found> LongestAt(const std::string& folded, std::size_t at) const
     {
         if (terms_.empty() || IsWithinWord(folded, at))
-            return nullptr;
-        const auto terms = terms_.find(WordAt(folded, at));
-        const Term* longest = nullptr;
-        if (terms != terms_.end())
-            for (const Term& term : terms->second)
-                if (folded.substr(at).starts_with(term.text) &&
-                    !IsWithinWord(folded, at + term.text.size()) &&
-                    (!longest || term.text.size() > longest->text.size()))
-                    longest = &term;
-        return longest;
+            return std::nullopt;
+        if (const auto terms = terms_.find(WordAt(folded, at)); terms != terms_.end())
+            for (const auto& [size, placeholders] : terms->second)
+                if (at + size <= folded.size() && !IsWithinWord(folded, at + size))
+                    if (const auto found = placeholders.find(folded.substr(at, size));
+                        found != placeholders.end())
+                        return Found{size, &found->second};
+        return std::nullopt;
     }
 
     // One table for all kinds, so that an asset tag that is also the computer's name stays equal to it.
     std::unordered_map<std::string, Known> known_;  // by folded value
     std::map<std::string, std::size_t> counts_;     // by kind
     std::unordered_map<std::string, std::size_t> networks_;
-    // By their first word, so that a text is walked once however many there are.
-    std::unordered_map<std::string, std::vector<Term>> terms_;
+    std::unordered_map<std::string, Terms> terms_;  // by their first word
 };
 
 std::string RedactAddress(std::string_view address, CPlaceholders* placeholders)
@@ -278,6 +281,11 @@ std::string RedactValue(Secret secret, const std::string& value, CPlaceholders* 
 }
 
 }  // namespace
+
+bool IsSecret(std::string_view section, std::string_view property)
+{
+    return SecretOf(section, property) != Secret::kNone;
+}
 
 void Redact(Report* report)
 {

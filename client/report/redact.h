@@ -1,8 +1,13 @@
 #pragma once
 
+#include <string_view>
+
 #include "client/report/report.h"
 
 namespace orrery::report {
+
+/// Whether a property identifies the machine, its network or its people.
+bool IsSecret(std::string_view section, std::string_view property);
 
 /// Replaces what identifies the machine, its network or its people by stable placeholders.
 ///

@@ -25,4 +25,15 @@ const Section* Report::Find(std::string_view name) const noexcept
     return found != sections.end() ? &*found : nullptr;
 }
 
+bool ComesFirst(std::string_view name, std::string_view other) noexcept
+{
+    const std::size_t common = std::min(name.size(), other.size());
+    if (const int order = name.substr(0, common).compare(other.substr(0, common)); order != 0)
+        return order < 0;
+    if (name.size() == other.size())
+        return false;
+    const char next = name.size() > common ? name[common] : other[common];
+    return (name.size() > common) == (static_cast<unsigned char>(next) < '\\');
+}
+
 }  // namespace orrery::report

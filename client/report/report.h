@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,11 +48,20 @@ struct Report {
     const Section* Find(std::string_view name) const noexcept;
 };
 
+/// Whether a section or property comes before another one in a report. The library orders its keys as
+/// text, each part with the mark that ends it: "PhysicalMemoryLocation\" is before "PhysicalMemory\".
+bool ComesFirst(std::string_view name, std::string_view other) noexcept;
+
 /// The categories behind the elapsed times of a complete run, in the order of the "ET" lines.
 extern const std::vector<std::string_view> kElapsedCategories;
 
-/// Reads a report file whole.
+/// Tells which facts of a report to keep, by section and property.
+using FactFilter = std::function<bool(std::string_view section, std::string_view property)>;
+
+/// Reads a report file.
+/// @param isKept says which facts to keep; all when empty. A section without any still has its name
+///               in the report. Of facts that are left out there are no warnings about their texts.
 /// @throws CommandError (kInput) for a file that cannot be read or is no report at all
-Report ReadReport(const std::filesystem::path& path);
+Report ReadReport(const std::filesystem::path& path, const FactFilter& isKept = {});
 
 }  // namespace orrery::report

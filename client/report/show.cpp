@@ -2,14 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
 
 #include "client/exit_codes.h"
+#include "client/report/elapsed_times.h"
+#include "client/report/fold_case.h"
+#include "client/report/redact.h"
 #include "client/report/units.h"
+#include "client/suggestion.h"
 
 namespace orrery::report {
 namespace {
@@ -32,13 +34,10 @@ struct Cell {
 
 using Row = std::vector<Cell>;
 
-bool EqualsIgnoringCase(std::string_view a, std::string_view b)
+/// Whether a section is the one that a user means, in any letter case.
+bool IsMeant(std::string_view section, std::string_view name)
 {
-    const auto lower = [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [lower](char x, char y) { return lower(x) == lower(y); });
+    return FoldCase(section) == FoldCase(name);
 }
 
 std::size_t NameRank(std::string_view property)
@@ -291,34 +290,10 @@ std::string FormatSection(const Section& section, const ShowStyle& style)
            (table.empty() ? FormatBlocks(section, style) : table);
 }
 
-struct ElapsedTime {
-    std::string name;
-    std::string shown;
-    std::optional<std::uint64_t> milliseconds;
-};
-
-std::vector<ElapsedTime> SlowestFirst(const Report& report, const ShowStyle& style)
+Cell TimeCell(const ElapsedTime& time, const ShowStyle& style)
 {
-    const bool areNamed = report.elapsedTimes.size() == kElapsedCategories.size();
-    std::vector<ElapsedTime> times;
-    for (const std::string& value : report.elapsedTimes) {
-        const std::size_t at = times.size();
-        ElapsedTime time{areNamed ? std::string{kElapsedCategories[at]}
-                                  : std::string{"line "}.append(std::to_string(at + 1)),
-                         value.empty() ? "-" : Escaped(value, style.values), std::nullopt};
-        std::uint64_t number = 0;
-        const char* const end = value.data() + value.size();
-        const auto [stop, error] = std::from_chars(value.data(), end, number);
-        if (error == std::errc{} && stop == end && !value.empty()) {
-            time.milliseconds = number;
-            time.shown += " ms";
-        }
-        times.push_back(std::move(time));
-    }
-    std::stable_sort(times.begin(), times.end(), [](const ElapsedTime& a, const ElapsedTime& b) {
-        return a.milliseconds > b.milliseconds;
-    });
-    return times;
+    const std::string value = time.value.empty() ? "-" : Escaped(time.value, style.values);
+    return MakeCell(time.milliseconds ? value + " ms" : value, true);
 }
 
 /// @param share of the whole length, 0 to 1; whatever is more than nothing shows
@@ -347,11 +322,11 @@ std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
     if (count != kElapsedCategories.size())
         text += "  " + std::to_string(count) + " of " + std::to_string(kElapsedCategories.size()) +
                 " categories, numbered as in the report\n";
-    const auto times = SlowestFirst(report, style);
+    const auto times = SlowestFirst(report);
     std::size_t nameWidth = 0, timeWidth = 0;
     for (const ElapsedTime& time : times) {
         nameWidth = std::max(nameWidth, Columns(time.name));
-        timeWidth = std::max(timeWidth, Columns(time.shown));
+        timeWidth = std::max(timeWidth, TimeCell(time, style).width);
     }
     timeWidth = std::min(timeWidth, style.shorten ? style.columns / 2 : timeWidth);
     constexpr std::size_t kLongestBar = 60;
@@ -360,19 +335,45 @@ std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
         std::min(kLongestBar, style.columns > taken ? style.columns - taken : 0);
     const auto slowest = times.empty() ? 0 : times.front().milliseconds.value_or(0);
     for (const ElapsedTime& time : times) {
-        const double share = slowest == 0 ? 0.0
+        const double share = slowest <= 0 ? 0.0
                                           : static_cast<double>(time.milliseconds.value_or(0)) /
                                                 static_cast<double>(slowest);
         const std::string bar = Emphasized(Bar(share, length, style), Emphasis::kBar, style);
         text += std::string(kGap, ' ') + Padded(MakeCell(time.name), nameWidth, false, style) +
-                std::string(kGap, ' ') +
-                Padded(MakeCell(time.shown, true), timeWidth, false, style) +
+                std::string(kGap, ' ') + Padded(TimeCell(time, style), timeWidth, false, style) +
                 std::string(bar.empty() ? 0 : kGap, ' ') + bar + '\n';
     }
     return text;
 }
 
+[[noreturn]] void FailSelection(const std::string& name, const std::vector<std::string>& known)
+{
+    std::string list;
+    for (const std::string& section : known)
+        list += (list.empty() ? "" : ", ") + section;
+    throw CommandError(ExitCode::kInput, "the report has no section \"" + name + '"' +
+                                             Suggestion(name, known) +
+                                             "\nIt has: " + (known.empty() ? "nothing" : list));
+}
+
 }  // namespace
+
+FactFilter KeepSelected(const std::vector<std::string>& names, bool withSecrets)
+{
+    if (names.empty())
+        return {};
+    // Most facts are of the same section as the one before.
+    return [names, withSecrets, last = std::string{}, isSelected = false](
+               std::string_view section, std::string_view property) mutable {
+        if (section != last) {
+            last = section;
+            isSelected = std::any_of(names.begin(), names.end(), [section](const auto& name) {
+                return IsMeant(section, name);
+            });
+        }
+        return isSelected || (withSecrets && IsSecret(section, property));
+    };
+}
 
 Selection SelectSections(const Report& report, const std::vector<std::string>& names)
 {
@@ -383,10 +384,9 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
             selection.sections.push_back(&section);
     for (const std::string& name : names) {
         const auto matches = [&name](const Section& section) {
-            return EqualsIgnoringCase(section.name, name);
+            return IsMeant(section.name, name);
         };
-        const bool isElapsed =
-            EqualsIgnoringCase(name, kElapsedName) && !report.elapsedTimes.empty();
+        const bool isElapsed = IsMeant(kElapsedName, name) && !report.elapsedTimes.empty();
         selection.elapsedTimes = selection.elapsedTimes || isElapsed;
         const Section* found = report.Find(name);
         if (const auto close =
@@ -394,14 +394,12 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
             found == nullptr && close != report.sections.end())
             found = &*close;
         if (found == nullptr && !isElapsed) {
-            std::string known;
+            std::vector<std::string> known;
             for (const Section& section : report.sections)
-                known += section.name + ", ";
-            known += report.elapsedTimes.empty() ? "" : "ET, ";
-            known.resize(known.size() - std::min<std::size_t>(known.size(), 2));
-            throw CommandError(ExitCode::kInput, "the report has no section \"" + name +
-                                                     "\"; it has " +
-                                                     (known.empty() ? "none" : known));
+                known.push_back(section.name);
+            if (!report.elapsedTimes.empty())
+                known.emplace_back(kElapsedName);
+            FailSelection(name, known);
         }
         auto& chosen = selection.sections;
         if (found != nullptr && std::find(chosen.begin(), chosen.end(), found) == chosen.end())
@@ -410,17 +408,19 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
     return selection;
 }
 
-std::string FormatReport(const Report& report, const Selection& selection, const ShowStyle& style)
+void WriteTables(const Report& report, const Selection& selection, const ShowStyle& style,
+                 const TextSink& sink)
 {
-    std::string text;
-    const auto add = [&text](const std::string& part) {
-        text.append(text.empty() ? 0 : 1, '\n').append(part);
+    std::string_view separator;
+    const auto write = [&](const std::string& part) {
+        sink(separator);
+        sink(part);
+        separator = "\n";
     };
     for (const Section* section : selection.sections)
-        add(FormatSection(*section, style));
+        write(FormatSection(*section, style));
     if (selection.elapsedTimes)
-        add(FormatElapsedTimes(report, style));
-    return text;
+        write(FormatElapsedTimes(report, style));
 }
 
 }  // namespace orrery::report

@@ -6,6 +6,7 @@
 
 #include "client/report/report.h"
 #include "client/terminal_text.h"
+#include "client/text_sink.h"
 
 namespace orrery::report {
 
@@ -23,14 +24,20 @@ struct Selection {
     bool elapsedTimes = false;
 };
 
+/// What keeps the facts that are needed to show some sections of a report.
+/// @param names as for SelectSections
+/// @param withSecrets whether to keep what Redact has to know of the other sections
+FactFilter KeepSelected(const std::vector<std::string>& names, bool withSecrets);
+
 /// Finds sections by name; "ET" stands for the elapsed times.
 /// @param names of any letter case; none: everything
 /// @throws CommandError (kInput) for a name that the report does not have, with those it has
 Selection SelectSections(const Report& report, const std::vector<std::string>& names);
 
-/// The selected parts as tables for people. A section with one instance has a row for each property,
+/// Writes the selected parts as tables for people. A section with one instance has a row for each property,
 /// others have a row for each instance, or one block after another where the rows would be too wide.
 /// Empty values are "-"; where an instance lacks a property, there is nothing.
-std::string FormatReport(const Report& report, const Selection& selection, const ShowStyle& style);
+void WriteTables(const Report& report, const Selection& selection, const ShowStyle& style,
+                 const TextSink& sink);
 
 }  // namespace orrery::report

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <cstdio>
-#include <optional>
 #include <span>
+
+#include "client/report/number.h"
 
 namespace orrery::report {
 namespace {
@@ -78,6 +78,8 @@ constexpr auto kWords = std::to_array<Word>({
     {"LogicalDisk", "BitLockerStatus", "1", "not protected"},
     {"LogicalDisk", "BitLockerStatus", "3", "locked"},
     {"LogicalDisk", "BitLockerStatus", "7", "protected"},
+    {"NetworkAdapter", "DHCPLeaseExpires", "1970-01-01T00:00:00Z", "no lease yet"},
+    {"NetworkAdapter", "DHCPLeaseObtained", "1970-01-01T00:00:00Z", "no lease yet"},
     {"OperatingSystem", "Is64x", "1", "yes"},
     {"SystemOverview", "SecureBoot", "0", "off"},
     {"SystemOverview", "SecureBoot", "1", "on"},
@@ -87,18 +89,6 @@ constexpr auto kWords = std::to_array<Word>({
     {"SystemOverview", "TpmEnabled", "0", "no"},
     {"SystemOverview", "TpmEnabled", "1", "yes"},
 });
-
-/// A number that is not negative and not so large that it stands for "not known".
-std::optional<double> ParseNumber(const std::string& text)
-{
-    constexpr std::uint64_t kLargest = 1'000'000'000'000'000'000;
-    std::uint64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc{} || stop != end || number > kLargest)
-        return std::nullopt;
-    return static_cast<double>(number);
-}
 
 }  // namespace
 
@@ -114,12 +104,15 @@ ReadableValue Readable(std::string_view section, std::string_view property,
     for (const Word& word : kWords)
         if (word.section == section && word.property == property && word.value == value)
             return {std::string{word.word}, false};
-    const auto number = ParseNumber(value);
+    constexpr std::int64_t kLargest = 1'000'000'000'000'000'000;  // more stands for "not known"
+    auto number = ParseNumber(value);
+    if (number && (*number < 0 || *number > kLargest))
+        number.reset();
     const auto unit = std::find_if(kUnits.begin(), kUnits.end(), [&](const Unit& each) {
         return each.section == section && each.property == property;
     });
     const bool hasUnit = number && unit != kUnits.end();
-    return {hasUnit ? unit->format(*number) : value, number.has_value()};
+    return {hasUnit ? unit->format(static_cast<double>(*number)) : value, number.has_value()};
 }
 
 }  // namespace orrery::report

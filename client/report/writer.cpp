@@ -1,84 +1,74 @@
 #include "client/report/writer.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <tuple>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/utf8.h"
 
 namespace orrery::report {
 namespace {
 
-/// One line, and the texts that its place is decided by.
 struct Line {
-    std::string section, property, index;  // each with the mark that ends it in the library's key
+    std::string_view property;
+    std::string index;
     const std::string* value;
 };
 
-/// Takes the next character off the front of UTF-8 text.
-char32_t TakeCharacter(std::string_view* text)
+bool ComesBefore(const Line& left, const Line& right)
 {
-    const auto lead = static_cast<unsigned char>(text->front());
-    const std::size_t size = lead < 0xC0 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    char32_t character = size == 1 ? lead : lead & (0x7Fu >> size);
-    for (std::size_t at = 1; at < size && at < text->size(); ++at)
-        character = character << 6 | (static_cast<unsigned char>((*text)[at]) & 0x3Fu);
-    text->remove_prefix(std::min(size, text->size()));
-    return character;
+    if (left.property != right.property)
+        return ComesFirst(left.property, right.property);
+    return left.index < right.index;
 }
 
-void AppendUnit(char32_t unit, std::string* bytes)
+void WriteLines(std::string_view section, std::vector<Line> lines, const TextSink& sink)
 {
-    *bytes += static_cast<char>(unit & 0xFF);
-    *bytes += static_cast<char>(unit >> 8 & 0xFF);
-}
-
-void AppendUtf16(std::string_view text, std::string* bytes)
-{
-    while (!text.empty()) {
-        const char32_t character = TakeCharacter(&text);
-        if (character >= 0x10000) {
-            AppendUnit(0xD800 + ((character - 0x10000) >> 10), bytes);
-            AppendUnit(0xDC00 + ((character - 0x10000) & 0x3FF), bytes);
-        } else {
-            AppendUnit(character, bytes);
+    // Elapsed times keep their order, which alone tells them apart.
+    std::stable_sort(lines.begin(), lines.end(), &ComesBefore);
+    std::string bytes;
+    for (const auto& [property, index, value] : lines) {
+        bytes.clear();
+        for (const std::string_view field : {section, std::string_view{index}, property}) {
+            AppendUtf16(field, &bytes);
+            AppendUtf16("\t", &bytes);
         }
+        AppendUtf16(*value, &bytes);
+        AppendUtf16("\n", &bytes);
+        sink(bytes);
     }
 }
 
-std::vector<Line> LinesOf(const Report& report)
+std::vector<Line> LinesOf(const Section& section)
 {
     std::vector<Line> lines;
-    for (const Section& section : report.sections)
-        for (const Instance& instance : section.instances)
-            for (const Property& property : instance.properties)
-                lines.push_back({section.name + '\\', property.name + '\\',
-                                 std::to_string(instance.index), &property.value});
-    for (const std::string& time : report.elapsedTimes)
-        lines.push_back({"ET\\", "\\", "0", &time});
-    // The library orders its keys as text, which the marks take part in: "PhysicalMemoryLocation\" comes
-    // before "PhysicalMemory\". Elapsed times keep their order, which alone tells them apart.
-    std::stable_sort(lines.begin(), lines.end(), [](const Line& left, const Line& right) {
-        return std::tie(left.section, left.property, left.index) <
-               std::tie(right.section, right.property, right.index);
-    });
+    for (const Instance& instance : section.instances)
+        for (const auto& [name, value] : instance.properties)
+            lines.push_back({name, std::to_string(instance.index), &value});
     return lines;
 }
 
 }  // namespace
 
-std::string FormatReport(const Report& report)
+void WriteReport(const Report& report, const TextSink& sink)
 {
-    std::string bytes;
-    for (const auto& [section, property, index, value] : LinesOf(report)) {
-        AppendUtf16(std::string_view{section}.substr(0, section.size() - 1), &bytes);
-        AppendUtf16("\t", &bytes);
-        AppendUtf16(index, &bytes);
-        AppendUtf16("\t", &bytes);
-        AppendUtf16(std::string_view{property}.substr(0, property.size() - 1), &bytes);
-        AppendUtf16("\t", &bytes);
-        AppendUtf16(*value, &bytes);
-        AppendUtf16("\n", &bytes);
+    static const Section kNone{"ET", {}};
+    std::vector<const Section*> sections;
+    for (const Section& section : report.sections)
+        sections.push_back(&section);
+    if (report.Find(kNone.name) == nullptr)
+        sections.push_back(&kNone);
+    std::sort(sections.begin(), sections.end(), [](const Section* left, const Section* right) {
+        return ComesFirst(left->name, right->name);
+    });
+    for (const Section* const section : sections) {
+        std::vector<Line> lines = LinesOf(*section);
+        if (section->name == kNone.name)
+            for (const std::string& time : report.elapsedTimes)
+                lines.push_back({"", "0", &time});
+        WriteLines(section->name, std::move(lines), sink);
     }
-    return bytes;
 }
 
 }  // namespace orrery::report

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -122,7 +123,11 @@ protected:
     /// Waits until the stand-in has written the report of the run that the program has started.
     void AwaitReport(DWORD program) const
     {
-        const fs::path partial = reports_ / (L"pc." + std::to_wstring(program) + L".partial.tsv");
+        wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = L"";
+        DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+        GetComputerNameW(computer, &size);
+        const fs::path partial = reports_ / (std::wstring{L"pc."} + computer + L'-' +
+                                             std::to_wstring(program) + L".partial.tsv");
         for (int tries = 0; tries < 500 && Content(partial).empty(); ++tries)
             Sleep(20);
         ASSERT_FALSE(Content(partial).empty()) << "the run does not begin";
@@ -135,6 +140,25 @@ protected:
             if (!UniqueHandle{OpenEventW(SYNCHRONIZE, FALSE, eventName_.c_str())})
                 return false;
         return true;
+    }
+
+    struct Case {
+        const wchar_t *behaviour, *arguments;
+        ExitCode code;
+        const char* expected;  // a part of what it prints or, when it fails, of its errors
+    };
+    /// Expects the outcome of a run, which prints nothing else.
+    void Expect(const Case& row)
+    {
+        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
+        const Outcome outcome = Run(row.arguments);
+        const bool isDone = row.code == ExitCode::kDone;
+        const std::string& text = isDone ? outcome.output : outcome.errors;
+        EXPECT_EQ(outcome.code, row.code) << ToUtf8(row.behaviour) << ": " << ToUtf8(row.arguments);
+        EXPECT_NE(text.find(row.expected), std::string::npos) << text;
+        EXPECT_TRUE(*row.expected != '\0' || text.empty()) << text;
+        EXPECT_EQ(isDone ? outcome.errors : outcome.output, "") << ToUtf8(row.arguments);
+        EXPECT_LT(text.size(), 3000U);
     }
 
     /// Expects that a failed run has left the earlier report pc.tsv as it was, and nothing else.
@@ -198,74 +222,42 @@ TEST_F(CollectCommand, WritesToPathsLongerThanTheUsualLimit)
 
 TEST_F(CollectCommand, RefusesAPathBeforeAnythingIsCollected)
 {
-    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"refuse");  // a run would end with kCancelled
     fs::create_directory(reports_ / L"folder.tsv");
     Fill(reports_ / L"open.tsv", kEarlier);
     const UniqueFile inUse{CreateFileW((reports_ / L"open.tsv").c_str(), GENERIC_READ,
                                        FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr)};
-    const struct {
-        const wchar_t* argument;
-        ExitCode code;
-        const char* expected;
-    } rows[] = {
-        {L"report.TSV", ExitCode::kInput, "\"report.TSV\" does not end in \".tsv\""},
-        {L"report.tsv.txt", ExitCode::kInput, "does not end in \".tsv\""},
-        {L"tsv", ExitCode::kInput, "does not end in \".tsv\""},
-        {L"none\\report.tsv", ExitCode::kInput, "create it or choose another one"},
-        {L"open.tsv\\report.tsv", ExitCode::kInput, "create it or choose another one"},
-        {L"que?.tsv", ExitCode::kReport, "choose a folder in which you may create files"},
-        {L"folder.tsv", ExitCode::kInput, "is a folder; give the name of a file"},
-        {L"open.tsv", ExitCode::kReport, "close the program that uses it"},
-    };
-    for (const auto& row : rows) {
-        const Outcome outcome = Run(std::wstring{L"collect "} + row.argument);
-        EXPECT_EQ(outcome.code, row.code) << ToUtf8(row.argument);
-        EXPECT_NE(outcome.errors.find(row.expected), std::string::npos) << outcome.errors;
-        EXPECT_EQ(outcome.output, "");
-    }
+    constexpr auto kInput = ExitCode::kInput, kReport = ExitCode::kReport;
+    constexpr wchar_t kNone[] = L"refuse";  // a run would end with kCancelled
+    for (const Case& row : std::initializer_list<Case>{
+             {kNone, L"collect report.TSV", kInput, "\"report.TSV\" does not end in \".tsv\""},
+             {kNone, L"collect report.tsv.txt", kInput, "does not end in \".tsv\""},
+             {kNone, L"collect tsv", kInput, "does not end in \".tsv\""},
+             {kNone, L"collect none\\report.tsv", kInput, "create it or choose another one"},
+             {kNone, L"collect open.tsv\\report.tsv", kInput, "create it or choose another one"},
+             {kNone, L"collect que?.tsv", kReport, "choose a folder in which you may create files"},
+             {kNone, L"collect folder.tsv", kInput, "is a folder; give the name of a file"},
+             {kNone, L"collect open.tsv", kReport, "close the program that uses it"},
+             {kNone, L"", kInput,
+              "missing\n\"orreryctl\" takes: collect, show, get, convert, diff, "},
+             {kNone, L"colect x.tsv", kInput, "not known here; did you mean \"collect\"?\n"},
+             {kNone, L"collect front desk.tsv", kInput, "put a path with spaces in quotes"},
+             {kNone, L"collect", kInput, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
+             {kNone, L"collect pc.tsv --timeout -1", kInput, "not in range 0 to 604800"},
+             {kNone, L"collect pc.tsv --timeout soon", kInput, "not in range 0 to 604800"},
+             {kNone, L"--help", ExitCode::kDone, "\n  5  cancelled"},
+             {kNone, L"collect --help", ExitCode::kDone, "collect \"C:\\Reports\\front desk.tsv\""},
+             {kNone, L"--version", ExitCode::kDone, "orreryctl "},
+         })
+        Expect(row);
     EXPECT_EQ(Left(), (Names{L"folder.tsv", L"open.tsv"}));
-}
-
-TEST_F(CollectCommand, SaysWhichArgumentsItTakes)
-{
-    const struct {
-        const wchar_t* arguments;
-        ExitCode code;
-        const char* expected;
-    } rows[] = {
-        {L"", ExitCode::kInput,
-         "a command is missing\n\"orreryctl\" takes: collect, show, get, convert, diff, redact, "
-         "--version, --help"},
-        {L"colect pc.tsv", ExitCode::kInput, "\"colect\" is not known here\n\"orreryctl\" takes:"},
-        {L"collect pc.tsv --fast", ExitCode::kInput, "\"--fast\" is not known here"},
-        {L"collect front desk.tsv", ExitCode::kInput, "put a path with spaces in quotes"},
-        {L"collect", ExitCode::kInput, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
-        {L"collect pc.tsv --timeout -1", ExitCode::kInput, "not in range 0 to 604800"},
-        {L"collect pc.tsv --timeout soon", ExitCode::kInput, "not in range 0 to 604800"},
-        {L"--help", ExitCode::kDone, "\n  5  cancelled"},
-        {L"collect --help", ExitCode::kDone, "orreryctl collect \"C:\\Reports\\front desk.tsv\""},
-        {L"--version", ExitCode::kDone, "orreryctl "},
-    };
-    for (const auto& row : rows) {
-        const Outcome outcome = Run(row.arguments);
-        EXPECT_EQ(outcome.code, row.code) << ToUtf8(row.arguments);
-        const bool asked = row.code == ExitCode::kDone;
-        EXPECT_NE((asked ? outcome.output : outcome.errors).find(row.expected), std::string::npos)
-            << outcome.output << outcome.errors;
-        EXPECT_EQ(asked ? outcome.errors : outcome.output, "");
-    }
-    EXPECT_EQ(Left(), Names{});
 }
 
 TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheLibraryCannotBeUsed)
 {
     Fill(reports_ / L"pc.tsv", kEarlier);
     const auto expect = [this](const char* expected) {
-        const Outcome outcome = Run(L"collect pc.tsv");
-        EXPECT_EQ(outcome.code, ExitCode::kLibrary);
-        EXPECT_NE(outcome.errors.find(expected), std::string::npos) << outcome.errors;
-        EXPECT_EQ(Left(), (Names{L"pc.tsv"}));
-        EXPECT_EQ(Content(reports_ / L"pc.tsv"), kEarlier);
+        Expect({L"report", L"collect pc.tsv", ExitCode::kLibrary, expected});
+        ExpectNothingLeft();
     };
     Place(L"bare_library.dll", L"orrery.dll");
     expect("does not export GetInventory, GetInventoryEx, Cancel; replace it");
@@ -281,45 +273,32 @@ TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheLibraryCannotBeUsed)
 TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheRunGivesNone)
 {
     Fill(reports_ / L"pc.tsv", kEarlier);
-    const struct {
-        const wchar_t *behaviour, *options;
-        ExitCode code;
-        const char* expected;
-    } rows[] = {
-        {L"nothing", L"", ExitCode::kReport, "did not write the whole report"},
-        {L"cut", L"", ExitCode::kReport, "did not write the whole report"},
-        {L"refuse", L"", ExitCode::kCancelled, "cancelled; the report"},
-        {L"hang", L" --timeout 1", ExitCode::kTimeout,
-         "orreryctl: the run took more than 1 s and was ended; the "},
-        {L"crash", L"", ExitCode::kCrash, "program\\orrery.dll\"\norreryctl: the run crashed: "},
-        {L"crash", L"", ExitCode::kCrash, "early, with code 0xC0000005; the report"},
-        {L"exit", L"", ExitCode::kCrash, "early, with code 0x00000000; the report"},
-    };
-    for (const auto& row : rows) {
-        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
-        const Outcome outcome = Run(std::wstring{L"collect pc.tsv --quiet"} + row.options);
-        EXPECT_EQ(outcome.code, row.code) << ToUtf8(row.behaviour);
-        EXPECT_NE(outcome.errors.find(row.expected), std::string::npos) << outcome.errors;
-        EXPECT_LT(outcome.errors.size(), 1000U);
-        EXPECT_EQ(outcome.output, "");
+    constexpr wchar_t kQuiet[] = L"collect pc.tsv --quiet";
+    for (const Case& row : std::initializer_list<Case>{
+             {L"nothing", kQuiet, ExitCode::kReport, "did not write the whole report"},
+             {L"cut", kQuiet, ExitCode::kReport, "did not write the whole report"},
+             {L"refuse", kQuiet, ExitCode::kCancelled, "cancelled; the report"},
+             {L"hang", L"collect pc.tsv --quiet --timeout 1", ExitCode::kTimeout,
+              "orreryctl: the run took more than 1 s and was ended; the "},
+             {L"crash", kQuiet, ExitCode::kCrash,
+              "program\\orrery.dll\"\norreryctl: the run crashed: its process ended early, with "
+              "code "
+              "0xC0000005; the report"},
+             {L"exit", kQuiet, ExitCode::kCrash, "early, with code 0x00000000; the report"},
+         }) {
+        Expect(row);
         ExpectNothingLeft();
     }
 }
 
 TEST_F(CollectCommand, TakesTheReportOfARunThatEndsInTime)
 {
-    const struct {
-        const wchar_t *behaviour, *options;
-    } rows[] = {
-        {L"slow", L""},
-        {L"slow", L" --timeout 0"},
-        {L"unload", L" --timeout 30"},
-    };
-    for (const auto& row : rows) {
-        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
-        const Outcome outcome = Run(std::wstring{L"collect pc.tsv --quiet"} + row.options);
-        EXPECT_EQ(outcome.code, ExitCode::kDone) << ToUtf8(row.behaviour) << ToUtf8(row.options);
-        EXPECT_EQ(outcome.output + outcome.errors, "");
+    for (const Case& row : std::initializer_list<Case>{
+             {L"slow", L"collect pc.tsv --quiet", ExitCode::kDone, ""},
+             {L"slow", L"collect pc.tsv --quiet --timeout 0", ExitCode::kDone, ""},
+             {L"unload", L"collect pc.tsv --quiet --timeout 30", ExitCode::kDone, ""},
+         }) {
+        Expect(row);
         EXPECT_EQ(Left(), Names{L"pc.tsv"});
         fs::remove(reports_ / L"pc.tsv");
     }
@@ -341,8 +320,12 @@ TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
     EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 72U);
 }
 
-TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilled)
+TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilledAndNoFileAfterTheNextRun)
 {
+    // Another report's, another computer's and no process's.
+    const Names others{L"pc.OTHER-1.partial.tsv", L"pc.partial.tsv"};
+    for (const std::wstring& name : others)
+        Fill(reports_ / name, kEarlier);
     SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"hang");
     Run(L"collect pc.tsv", [this](DWORD program) {
         AwaitReport(program);
@@ -350,6 +333,10 @@ TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilled)
         EXPECT_TRUE(TerminateProcess(process.get(), 1));
     });
     EXPECT_FALSE(RunIsAlive());
+    EXPECT_EQ(Left().size(), 3U) << "there is nothing to clean up";
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"report");
+    EXPECT_EQ(Run(L"collect pc.tsv").code, ExitCode::kDone);
+    EXPECT_EQ(Left(), (Names{others[0], others[1], L"pc.tsv"}));
 }
 
 TEST_F(CollectCommand, HandsNoHandleOfItsCallerToTheRun)

@@ -22,74 +22,69 @@ TEST(CompareReports, MatchesInstancesByWhatIdentifiesThem)
         const char *what, *before, *after, *expected;
     } rows[] = {
         {"two empty reports", "", "", ""},
-        {"a disk that moved", "DiskDrive/0/Caption/A\nDiskDrive/1/Caption/B\nDiskDrive/1/Size/9\n",
-         "DiskDrive/0/Caption/B\nDiskDrive/0/Size/9\nDiskDrive/1/Caption/A\n", ""},
+        {"a disk that moved", "DiskDrive/0/Caption/A\nDiskDrive/1/Caption/B/Size/9\n",
+         "DiskDrive/0/Caption/B/Size/9\nDiskDrive/1/Caption/A\n", ""},
         {"a disk that went, the other one moved up",
-         "DiskDrive/0/Caption/A\nDiskDrive/0/Size/7\nDiskDrive/1/Caption/B\n",
-         "DiskDrive/0/Caption/B\n", "DiskDrive\n  - A\n      Caption  A\n      Size     7\n"},
+         "DiskDrive/0/Caption/A/Size/7\nDiskDrive/1/Caption/B\n", "DiskDrive/0/Caption/B\n",
+         "DiskDrive\n  - A\n      Caption  A\n      Size     7\n"},
         {"a disk that came first, another one for the last",
          "DiskDrive/0/Caption/A\nDiskDrive/1/Caption/B\n",
          "DiskDrive/0/Caption/C\nDiskDrive/1/Caption/A\n",
          "DiskDrive\n  - B\n      Caption  B\n  + C\n      Caption  C\n"},
         {"the same model in another size",
-         "DiskDrive/0/Caption/A\nDiskDrive/0/Size/1\nDiskDrive/1/Caption/A\nDiskDrive/1/Size/2\n",
-         "DiskDrive/0/Caption/A\nDiskDrive/0/Size/3\nDiskDrive/1/Caption/A\nDiskDrive/1/Size/1\n",
+         "DiskDrive/0/Caption/A/Size/1\nDiskDrive/1/Caption/A/Size/2\n",
+         "DiskDrive/0/Caption/A/Size/3\nDiskDrive/1/Caption/A/Size/1\n",
          "DiskDrive\n  ~ A\n      Size  2 -> 3\n"},
         {"duplicates that swapped places, and one of three that went",
-         "PhysicalMemoryLocation/0/DeviceLocator/D\nPhysicalMemoryLocation/0/Capacity/1\n"
-         "PhysicalMemoryLocation/1/DeviceLocator/D\nPhysicalMemoryLocation/1/Capacity/2\n"
-         "PhysicalMemoryLocation/2/DeviceLocator/D\nPhysicalMemoryLocation/2/Capacity/4\n",
-         "PhysicalMemoryLocation/0/DeviceLocator/D\nPhysicalMemoryLocation/0/Capacity/4\n"
-         "PhysicalMemoryLocation/1/DeviceLocator/D\nPhysicalMemoryLocation/1/Capacity/1\n",
+         "PhysicalMemoryLocation/0/DeviceLocator/D/Capacity/1\n"
+         "PhysicalMemoryLocation/1/DeviceLocator/D/Capacity/2\n"
+         "PhysicalMemoryLocation/2/DeviceLocator/D/Capacity/4\n",
+         "PhysicalMemoryLocation/0/DeviceLocator/D/Capacity/4\n"
+         "PhysicalMemoryLocation/1/DeviceLocator/D/Capacity/1\n",
          "PhysicalMemoryLocation\n  - D\n      DeviceLocator  D\n      Capacity       2\n"},
         {"duplicates that changed keep their order and show their index",
-         "SystemSlot/0/SlotDesignation/J\nSystemSlot/0/CurrentUsage/Available\n"
-         "SystemSlot/1/SlotDesignation/J\nSystemSlot/1/CurrentUsage/Unknown\n",
-         "SystemSlot/0/SlotDesignation/J\nSystemSlot/0/CurrentUsage/In use\n"
-         "SystemSlot/1/SlotDesignation/J\nSystemSlot/1/CurrentUsage/Other\n",
+         "SystemSlot/0/SlotDesignation/J/CurrentUsage/Available\n"
+         "SystemSlot/1/SlotDesignation/J/CurrentUsage/Unknown\n",
+         "SystemSlot/0/SlotDesignation/J/CurrentUsage/In use\n"
+         "SystemSlot/1/SlotDesignation/J/CurrentUsage/Other\n",
          "SystemSlot\n  ~ J, index 0\n      CurrentUsage  Available -> In use\n"
          "  ~ J, index 1\n      CurrentUsage  Unknown -> Other\n"},
         {"the number of slots belongs to no module",
-         "PhysicalMemoryLocation/0/DeviceLocator/D1\nPhysicalMemoryLocation/0/MemorySlots/4\n"
+         "PhysicalMemoryLocation/0/DeviceLocator/D1/MemorySlots/4\n"
          "PhysicalMemoryLocation/1/DeviceLocator/D2\n",
-         "PhysicalMemoryLocation/0/DeviceLocator/D2\nPhysicalMemoryLocation/0/MemorySlots/2\n"
+         "PhysicalMemoryLocation/0/DeviceLocator/D2/MemorySlots/2\n"
          "PhysicalMemoryLocation/1/DeviceLocator/D1\n",
          "PhysicalMemoryLocation\n  MemorySlots  4 -> 2\n"},
         {"an adapter in another letter case, under another name",
-         "NetworkAdapter/0/MACAddress/00-1A\nNetworkAdapter/0/Name/A\n",
-         "NetworkAdapter/3/MACAddress/00-1a\nNetworkAdapter/3/Name/A #2\n",
+         "NetworkAdapter/0/MACAddress/00-1A/Name/A\n",
+         "NetworkAdapter/3/MACAddress/00-1a/Name/A #2\n",
          "NetworkAdapter\n  ~ A #2 (00-1a)\n      MACAddress  00-1A -> 00-1a\n"
          "      Name        A -> A #2\n"},
         {"only letter case changed", "BIOS/0/Manufacturer/Wine\n", "BIOS/0/Manufacturer/WINE\n",
          "BIOS\n  Manufacturer  Wine -> WINE\n"},
-        {"an adapter with a random address",
-         "NetworkAdapter/0/MACAddress/02-01\n"
-         "NetworkAdapter/0/Name/W\n",
-         "NetworkAdapter/0/MACAddress/02-02\nNetworkAdapter/0/Name/W\n",
+        {"an adapter with a random address", "NetworkAdapter/0/MACAddress/02-01/Name/W\n",
+         "NetworkAdapter/0/MACAddress/02-02/Name/W\n",
          "NetworkAdapter\n  ~ W (02-02)\n      MACAddress  02-01 -> 02-02\n"},
         {"adapters without an address are told apart by name",
-         "NetworkAdapter/0/MACAddress/00-00\nNetworkAdapter/0/Name/A\n"
-         "NetworkAdapter/1/MACAddress/00-00\nNetworkAdapter/1/Name/B\n",
-         "NetworkAdapter/0/MACAddress/00-00\nNetworkAdapter/0/Name/C\n"
-         "NetworkAdapter/1/MACAddress/00-00\nNetworkAdapter/1/Name/A\n",
+         "NetworkAdapter/0/MACAddress/00-00/Name/A\nNetworkAdapter/1/MACAddress/00-00/Name/B\n",
+         "NetworkAdapter/0/MACAddress/00-00/Name/C\nNetworkAdapter/1/MACAddress/00-00/Name/A\n",
          "NetworkAdapter\n  - B (00-00)\n      MACAddress  00-00\n      Name        B\n"
          "  + C (00-00)\n      MACAddress  00-00\n      Name        C\n"},
         {"a volume under another letter, and two of no known serial number",
-         "LogicalDisk/0/DeviceID/D:\nLogicalDisk/0/VolumeSerialNumber/1A\n"
-         "LogicalDisk/1/DeviceID/E:\nLogicalDisk/1/VolumeSerialNumber/0\n",
-         "LogicalDisk/0/DeviceID/F:\nLogicalDisk/0/VolumeSerialNumber/1A\n"
-         "LogicalDisk/1/DeviceID/G:\nLogicalDisk/1/VolumeSerialNumber/0\n",
+         "LogicalDisk/0/DeviceID/D:/VolumeSerialNumber/1A\n"
+         "LogicalDisk/1/DeviceID/E:/VolumeSerialNumber/0\n",
+         "LogicalDisk/0/DeviceID/F:/VolumeSerialNumber/1A\n"
+         "LogicalDisk/1/DeviceID/G:/VolumeSerialNumber/0\n",
          "LogicalDisk\n  ~ F:\n      DeviceID  D: -> F:\n"
          "  - E:\n      DeviceID            E:\n      VolumeSerialNumber  0\n"
          "  + G:\n      DeviceID            G:\n      VolumeSerialNumber  0\n"},
-        {"something that became known", "VideoController/0/Name/\nVideoController/0/AdapterRAM/\n",
-         "VideoController/0/Name/V\nVideoController/0/AdapterRAM/\n",
+        {"something that became known", "VideoController/0/Name//AdapterRAM/\n",
+         "VideoController/0/Name/V/AdapterRAM/\n",
          "VideoController\n  ~ V\n      Name  (empty) -> V\n"},
         {"nothing to tell instances apart", "USBDevice/0/Name/\nUSBDevice/1/Name/\n",
          "USBDevice/0/Name/\n", "USBDevice\n  - index 1\n"},
         {"a property that came and one that went, empty is not absent",
-         "OperatingSystem/0/A/\nOperatingSystem/0/B/1\n",
-         "OperatingSystem/0/C/\nOperatingSystem/0/B/\n",
+         "OperatingSystem/0/A//B/1\n", "OperatingSystem/0/C//B/\n",
          "OperatingSystem\n  A  (empty) -> (not reported)\n  B  1 -> (empty)\n"
          "  C  (not reported) -> (empty)\n"},
         {"a section that this program does not know", "Future/0/Name/A\nFuture/1/Name/B\n",
@@ -110,13 +105,11 @@ TEST(CompareReports, MatchesInstancesByWhatIdentifiesThem)
 TEST(CompareReports, LeavesOutWhatPasses)
 {
     const std::string before =
-        "LogicalDisk/0/DeviceID/C:\nLogicalDisk/0/FreeSpace/1\n"
-        "NetworkAdapter/0/Name/N\nNetworkAdapter/0/DHCPLeaseExpires/1\n"
-        "NetworkAdapter/0/DHCPLeaseObtained/1\nET/0//5\nET/0//6\n";
+        "LogicalDisk/0/DeviceID/C:/FreeSpace/1\n"
+        "NetworkAdapter/0/Name/N/DHCPLeaseExpires/1/DHCPLeaseObtained/1\nET/0//5\nET/0//6\n";
     const std::string after =
-        "LogicalDisk/0/DeviceID/C:\nLogicalDisk/0/FreeSpace/2\n"
-        "NetworkAdapter/0/Name/N\nNetworkAdapter/0/DHCPLeaseExpires/2\n"
-        "NetworkAdapter/0/DHCPLeaseObtained/2\nET/0//5\nET/0//7\n";
+        "LogicalDisk/0/DeviceID/C:/FreeSpace/2\n"
+        "NetworkAdapter/0/Name/N/DHCPLeaseExpires/2/DHCPLeaseObtained/2\nET/0//5\nET/0//7\n";
     EXPECT_EQ(Diff(before, after), "");
     EXPECT_EQ(Diff(before, after, true),
               "LogicalDisk\n  ~ C:\n      FreeSpace  1 -> 2\n\n"
@@ -145,8 +138,7 @@ TEST(FormatDiff, FoldsLinesThatAreTooLong)
 TEST(FormatDiffJson, TellsWhatTheTextTells)
 {
     const auto changes = CompareReports(
-        MadeReport("BIOS/0/Version/1\nDiskDrive/0/Caption/A\nDiskDrive/1/Caption/B\n"
-                   "DiskDrive/1/Size/1\n"),
+        MadeReport("BIOS/0/Version/1\nDiskDrive/0/Caption/A\nDiskDrive/1/Caption/B/Size/1\n"),
         MadeReport("DiskDrive/0/Caption/B\nDiskDrive/1/Caption/\"C\"\nUSBDevice/0/Name/U\n"), true);
     const auto expected = nlohmann::json::parse(R"({
         "format": "orrery-diff", "formatVersion": 1, "old": "a.tsv", "new": "b.tsv",

@@ -1,4 +1,4 @@
-// Feeds bytes to all that takes a report apart or shows it. Run by scripts/fuzz.
+// Feeds bytes to all that takes a report apart, shows, compares or converts it. Run by scripts/fuzz.
 
 #include <algorithm>
 #include <cstddef>
@@ -7,8 +7,17 @@
 #include <span>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
+#include "client/page/blocks.h"
+#include "client/report/csv.h"
+#include "client/report/diff_text.h"
+#include "client/report/json.h"
 #include "client/report/reader.h"
+#include "client/report/redact.h"
 #include "client/report/show.h"
+#include "client/report/writer.h"
+#include "made_report.h"
 
 namespace orrery::report {
 namespace {
@@ -71,7 +80,9 @@ void CheckBlocks(std::span<const std::byte> bytes, std::size_t blockSize)
 void CheckShown(const Report& report, std::size_t columns, Charset charset)
 {
     const ShowStyle style{columns, true, false, charset, charset};
-    const std::string text = FormatReport(report, SelectSections(report, {}), style);
+    const std::string text = Written([&](const TextSink& sink) {
+        WriteTables(report, SelectSections(report, {}), style, sink);
+    });
     std::size_t start = 0;
     for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
         const std::string line = text.substr(start, end - start);
@@ -79,6 +90,25 @@ void CheckShown(const Report& report, std::size_t columns, Charset charset)
         Check(Columns(line) <= columns);
     }
     Check(start == text.size());
+}
+
+/// What other programs get can be read by them, whatever a report says.
+void CheckForms(const Report& report)
+{
+    Check(nlohmann::json::accept(Written(WriteJson, report)));
+    const std::string page = Written(page::WriteAllFacts, report);
+    Check(page.find_first_of(std::string{"\0\x1B\x7F", 3}) == std::string::npos);
+    Check(Written(WriteCsv, report).ends_with("\r\n"));
+    Check(Written(WriteReport, report).size() % 2 == 0);
+}
+
+/// A report is the same as itself, and its differences from any other one can be told.
+void CheckChanges(const Report& report)
+{
+    Check(CompareReports(report, report, true).empty());
+    Report redacted = report;
+    Redact(&redacted);
+    FormatDiff(CompareReports(report, redacted, true), {"a", "b"}, 80, Charset::kAscii);
 }
 
 }  // namespace
@@ -94,5 +124,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Report report = builder.Take();
     CheckShown(report, 60 + size % 100,
                size % 2 == 0 ? orrery::Charset::kUnicode : orrery::Charset::kAscii);
+    CheckForms(report);
+    CheckChanges(report);
     return 0;
 }

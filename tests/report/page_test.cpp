@@ -6,7 +6,7 @@
 #include "client/page/blocks.h"
 #include "client/page/markup.h"
 #include "client/page/page.h"
-#include "report/fact_list.h"
+#include "made_report.h"
 
 namespace orrery {
 namespace {
@@ -50,21 +50,11 @@ TEST(PageBar, StaysInItsBox)
 
 TEST(DriveUse, GivesEachVolumeToTheFirstDriveThatNamesIt)
 {
-    const auto report = MakeReport({
-        {"DiskDrive", 0, "LogicalDisks", "C:|D:|Q:|"},
-        {"DiskDrive", 0, "Size", "1000"},
-        {"DiskDrive", 1, "LogicalDisks", "D:|"},
-        {"DiskDrive", 1, "Size", "9"},
-        {"DiskDrive", 2, "Caption", "none"},
-        {"LogicalDisk", 0, "DeviceID", "C:"},
-        {"LogicalDisk", 0, "Size", "600"},
-        {"LogicalDisk", 0, "FreeSpace", "150"},
-        {"LogicalDisk", 1, "DeviceID", "D:"},
-        {"LogicalDisk", 1, "Size", "700"},
-        {"LogicalDisk", 1, "FreeSpace", "701"},
-        {"LogicalDisk", 2, "DeviceID", "E:"},
-        {"LogicalDisk", 2, "Size", "-5"},
-    });
+    const auto report = MadeReport(
+        "DiskDrive/0/LogicalDisks/C:|D:|Q:|/Size/1000\nDiskDrive/1/LogicalDisks/D:|/Size/9\n"
+        "DiskDrive/2/Caption/none\nLogicalDisk/0/DeviceID/C:/Size/600/FreeSpace/150\n"
+        "LogicalDisk/1/DeviceID/D:/Size/700/FreeSpace/701\n"
+        "LogicalDisk/2/DeviceID/E:/Size/-5\n");
     const auto drives = ReadDriveUse(report);
     ASSERT_EQ(drives.size(), 4U);
     ASSERT_EQ(drives[0].volumes.size(), 2U);
@@ -81,30 +71,22 @@ TEST(DriveUse, GivesEachVolumeToTheFirstDriveThatNamesIt)
 
 TEST(Page, ShowsWhatAPersonLooksFor)
 {
-    const auto report = MakeReport({
-        {"ComputerSystem", 0, "Name", "DESK"},
-        {"LogicalDisk", 0, "BitLockerStatus", "7"},
-        {"LogicalDisk", 0, "DeviceID", "C:"},
-        {"LogicalDisk", 0, "FreeSpace", "1024"},
-        {"LogicalDisk", 0, "Size", "51200"},
-        {"NetworkAdapter", 0, "DHCPEnabled", "true"},
-        {"NetworkAdapter", 0, "DHCPLeaseExpires", "2024-02-06T07:08:09Z"},
-        {"NetworkAdapter", 0, "DHCPServer", "192.0.2.1"},
-        {"NetworkAdapter", 0, "NetConnectionStatus", "Connected"},
-        {"NetworkAdapter", 0, "Speed", "1000000000"},
-        {"NetworkAdapter", 1, "DHCPEnabled", "true"},
-        {"NetworkAdapter", 1, "DHCPLeaseExpires", "1970-01-01T00:00:00Z"},
-        {"NetworkAdapter", 1, "Speed", "9223372036854775807"},
-        {"PhysicalMemoryLocation", 0, "Capacity", "16384"},
-        {"PhysicalMemoryLocation", 0, "MemorySlots", "2"},
-        {"SystemOverview", 0, "SecureBoot", "0"},
-        {"SystemOverview", 0, "TpmChip", "2.0"},
-        {"SystemOverview", 0, "TpmEnabled", "0"},
-        {"Added", 0, "Later", "kept"},
-        {"ET", 0, "", "40"},
-        {"ET", 0, "", "80"},
-    });
-    const std::string html = report::ToHtml(report);
+    const auto report = MadeReport(
+        "ComputerSystem/0/Name/DESK\n"
+        "LogicalDisk/0/BitLockerStatus/7/DeviceID/C:/FreeSpace/1024/Size/51200\n"
+        "LogicalDisk/1/DeviceID/D:/FreeSpace/1/Size/51200\n"
+        "NetworkAdapter/2/IPAddress/192.0.2.8\n"
+        "NetworkAdapter/0/DHCPEnabled/true/DHCPLeaseExpires/2024-02-06T07:08:09Z/DHCPServer/"
+        "192.0.2.1/NetConnectionStatus/Connected/Speed/1000000000\n"
+        "NetworkAdapter/3/IPAddress/192.0.2.9/NetConnectionStatus/Connected\n"
+        "NetworkAdapter/1/DHCPEnabled/true/DHCPLeaseExpires/1970-01-01T00:00:00Z/Speed/"
+        "9223372036854775807\n"
+        "Processor/0/Name/P/NumberOfCores/2\nProcessor/1/NumberOfCores/3\n"
+        "Processor/0/NumberOfLogicalProcessors/4\n"
+        "PhysicalMemoryLocation/0/Capacity/16384/MemorySlots/2\n"
+        "SystemOverview/0/SecureBoot/0/TpmChip/2.0/TpmEnabled/0\nAdded/0/Later/kept\n"
+        "ET/0//40\nET/0//80\n");
+    const std::string html = Written(report::WriteHtml, report);
     for (const char* part : {
              "<title>DESK \u00B7 inventory report</title>",
              "fill bad\" style=\"width:98.00%\"",  // nearly nothing is free
@@ -112,15 +94,18 @@ TEST(Page, ShowsWhatAPersonLooksFor)
              "BitLocker on 1 of 1 volume<",
              "Secure Boot off",
              "TPM 2.0, off",
-             "1 of 2 adapters connected",
+             "2 of 4 adapters connected",
+             "<strong>192.0.2.9</strong>",
+             "<p class=\"muted\">2 processors \u00B7 5 cores</p>",
+             "99 %",
              "DHCP from 192.0.2.1, lease until 2024-02-06 07:08:09 UTC",
              "<dd>DHCP</dd>",
              "1 Gbit/s",
              "<b>16 GiB</b>",
              "Empty slot",
              "<td>kept</td>",
-             "Line 2</span><div class=\"track\"><span class=\"fill\" style=\"width:100.00%\"",
-             "Line 1</span><div class=\"track\"><span class=\"fill\" style=\"width:50.00%\"",
+             "line 2</span><div class=\"track\"><span class=\"fill\" style=\"width:100.00%\"",
+             "line 1</span><div class=\"track\"><span class=\"fill\" style=\"width:50.00%\"",
          })
         EXPECT_NE(html.find(part), std::string::npos) << part;
     EXPECT_EQ(html.find("bit/s"), html.rfind("bit/s")) << "a disconnected adapter has no speed";
@@ -128,17 +113,15 @@ TEST(Page, ShowsWhatAPersonLooksFor)
 
 TEST(Page, IsThereForReportsThatSayNothingOrNonsense)
 {
-    EXPECT_NE(report::ToHtml({}).find("Computer without a name"), std::string::npos);
-    auto report = MakeReport({
-        {"DiskDrive", 0, "Size", "9223372036854775807"},
-        {"DiskDrive", 0, "LogicalDisks", "|||"},
-        {"PhysicalMemoryLocation", 0, "MemorySlots", "9223372036854775807"},
-        {"PhysicalMemory", 5, "Capacity", "-9223372036854775808"},
-        {"SystemOverview", 0, "AverageBootTime", "-1"},
-        {"ET", 0, "", "-9223372036854775808"},
-    });
+    EXPECT_NE(Written(report::WriteHtml, report::Report{}).find("Computer without a name"),
+              std::string::npos);
+    auto report = MadeReport(
+        "DiskDrive/0/Size/9223372036854775807/LogicalDisks/|||\n"
+        "PhysicalMemoryLocation/0/MemorySlots/9223372036854775807\n"
+        "PhysicalMemory/5/Capacity/-9223372036854775808\n"
+        "SystemOverview/0/AverageBootTime/-1\nET/0//-9223372036854775808\n");
     report.warnings.push_back({3, "<cut>"});
-    const std::string html = report::ToHtml(report);
+    const std::string html = Written(report::WriteHtml, report);
     EXPECT_NE(html.find("Line 3: &lt;cut&gt;"), std::string::npos);
     EXPECT_LT(html.size(), 60'000U);
 }

@@ -6,31 +6,31 @@
 
 #include "client/exit_codes.h"
 #include "client/report/units.h"
+#include "made_report.h"
 
 namespace orrery::report {
 namespace {
 
 Report Example()
 {
-    Report report;
-    report.sections = {
-        {"BIOS", {{0, {{"AssetTag", ""}, {"Version", "1.0\x1B[31m\n"}}}}},
-        {"LogicalDisk",
-         {{0, {{"DeviceID", "C:"}, {"Description", "System \u65E5\u672C"}, {"Size", "486400"}}},
-          {1, {{"Description", ""}, {"DeviceID", "D:"}, {"FreeSpace", "0"}, {"Size", "1023"}}}}},
-        {"USBDevice", {{2, {{"Name", "Controller"}}}}},
-    };
+    Report report = MadeReport(
+        "BIOS/0/AssetTag//Version/\nLogicalDisk/0/DeviceID/C:/Description/System 日本/Size/486400\n"
+        "LogicalDisk/1/Description//DeviceID/D:/FreeSpace/0/Size/1023\n"
+        "USBDevice/2/Name/Controller\n");
+    report.sections[0].instances[0].properties[1].value = "1.0\x1B[31m\n";
     return report;
 }
 
 std::string Show(const Report& report, const std::vector<std::string>& names,
                  const ShowStyle& style = {})
 {
-    return FormatReport(report, SelectSections(report, names), style);
+    return Written(WriteTables, report, SelectSections(report, names), style);
 }
 
-constexpr ShowStyle kNarrow{40, true, false, Charset::kUnicode, Charset::kUnicode};
-constexpr ShowStyle kNarrowAscii{40, true, false, Charset::kAscii, Charset::kAscii};
+ShowStyle Terminal(std::size_t columns, Charset charset = Charset::kUnicode)
+{
+    return {columns, true, false, charset, charset};
+}
 
 TEST(ShowReport, PutsInstancesInRowsAndSinglePropertiesToo)
 {
@@ -41,7 +41,7 @@ TEST(ShowReport, PutsInstancesInRowsAndSinglePropertiesToo)
               "\n"
               "LogicalDisk  2 instances\n"
               "  #  DeviceID  Description      Size  FreeSpace\n"
-              "  0  C:        System \u65E5\u672C   475 GiB\n"
+              "  0  C:        System 日本   475 GiB\n"
               "  1  D:        -            1023 MiB      0 MiB\n"
               "\n"
               "USBDevice  1 instance\n"
@@ -52,81 +52,78 @@ TEST(ShowReport, PutsInstancesInRowsAndSinglePropertiesToo)
 TEST(ShowReport, FitsInTheTerminal)
 {
     // A column less than the table takes; then too few for two parts of it.
-    EXPECT_EQ(
-        Show(Example(), {"logicaldisk"}, {46, true, false, Charset::kUnicode, Charset::kUnicode}),
-        "LogicalDisk  2 instances\n"
-        "  #  DeviceID  Description      Size\n"
-        "  0  C:        System \u65E5\u672C   475 GiB\n"
-        "  1  D:        -            1023 MiB\n"
-        "\n"
-        "  #  FreeSpace\n"
-        "  0\n"
-        "  1      0 MiB\n");
-    EXPECT_EQ(
-        Show(Example(), {"logicaldisk"}, {23, true, false, Charset::kUnicode, Charset::kUnicode}),
-        "LogicalDisk  2 instances\n"
-        "  #0\n"
-        "  DeviceID     C:\n"
-        "  Description  System \u65E5\u672C\n"
-        "  Size         475 GiB\n"
-        "\n"
-        "  #1\n"
-        "  DeviceID     D:\n"
-        "  Description  -\n"
-        "  FreeSpace    0 MiB\n"
-        "  Size         1023 MiB\n");
+    EXPECT_EQ(Show(Example(), {"logicaldisk"}, Terminal(46)),
+              R"(LogicalDisk  2 instances
+  #  DeviceID  Description      Size
+  0  C:        System 日本   475 GiB
+  1  D:        -            1023 MiB
 
-    const std::string wide = "\u65E5\u672C\u65E5\u672C\u65E5\u672C\u65E5\u672C\u65E5\u672C";
-    Report report;
-    report.sections = {
-        {"S", {{0, {{"A", "abcdefghijklmnop"}, {"B", "1"}, {"C", wide}}}, {1, {{"A", "x"}}}}},
-        {"T", {{0, {{"Name", std::string(50, 'y')}}}}},
-    };
-    EXPECT_EQ(Show(report, {}, kNarrow),
-              "S  2 instances\n"
-              "  #  A                B  C\n"
-              "  0  abcdefghijklmn\u2026  1  \u65E5\u672C\u65E5\u672C\u65E5\u672C\u65E5\u2026\n"
-              "  1  x\n"
-              "\n"
-              "T\n"
-              "  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy\u2026\n");
-    EXPECT_EQ(Show(report, {}, kNarrowAscii),
-              "S  2 instances\n"
-              "  #  A                B  C\n"
-              "  0  abcdefghijkl...  1  \\u65E5\\u672C...\n"
-              "  1  x\n"
-              "\n"
-              "T\n"
-              "  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyy...\n");
+  #  FreeSpace
+  0
+  1      0 MiB
+)");
+    EXPECT_EQ(Show(Example(), {"logicaldisk"}, Terminal(23)),
+              R"(LogicalDisk  2 instances
+  #0
+  DeviceID     C:
+  Description  System 日本
+  Size         475 GiB
+
+  #1
+  DeviceID     D:
+  Description  -
+  FreeSpace    0 MiB
+  Size         1023 MiB
+)");
+
+    const Report report =
+        MadeReport("S/0/A/abcdefghijklmnop/B/1/C/日本日本日本日本日本\nS/1/A/x\nT/0/Name/" +
+                   std::string(50, 'y') + '\n');
+    EXPECT_EQ(Show(report, {}, Terminal(40)),
+              R"(S  2 instances
+  #  A                B  C
+  0  abcdefghijklmn…  1  日本日本日本日…
+  1  x
+
+T
+  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy…
+)");
+    EXPECT_EQ(Show(report, {}, Terminal(40, Charset::kAscii)),
+              R"(S  2 instances
+  #  A                B  C
+  0  abcdefghijkl...  1  \u65E5\u672C...
+  1  x
+
+T
+  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyy...
+)");
 }
 
 TEST(ShowReport, DrawsElapsedTimesSlowestFirst)
 {
     Report report;
     report.elapsedTimes = {"5", "3", "5", "1", "2", "3", "100", "0", "0", "0", "2", "50", "x"};
-    EXPECT_EQ(
-        Show(report, {"et"}, kNarrow),
-        "Elapsed times  slowest first\n"
-        "  Network         100 ms  "
-        "\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\u2588\n"
-        "  USB              50 ms  \u2588\u2588\u2588\u2588\u2588\u2588\u2588\n"
-        "  BIOS              5 ms  \u258A\n"
-        "  CPU               5 ms  \u258A\n"
-        "  BaseBoard         3 ms  \u258D\n"
-        "  Memory            3 ms  \u258D\n"
-        "  Enclosure         2 ms  \u258E\n"
-        "  SystemSlot        2 ms  \u258E\n"
-        "  CompSys           1 ms  \u258F\n"
-        "  OS                0 ms\n"
-        "  PhysicalDrive     0 ms\n"
-        "  SystemOverview    0 ms\n"
-        "  Video                x\n");
+    EXPECT_EQ(Show(report, {"et"}, Terminal(40)), R"(Elapsed times  slowest first
+  Network         100 ms  ██████████████
+  USB              50 ms  ███████
+  BIOS              5 ms  ▊
+  CPU               5 ms  ▊
+  BaseBoard         3 ms  ▍
+  Memory            3 ms  ▍
+  Enclosure         2 ms  ▎
+  SystemSlot        2 ms  ▎
+  CompSys           1 ms  ▏
+  OS                0 ms
+  PhysicalDrive     0 ms
+  SystemOverview    0 ms
+  Video                x
+)");
     report.elapsedTimes = {"10", "20"};
-    EXPECT_EQ(Show(report, {}, kNarrowAscii),
-              "Elapsed times  slowest first\n"
-              "  2 of 13 categories, numbered as in the report\n"
-              "  line 2  20 ms  #######################\n"
-              "  line 1  10 ms  ############\n");
+    EXPECT_EQ(Show(report, {}, Terminal(40, Charset::kAscii)), R"(Elapsed times  slowest first
+  2 of 13 categories, numbered as in the report
+  line 2  20 ms  #######################
+  line 1  10 ms  ############
+)");
 }
 
 TEST(ShowReport, ColoursHeadingsWhereTheTerminalTakesThem)
@@ -145,7 +142,7 @@ TEST(ShowReport, NamesTheSectionsThereAre)
         FAIL();
     } catch (const CommandError& error) {
         EXPECT_STREQ(error.what(),
-                     "the report has no section \"Disk\"; it has BIOS, LogicalDisk, USBDevice");
+                     "the report has no section \"Disk\"\nIt has: BIOS, LogicalDisk, USBDevice");
         EXPECT_EQ(error.code(), ExitCode::kInput);
     }
     EXPECT_THROW(SelectSections({}, {"ET"}), CommandError);
@@ -176,6 +173,7 @@ TEST(Readable, PutsValuesIntoUnitsAndWords)
         {"LogicalDisk", "BitLockerStatus", "3", "locked"},
         {"LogicalDisk", "BitLockerStatus", "4", "4"},
         {"SystemOverview", "SecureBoot", "2", "not supported"},
+        {"NetworkAdapter", "DHCPLeaseExpires", "1970-01-01T00:00:00Z", "no lease yet"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(Readable(row.section, row.property, row.value).text, row.expected)
