@@ -16,12 +16,14 @@ if(MSVC)
   target_link_options(orrery_options INTERFACE /Brepro)
 else()
   target_compile_options(orrery_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-  # The same sources give the same bytes: no link time in the headers, no folder in the text. What
-  # a package carries is stripped by the linker: symbol tables name the folders of the build.
+  # The same sources give the same bytes: no link time in the headers, no folder in the text, no base
+  # address that comes from the path of the output. Release binaries go into packages, so the linker
+  # strips them.
   target_compile_options(orrery_options INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
   target_link_options(orrery_options INTERFACE $<$<CONFIG:Release>:-s>)
   if(WIN32)
-    target_link_options(orrery_options INTERFACE -static -Wl,--no-insert-timestamp)
+    target_link_options(orrery_options INTERFACE -static
+      -Wl,--no-insert-timestamp -Wl,--disable-auto-image-base)
   endif()
 endif()
 
