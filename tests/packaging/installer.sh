@@ -16,13 +16,11 @@ check() {
     failures=$((failures + 1))
 }
 
-# package VERSION [CPACK-OPTION ...]: leaves VERSION.msi in the scratch folder.
+# Leaves VERSION.msi in the scratch folder.
 package() {
-    local version=$1
-    shift
-    (cd "$build" && cpack -B "$scratch/$version" -R "$version" -D CPACK_PACKAGE_FILE_NAME=tree "$@" >"$scratch/cpack.log" 2>&1) ||
+    (cd "$build" && cpack -B "$scratch/$1" -R "$1" -D CPACK_PACKAGE_FILE_NAME=tree >"$scratch/cpack.log" 2>&1) ||
         { cat "$scratch/cpack.log"; exit 1; }
-    cp "$scratch/$version/tree.msi" "$scratch/$version.msi"
+    cp "$scratch/$1/tree.msi" "$1.msi"
 }
 
 # What the template shares is read; what an installation writes to is the test's own.
@@ -62,8 +60,10 @@ on_path() {
 rm -rf "$scratch"
 mkdir -p "$scratch"
 cd "$scratch"
-package 0.1.0
-package 0.2.0
+version=$(sed -n 's/^set(CPACK_PACKAGE_VERSION "\(.*\)")/\1/p' "$build/CPackConfig.cmake")
+newer=99.0.0
+package "$version"
+package $newer
 own_prefix
 trap 'wineserver -k || true' EXIT
 wineserver -p </dev/null >/dev/null 2>&1
@@ -72,30 +72,41 @@ installed=$WINEPREFIX/drive_c/Program\ Files/Orrery\ Inventory
 path=$(on_path)
 entry='C:\Program Files\Orrery Inventory\bin\'
 
-check "install" 0 "$(installer /i 0.1.0.msi)"
-check "files after install" "" "$(differences 0.1.0)"
-check "versions after install" 0.1.0 "$(listed)"
+code=$(msiinfo export "$version.msi" Property | tr -d '\r' | sed -n 's/^ProductCode\t//p')
+check "product code of the winget manifest" "ProductCode: '$code'" \
+    "$(grep ^ProductCode "$root"/packaging/winget/*.installer.yaml)"
+
+check "install" 0 "$(installer /i "$version.msi")"
+check "files after install" "" "$(differences "$version")"
+check "versions after install" "$version" "$(listed)"
 check "path after install" "$path;$entry" "$(on_path)"
+wine cmd /c orreryctl --version </dev/null >version.txt 2>/dev/null || true
+check "client found by its name" "orreryctl" "$(cut -d' ' -f1 version.txt)"
 
 rm "$installed/bin/orrery.dll"
 echo spoilt >"$installed/bin/orreryctl.exe"
 # What "msiexec /fa" asks for; Wine's own takes neither a package nor a product code there.
-check "repair" 0 "$(installer /i 0.1.0.msi REINSTALL=ALL REINSTALLMODE=amus)"
-check "files after repair" "" "$(differences 0.1.0)"
+check "repair" 0 "$(installer /i "$version.msi" REINSTALL=ALL REINSTALLMODE=amus)"
+check "files after repair" "" "$(differences "$version")"
 check "path after repair" "$path;$entry" "$(on_path)"
 
-check "upgrade" 0 "$(installer /i 0.2.0.msi)"
-check "files after upgrade" "" "$(differences 0.2.0)"
-check "versions after upgrade" 0.2.0 "$(listed)"
+check "upgrade" 0 "$(installer /i $newer.msi)"
+check "files after upgrade" "" "$(differences $newer)"
+check "versions after upgrade" $newer "$(listed)"
 check "path after upgrade" "$path;$entry" "$(on_path)"
 
-check "older one refused" 67 "$(installer /i 0.1.0.msi)"
-check "versions after refusal" 0.2.0 "$(listed)"
+# The low byte of 1603, which says that the installation failed.
+check "older one refused" 67 "$(installer /i "$version.msi")"
+check "versions after refusal" $newer "$(listed)"
 
-check "removal" 0 "$(installer /x 0.2.0.msi)"
+check "removal" 0 "$(installer /x $newer.msi)"
 check "files after removal" no "$([ -e "$installed" ] && echo yes || echo no)"
 check "versions after removal" "" "$(listed)"
 check "path after removal" "$path" "$(on_path)"
+
+check "part of it, elsewhere" 0 "$(installer /i "$version.msi" ADDLOCAL=Runtime 'INSTALLDIR=C:\elsewhere')"
+check "files of the part" "bin share" "$(cd "$WINEPREFIX/drive_c/elsewhere" && echo *)"
+check "path to the part" "$path;C:\elsewhere\bin\\" "$(on_path)"
 
 echo "$checks checks, $failures failed"
 [ $failures = 0 ]
