@@ -11,12 +11,19 @@ if(MSVC)
   # The plain C runtime names are used on both compilers; GetVersionExW is the interface we mean.
   target_compile_definitions(orrery_options INTERFACE _CRT_SECURE_NO_WARNINGS)
   target_compile_options(orrery_options INTERFACE /wd4996)
+  # The same sources give the same bytes: a hash takes the place of each time of building.
+  target_compile_options(orrery_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:/Brepro>)
+  target_link_options(orrery_options INTERFACE /Brepro)
 else()
   target_compile_options(orrery_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-  # The same sources give the same bytes: no link time in the headers, no build folder in the text.
+  # The same sources give the same bytes: no link time in the headers, no folder in the text, no base
+  # address that comes from the path of the output. Release binaries go into packages, so the linker
+  # strips them.
   target_compile_options(orrery_options INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+  target_link_options(orrery_options INTERFACE $<$<CONFIG:Release>:-s>)
   if(WIN32)
-    target_link_options(orrery_options INTERFACE -static -Wl,--no-insert-timestamp)
+    target_link_options(orrery_options INTERFACE -static
+      -Wl,--no-insert-timestamp -Wl,--disable-auto-image-base)
   endif()
 endif()
 

@@ -1,6 +1,6 @@
 # Set-up shared by the scripts beside it; sourced, never run.
 #
-#   need build|wine|test|fuzz|check ...  makes sure that what these steps use is installed
+#   need build|wine|test|package|fuzz|check ...  makes sure that what these steps use is installed
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
@@ -18,6 +18,7 @@ build cmake                              cmake
 build ninja                              ninja-build
 build x86_64-w64-mingw32-g++-posix       g++-mingw-w64-x86-64-posix
 build g++                                g++
+build llvm-dlltool                       llvm
 build /usr/include/CLI/CLI.hpp           libcli11-dev
 build /usr/include/nlohmann/json.hpp     nlohmann-json3-dev
 wine  wine                               wine
@@ -26,6 +27,12 @@ test  /usr/src/googletest/CMakeLists.txt googletest
 test  /usr/share/zoneinfo/Asia/Kolkata   tzdata
 test  /usr/lib/python3/dist-packages/jsonschema python3-jsonschema
 test  chromium                           chromium
+test  lld-link                           lld
+test  pkg-config                         pkgconf
+package wixl                             wixl
+package msibuild                         msitools
+package zip                              zip
+package git                              git
 fuzz  clang++-14                         clang-14
 fuzz  /usr/lib/clang/14/lib/linux        libclang-rt-14-dev
 check git                                git

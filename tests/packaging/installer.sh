@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# Installs the MSI without a dialog, repairs, upgrades and removes it in a Wine prefix of its own, and
+# looks at the files and the registry after each step.
+#
+#   installer.sh BUILD      a configured build folder, whose packages are made anew
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
+
+build=$(realpath "$1")
+scratch=$build/tests/installer
+failures=0 checks=0
+
+check() {
+    checks=$((checks + 1))
+    [ "$2" = "$3" ] && return
+    printf '%s\n  expected %s\n  got      %s\n' "$1" "$2" "$3"
+    failures=$((failures + 1))
+}
+
+# Leaves VERSION.msi in the scratch folder.
+package() {
+    (cd "$build" && cpack -B "$scratch/$1" -R "$1" -D CPACK_PACKAGE_FILE_NAME=tree >"$scratch/cpack.log" 2>&1) ||
+        { cat "$scratch/cpack.log"; exit 1; }
+    cp "$scratch/$1/tree.msi" "$1.msi"
+}
+
+# What the template shares is read; what an installation writes to is the test's own.
+own_prefix() {
+    clone_wine "$scratch/wine"
+    local template=$root/build/wine/drive_c entry
+    rm "$WINEPREFIX/drive_c/windows" "$WINEPREFIX/drive_c/Program Files"
+    mkdir "$WINEPREFIX/drive_c/windows" "$WINEPREFIX/drive_c/Program Files"
+    for entry in "$template"/windows/*; do
+        [ "${entry##*/}" = Installer ] || ln -s "$entry" "$WINEPREFIX/drive_c/windows"
+    done
+}
+
+installer() { wine msiexec "$@" /qn </dev/null >/dev/null 2>&1 && echo 0 || echo $?; }
+
+# The value of a registry key's name, without its type.
+value() {
+    wine reg query "$1" /v "$2" </dev/null 2>/dev/null >value.txt || true
+    tr -d '\r' <value.txt | sed -n "s/^ *$2 *REG_[A-Z_]* *//Ip"
+}
+
+# The versions under which the product is listed for removal.
+listed() {
+    wine reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall' /s </dev/null >listed.txt 2>/dev/null || true
+    tr -d '\r' <listed.txt |
+        awk '/DisplayName .*Orrery Inventory$/ { ours = 1 } ours && $1 == "DisplayVersion" { print $NF; ours = 0 }' | xargs
+}
+
+# Where the installed tree differs from the packaged one of a version; says nothing where it does not.
+differences() { diff -rq "$scratch/$1/_CPack_Packages/win64/External/tree" "$installed" 2>&1 || true; }
+
+# The machine's path, without the empty entries that Wine leaves when it takes one away.
+on_path() {
+    value 'HKLM\System\CurrentControlSet\Control\Session Manager\Environment' PATH | sed 's/;;*/;/g; s/;$//'
+}
+
+rm -rf "$scratch"
+mkdir -p "$scratch"
+cd "$scratch"
+version=$(sed -n 's/^set(CPACK_PACKAGE_VERSION "\(.*\)")/\1/p' "$build/CPackConfig.cmake")
+newer=99.0.0
+package "$version"
+package $newer
+own_prefix
+trap 'wineserver -k || true' EXIT
+wineserver -p </dev/null >/dev/null 2>&1
+wine wineboot </dev/null >/dev/null 2>&1
+installed=$WINEPREFIX/drive_c/Program\ Files/Orrery\ Inventory
+path=$(on_path)
+entry='C:\Program Files\Orrery Inventory\bin\'
+
+code=$(msiinfo export "$version.msi" Property | tr -d '\r' | sed -n 's/^ProductCode\t//p')
+check "product code of the winget manifest" "ProductCode: '$code'" \
+    "$(grep ^ProductCode "$root"/packaging/winget/*.installer.yaml)"
+
+check "install" 0 "$(installer /i "$version.msi")"
+check "files after install" "" "$(differences "$version")"
+check "versions after install" "$version" "$(listed)"
+check "path after install" "$path;$entry" "$(on_path)"
+wine cmd /c orreryctl --version </dev/null >version.txt 2>/dev/null || true
+check "client found by its name" "orreryctl" "$(cut -d' ' -f1 version.txt)"
+
+rm "$installed/bin/orrery.dll"
+echo spoilt >"$installed/bin/orreryctl.exe"
+# What "msiexec /fa" asks for; Wine's own takes neither a package nor a product code there.
+check "repair" 0 "$(installer /i "$version.msi" REINSTALL=ALL REINSTALLMODE=amus)"
+check "files after repair" "" "$(differences "$version")"
+check "path after repair" "$path;$entry" "$(on_path)"
+
+check "upgrade" 0 "$(installer /i $newer.msi)"
+check "files after upgrade" "" "$(differences $newer)"
+check "versions after upgrade" $newer "$(listed)"
+check "path after upgrade" "$path;$entry" "$(on_path)"
+
+# The low byte of 1603, which says that the installation failed.
+check "older one refused" 67 "$(installer /i "$version.msi")"
+check "versions after refusal" $newer "$(listed)"
+
+check "removal" 0 "$(installer /x $newer.msi)"
+check "files after removal" no "$([ -e "$installed" ] && echo yes || echo no)"
+check "versions after removal" "" "$(listed)"
+check "path after removal" "$path" "$(on_path)"
+
+check "part of it, elsewhere" 0 "$(installer /i "$version.msi" ADDLOCAL=Runtime 'INSTALLDIR=C:\elsewhere')"
+check "files of the part" "bin share" "$(cd "$WINEPREFIX/drive_c/elsewhere" && echo *)"
+check "path to the part" "$path;C:\elsewhere\bin\\" "$(on_path)"
+
+echo "$checks checks, $failures failed"
+[ $failures = 0 ]
