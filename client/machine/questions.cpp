@@ -331,10 +331,13 @@ std::vector<RegistryQuestion> AllRegistryQuestions()
 
 }  // namespace
 
+// The tables are never freed: a thread whose question hangs may still read them when the process
+// ends.
+
 const std::vector<WmiNamespace>& WmiNamespaces()
 {
     // Two spellings of one namespace, each for its own kind of session.
-    static const std::vector<WmiNamespace> kNamespaces{
+    static const auto& kNamespaces = *new std::vector<WmiNamespace>{
         {L"root\\cimv2", Session::kDefault, RefusedBlanket::kKeepsSession},
         {L"ROOT\\CIMV2", Session::kOwn, RefusedBlanket::kEndsSession},
         {L"\\\\.\\ROOT\\microsoft\\windows\\storage", Session::kOwn, RefusedBlanket::kKeepsSession},
@@ -348,13 +351,13 @@ const std::vector<WmiNamespace>& WmiNamespaces()
 
 const std::vector<WmiQuestion>& WmiQuestions()
 {
-    static const std::vector<WmiQuestion> kQuestions = AllWmiQuestions();
+    static const auto& kQuestions = *new std::vector<WmiQuestion>{AllWmiQuestions()};
     return kQuestions;
 }
 
 const std::vector<RegistryQuestion>& RegistryQuestions()
 {
-    static const std::vector<RegistryQuestion> kQuestions = AllRegistryQuestions();
+    static const auto& kQuestions = *new std::vector<RegistryQuestion>{AllRegistryQuestions()};
     return kQuestions;
 }
 

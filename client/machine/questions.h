@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "client/machine/without.h"
 #include "wmi/session.h"
 
 // What the library asks of Windows, as plain data for the commands that ask the same: which WMI
@@ -20,21 +21,13 @@ struct KeySource {
     const wchar_t* property;  ///< of the report; null for what only helps to find another fact
 };
 
-/// What becomes of the keys when the answer is missing.
-enum class Without {
-    kLeftOut,  ///< they are not in the report
-    kEmpty,    ///< they are empty
-    kZero,     ///< they are "0"
-    kStandIn,  ///< the library asks something else, see Feed::standIn
-};
-
 /// A part of the report that an answer feeds.
 struct Feed {
     const wchar_t* category;  ///< as in the report's elapsed times
     const wchar_t* section;
     std::vector<KeySource> keys;
     Without without;
-    const wchar_t* standIn = nullptr;  ///< in words
+    const wchar_t* standIn = nullptr;  ///< what else is asked, or found, in words
 };
 
 /// How the library opens its session to a namespace.
