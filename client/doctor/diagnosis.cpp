@@ -162,7 +162,8 @@ std::string NameOf(const ClassFinding& asked, const Findings& findings)
     return (asked.asking == Asking::kClass   ? ""
             : asked.asking == Asking::kQuery ? "Query for "
                                              : "Method ") +
-           asked.name + " in " + findings.namespaces[asked.wmiNamespace].path;
+           asked.name + (asked.method.empty() ? "" : '.' + asked.method) + " in " +
+           findings.namespaces[asked.wmiNamespace].path;
 }
 
 /// Keys whose property has no value, though there are instances.

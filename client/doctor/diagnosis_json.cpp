@@ -43,6 +43,8 @@ Json JsonOf(const ClassFinding& asked, const Findings& findings)
     json["name"] = asked.name;
     json["namespace"] = findings.namespaces[asked.wmiNamespace].path;
     json["by"] = NameOf(asked.asking);
+    if (!asked.method.empty())
+        json["method"] = asked.method;
     AddOutcome(&json, asked.outcome);
     json["instances"] = asked.count;
     json["late"] = asked.late;

@@ -54,15 +54,14 @@ report::Section MachineSection(const Findings& findings)
 
 report::Section NamespaceSection(const Findings& findings)
 {
-    report::Section section{"WMI namespaces", {}};
+    report::Section section{"WMI namespaces (times in ms)", {}};
     for (const NamespaceFinding& each : findings.namespaces) {
         const auto index = static_cast<std::int32_t>(section.instances.size());
         const bool isOpen = each.outcome.ending == Ending::kAnswered;
-        section.instances.push_back(
-            {index,
-             {{"Name", each.path},
-              {"Connect ms", isOpen ? std::to_string(each.milliseconds) : ""},
-              {"Result", isOpen ? "connected" : OutcomeText(each.outcome)}}});
+        section.instances.push_back({index,
+                                     {{"Name", each.path},
+                                      {"Connect", isOpen ? std::to_string(each.milliseconds) : ""},
+                                      {"Result", isOpen ? "open" : OutcomeText(each.outcome)}}});
     }
     return section;
 }
@@ -81,16 +80,16 @@ std::string ResultText(const ClassFinding& asked)
 
 report::Section ClassSection(const Findings& findings)
 {
-    report::Section section{"WMI classes", {}};
+    report::Section section{"WMI classes (times in ms)", {}};
     for (const ClassFinding& asked : findings.classes) {
         const auto index = static_cast<std::int32_t>(section.instances.size());
         const bool hasAny = asked.count != 0;
         section.instances.push_back({index,
                                      {{"Name", asked.name},
                                       {"By", NameOf(asked.asking)},
-                                      {"First ms", hasAny ? std::to_string(asked.first) : ""},
-                                      {"Last ms", hasAny ? std::to_string(asked.last) : ""},
-                                      {"Instances", std::to_string(asked.count)},
+                                      {"First", hasAny ? std::to_string(asked.first) : ""},
+                                      {"Last", hasAny ? std::to_string(asked.last) : ""},
+                                      {"Count", std::to_string(asked.count)},
                                       {"Result", ResultText(asked)}}});
     }
     return section;

@@ -53,7 +53,8 @@ enum class Asking { kClass, kQuery, kMethod };
 /// One class, query or method.
 struct ClassFinding {
     std::size_t wmiNamespace = 0;  ///< in Findings::namespaces
-    std::string name;
+    std::string name;              ///< of the class
+    std::string method;            ///< empty unless one is run
     Asking asking = Asking::kClass;
     bool mayBeEmpty = false;  ///< there are sound machines without any instance
     std::vector<Feed> feeds;

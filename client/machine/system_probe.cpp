@@ -123,9 +123,10 @@ void AskConnections(const CHardwareCollector& library, HANDLE client,
         ++finding->connected;
         void* answer = nullptr;
         DWORD size = 0;
+        WLAN_OPCODE_VALUE_TYPE origin = wlan_opcode_value_type_invalid;
         const DWORD error = library.wlanQueryInterface(client, &adapter.InterfaceGuid,
                                                        wlan_intf_opcode_current_connection, nullptr,
-                                                       &size, &answer, nullptr);
+                                                       &size, &answer, &origin);
         if (answer != nullptr)
             library.wlanFreeMemory(answer);
         if (finding->connection.ending != Ending::kFailed)

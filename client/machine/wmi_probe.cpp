@@ -255,7 +255,7 @@ ClassFinding Describe(const WmiQuestion& question)
     finding.wmiNamespace = question.wmiNamespace;
     finding.name = ToUtf8(question.className);
     if (question.asking == Asking::kMethod)
-        finding.name += '.' + ToUtf8(question.text);
+        finding.method = ToUtf8(question.text);
     finding.asking = question.asking == Asking::kBatch    ? doctor::Asking::kClass
                      : question.asking == Asking::kMethod ? doctor::Asking::kMethod
                                                           : doctor::Asking::kQuery;
