@@ -66,6 +66,15 @@ const KnownError* FindError(std::uint32_t error)
     return at != kErrors.end() ? &*at : nullptr;
 }
 
+/// Windows' own numbers are known in decimal, WMI's in hexadecimal.
+std::string ErrorNumber(std::uint32_t error)
+{
+    std::array<char, 32> number{};
+    std::snprintf(number.data(), number.size(), error < 0x10000 ? "error %lu" : "0x%08lX",
+                  static_cast<unsigned long>(error));
+    return number.data();
+}
+
 std::string WmiAdvice(const Outcome& outcome, const Findings& findings)
 {
     const KnownError* const known = FindError(outcome.error);
@@ -186,7 +195,7 @@ void AddMissingValues(const ClassFinding& asked, const std::string& name,
     std::vector<Loss> losses;
     AddLoss(&losses, loss);
     if (!losses.empty())
-        troubles->push_back({false, name + " tells no " + properties, std::move(losses),
+        troubles->push_back({false, name + " gives no " + properties, std::move(losses),
                              "Nothing, if the maker left it blank; else update the firmware or "
                              "the driver."});
 }
@@ -331,14 +340,16 @@ bool IsAnythingMissing(const std::vector<Trouble>& troubles)
 
 std::string ErrorText(std::uint32_t error)
 {
-    std::array<char, 32> number{};
-    // Windows' own numbers are known in decimal, WMI's in hexadecimal.
-    std::snprintf(number.data(), number.size(), error < 0x10000 ? "error %lu" : "0x%08lX",
-                  static_cast<unsigned long>(error));
     const KnownError* const known = FindError(error);
     if (known == nullptr)
-        return number.data();
-    return std::string{known->words} + " (" + number.data() + ")";
+        return ErrorNumber(error);
+    return std::string{known->words} + " (" + ErrorNumber(error) + ")";
+}
+
+std::string ErrorWords(std::uint32_t error)
+{
+    const KnownError* const known = FindError(error);
+    return known == nullptr ? ErrorNumber(error) : std::string{known->words};
 }
 
 }  // namespace orrery::doctor

@@ -33,4 +33,7 @@ bool IsAnythingMissing(const std::vector<Trouble>& troubles);
 /// An error of Windows or WMI in words, with its number.
 std::string ErrorText(std::uint32_t error);
 
+/// The same in words alone; the number of an error that has none.
+std::string ErrorWords(std::uint32_t error);
+
 }  // namespace orrery::doctor

@@ -7,9 +7,17 @@
 namespace orrery::doctor {
 namespace {
 
+/// In a word or two: the troubles below say more.
 std::string OutcomeText(const Outcome& outcome)
 {
-    return outcome.ending == Ending::kFailed ? ErrorText(outcome.error) : NameOf(outcome.ending);
+    return outcome.ending == Ending::kFailed ? ErrorWords(outcome.error) : NameOf(outcome.ending);
+}
+
+/// A namespace without the mark of this machine, which takes columns and tells nothing.
+std::string ShortPath(const std::string& path)
+{
+    constexpr std::string_view kThisMachine = "\\\\.\\";
+    return path.substr(path.starts_with(kThisMachine) ? kThisMachine.size() : 0);
 }
 
 std::string Counted(std::size_t count, const char* what)
@@ -26,7 +34,19 @@ std::string WirelessText(const WlanFinding& wlan)
     std::string text =
         Counted(wlan.adapters, "adapter") + ", " + std::to_string(wlan.connected) + " connected";
     if (wlan.connection.ending == Ending::kFailed)
-        text += ", " + ErrorText(wlan.connection.error);
+        text += ", " + ErrorWords(wlan.connection.error);
+    return text;
+}
+
+std::string ScsiText(const ScsiFinding& scsi)
+{
+    if (scsi.outcome.ending != Ending::kAnswered)
+        return OutcomeText(scsi.outcome);
+    std::string text = Counted(scsi.drives, "drive");
+    for (std::size_t at = 0; at < scsi.ports.size(); ++at)
+        text +=
+            ", port " + std::to_string(at) + ' ' +
+            (scsi.ports[at].ending == Ending::kAnswered ? "opens" : OutcomeText(scsi.ports[at]));
     return text;
 }
 
@@ -40,15 +60,7 @@ report::Section MachineSection(const Findings& findings)
     add("WMI service", NameOf(findings.wmiService));
     add("WLAN service", NameOf(findings.wlanService));
     add("Wireless", WirelessText(findings.wlan));
-    for (std::size_t at = 0; at < findings.scsi.ports.size(); ++at) {
-        const Outcome& port = findings.scsi.ports[at];
-        add("SCSI port " + std::to_string(at),
-            port.ending == Ending::kAnswered ? "there" : OutcomeText(port));
-    }
-    if (findings.scsi.outcome.ending != Ending::kAnswered)
-        add("SCSI drives", OutcomeText(findings.scsi.outcome));
-    else
-        add("SCSI drives", std::to_string(findings.scsi.drives));
+    add("SCSI ports", ScsiText(findings.scsi));
     return {"This machine", {std::move(machine)}};
 }
 
@@ -59,7 +71,7 @@ report::Section NamespaceSection(const Findings& findings)
         const auto index = static_cast<std::int32_t>(section.instances.size());
         const bool isOpen = each.outcome.ending == Ending::kAnswered;
         section.instances.push_back({index,
-                                     {{"Name", each.path},
+                                     {{"Name", ShortPath(each.path)},
                                       {"Connect", isOpen ? std::to_string(each.milliseconds) : ""},
                                       {"Result", isOpen ? "open" : OutcomeText(each.outcome)}}});
     }

@@ -150,7 +150,7 @@ TEST(Diagnosis, SaysWhatIsMissingWhatItCostsAndWhatToDo)
          " !verifyrepository !hardware\n"
          "note: Query for Win32_Tpm in root\\b has no instance |Z SystemOverview.Tpm !hardware\n"},
         {[](Findings& f) { f.classes[0].withoutValue = {"Serial"}; },
-         "note: Win32_BIOS in root\\a tells no Serial |E BIOS.Serial !blank\n"},
+         "note: Win32_BIOS in root\\a gives no Serial |E BIOS.Serial !blank\n"},
         {[](Findings& f) {
              f.wlan.connection = Failed(5);
              f.wlan.deniedBy = {"this user"};
@@ -192,6 +192,8 @@ Findings Troubled()
 {
     Findings findings = Sound();
     findings.namespaces[1].outcome = Failed(0x80041003);
+    findings.namespaces[0].path = "\\\\.\\root\\a";
+    findings.scsi.ports[1] = Failed(5);
     findings.classes[0].late = 1;
     findings.classes[1].withoutValue = {"Size"};
     findings.classes[2].outcome = {};
@@ -203,20 +205,18 @@ TEST(Diagnosis, IsReadInATerminal)
 {
     const Findings findings = Troubled();
     EXPECT_EQ(FormatDiagnosis(findings, Diagnose(findings),
-                              {64, true, false, Charset::kAscii, Charset::kAscii}),
+                              {65, true, false, Charset::kAscii, Charset::kAscii}),
               "This machine\n"
               "  Rights        user\n"
               "  WMI service   running\n"
               "  WLAN service  running\n"
               "  Wireless      1 adapter, 1 connected\n"
-              "  SCSI port 0   not there (error 2)\n"
-              "  SCSI port 1   not there (error 2)\n"
-              "  SCSI drives   0\n"
+              "  SCSI ports    0 drives, port 0 not there, port 1 access denied\n"
               "\n"
               "WMI namespaces (times in ms)  2 instances\n"
               "  #  Name    Connect  Result\n"
               "  0  root\\a        3  open\n"
-              "  1  root\\b        -  access denied (0x80041003)\n"
+              "  1  root\\b        -  access denied\n"
               "\n"
               "WMI classes (times in ms)  3 instances\n"
               "  #  Name             By     First  Last  Count  Result\n"
@@ -230,8 +230,8 @@ TEST(Diagnosis, IsReadInATerminal)
               "     To do     Run the inventory as administrator (from a\n"
               "               command prompt opened with \"Run as\n"
               "               administrator\") or as LocalSystem.\n"
-              "  2. Win32_BIOS in root\\a: 1 of 2 instances come later than the\n"
-              "     one second that the library waits\n"
+              "  2. Win32_BIOS in \\\\.\\root\\a: 1 of 2 instances come later than\n"
+              "     the one second that the library waits\n"
               "     Left out  BIOS.Serial\n"
               "     To do     Collect again when the machine is less busy: the\n"
               "               provider often answers faster the second time. If\n"
@@ -239,7 +239,7 @@ TEST(Diagnosis, IsReadInATerminal)
               "               provides it.\n"
               "\n"
               "Notes  what a sound machine may lack\n"
-              "  1. Win32_DiskDrive in root\\a tells no Size\n"
+              "  1. Win32_DiskDrive in \\\\.\\root\\a gives no Size\n"
               "     Empty     DiskDrive.Size\n"
               "     To do     Nothing, if the maker left it blank; else update\n"
               "               the firmware or the driver.\n"
@@ -257,14 +257,15 @@ TEST(Diagnosis, IsReadByPrograms)
         {"/format", "\"orrery-doctor\""},
         {"/formatVersion", "1"},
         {"/complete", "false"},
-        {"/namespaces/0", R"({"connectMilliseconds":3,"path":"root\\a","result":"answered"})"},
+        {"/namespaces/0",
+         R"({"connectMilliseconds":3,"path":"\\\\.\\root\\a","result":"answered"})"},
         {"/namespaces/1/error", "2147749891"},
         {"/namespaces/1/errorText", "\"access denied (0x80041003)\""},
         {"/classes/0", R"({"by":"class","firstMilliseconds":4,"instances":2,)"
                        R"("lastMilliseconds":1250,"late":1,"name":"Win32_BIOS",)"
-                       R"("namespace":"root\\a","result":"answered","withoutValue":[]})"},
+                       R"("namespace":"\\\\.\\root\\a","result":"answered","withoutValue":[]})"},
         {"/classes/2/result", "\"not asked\""},
-        {"/scsi/ports/1/error", "2"},
+        {"/scsi/ports/1/error", "5"},
         {"/troubles/0/kind", "\"missing\""},
         {"/troubles/0/keys", R"([{"becomes":"0","key":"SystemOverview.Tpm"}])"},
         {"/troubles/2/kind", "\"note\""},
