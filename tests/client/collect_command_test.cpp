@@ -234,7 +234,8 @@ TEST_F(CollectCommand, SaysWhichArgumentsItTakes)
         const char* expected;
     } rows[] = {
         {L"", ExitCode::kInput,
-         "a command is missing\n\"orreryctl\" takes: collect, doctor, show, get, convert, diff, redact, "
+         "a command is missing\n\"orreryctl\" takes: collect, doctor, show, get, convert, diff, "
+         "redact, "
          "--version, --help"},
         {L"colect pc.tsv", ExitCode::kInput, "\"colect\" is not known here\n\"orreryctl\" takes:"},
         {L"collect pc.tsv --fast", ExitCode::kInput, "\"--fast\" is not known here"},

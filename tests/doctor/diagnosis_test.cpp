@@ -205,7 +205,7 @@ TEST(Diagnosis, IsReadInATerminal)
 {
     const Findings findings = Troubled();
     EXPECT_EQ(FormatDiagnosis(findings, Diagnose(findings),
-                              {65, true, false, Charset::kAscii, Charset::kAscii}),
+                              {64, true, false, Charset::kAscii, Charset::kAscii}),
               "This machine\n"
               "  Rights        user\n"
               "  WMI service   running\n"
