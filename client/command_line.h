@@ -26,6 +26,7 @@ void RunCommandLine(CLI::App& app, const std::vector<std::string>& reversedArgum
 // the command ends without an error.
 void AddCollectCommand(CLI::App& app, ExitCode* result);  // Windows only
 void AddCollectChildCommand(CLI::App& app);               // Windows only, not for users
+void AddDoctorCommand(CLI::App& app, ExitCode* result);   // Windows only
 void AddShowCommand(CLI::App& app, ExitCode* result);
 void AddGetCommand(CLI::App& app, ExitCode* result);
 void AddConvertCommand(CLI::App& app, ExitCode* result);

@@ -27,7 +27,8 @@ struct ExitCodeMeaning {
 /// The exit codes as the help text lists them.
 inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
     {ExitCode::kDone, "done"},
-    {ExitCode::kNo, "get: there is no such value; diff: the reports differ"},
+    {ExitCode::kNo,
+     "get: there is no such value; diff: the reports differ; doctor: something is missing"},
     {ExitCode::kInput, "wrong usage, or a path or report that cannot be used"},
     {ExitCode::kReport, "the report or text cannot be written"},
     {ExitCode::kLibrary, "orrery.dll cannot be used"},

@@ -20,6 +20,7 @@ ExitCode Run(int argumentCount, char** arguments)
 #ifdef _WIN32
     AddCollectCommand(app, &result);
     AddCollectChildCommand(app);
+    AddDoctorCommand(app, &result);
 #endif
     AddShowCommand(app, &result);
     AddGetCommand(app, &result);

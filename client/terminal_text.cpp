@@ -108,4 +108,25 @@ std::string Shortened(std::string_view text, std::size_t columns, Charset charse
     return std::string{text.substr(0, bytes)}.append(ellipsis);
 }
 
+std::string Wrapped(std::string_view text, std::size_t indent, std::size_t columns)
+{
+    std::string lines(indent, ' ');
+    std::size_t used = indent;
+    for (bool isFirst = true; !text.empty(); isFirst = false) {
+        const std::string_view word = text.substr(0, text.find(' '));
+        text.remove_prefix(std::min(text.size(), word.size() + 1));
+        const std::size_t width = Columns(word);
+        if (!isFirst && used + 1 + width > columns) {
+            lines.append(1, '\n').append(indent, ' ');
+            used = indent;
+        } else if (!isFirst) {
+            lines += ' ';
+            ++used;
+        }
+        lines += word;
+        used += width;
+    }
+    return lines + '\n';
+}
+
 }  // namespace orrery

@@ -21,4 +21,10 @@ std::size_t Columns(std::string_view text);
 /// @param columns at least 3
 std::string Shortened(std::string_view text, std::size_t columns, Charset charset);
 
+/// The text in lines that are broken between words and indented, the last one ended as well. A word
+/// that does not fit in is left whole.
+/// @param text    escaped; its words are separated by one blank
+/// @param columns that a line takes with its indentation
+std::string Wrapped(std::string_view text, std::size_t indent, std::size_t columns);
+
 }  // namespace orrery

@@ -16,6 +16,7 @@
 #include "client/console.h"
 #include "client/report/summary.h"
 #include "client/support/child_process.h"
+#include "client/support/progress_line.h"
 #include "support/unique.h"
 
 namespace orrery {
@@ -85,36 +86,6 @@ private:
     static inline int count_ = 0;
 };
 
-/// The line of a terminal that shows the time passed.
-class CProgressLine {
-public:
-    explicit CProgressLine(bool isWanted) : isShown_(isWanted && IsErrorTerminal()) {}
-    ~CProgressLine() { Clear(); }
-    CProgressLine(const CProgressLine&) = delete;
-    CProgressLine& operator=(const CProgressLine&) = delete;
-
-    void Show(std::chrono::seconds passed)
-    {
-        if (!isShown_ || passed == shown_)
-            return;
-        shown_ = passed;
-        const std::string text = "Collecting, " + std::to_string(passed.count()) + " s";
-        PrintToErrors('\r' + text);
-        width_ = text.size();
-    }
-    void Clear()
-    {
-        if (width_ != 0)
-            PrintToErrors('\r' + std::string(width_, ' ') + '\r');
-        width_ = 0;
-    }
-
-private:
-    bool isShown_;
-    std::chrono::seconds shown_{0};  // nothing is shown of the first second
-    std::size_t width_ = 0;
-};
-
 UniqueHandle MakeInheritableEvent()
 {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
@@ -150,7 +121,9 @@ bool AwaitRun(CChildProcess& run, const CInterruptGuard& guard, const CollectOpt
             run.End();
             return true;
         }
-        progress.Show(std::chrono::duration_cast<std::chrono::seconds>(now - start));
+        if (const auto passed = std::chrono::duration_cast<std::chrono::seconds>(now - start);
+            passed.count() != 0)
+            progress.Show("Collecting, " + std::to_string(passed.count()) + " s");
     }
     return false;
 }

@@ -1,11 +1,10 @@
-#include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "client/command_line.h"
 #include "client/commands/open_report.h"
+#include "client/commands/terminal_style.h"
 #include "client/console.h"
 #include "client/report/show.h"
 
@@ -17,20 +16,6 @@ struct Options {
     std::vector<std::string> sections;
     bool redact = false;
 };
-
-report::ShowStyle StyleOf(const Terminal& terminal)
-{
-    report::ShowStyle style;
-    if (!terminal.isTerminal)
-        return style;
-    constexpr int kNarrowest = 40;
-    style.columns = static_cast<std::size_t>(std::max(terminal.columns, kNarrowest));
-    style.shorten = true;
-    style.colours = terminal.colours;
-    // The bytes of UTF-8 hold control characters for a terminal that does not take it.
-    style.charset = style.values = terminal.unicode ? Charset::kUnicode : Charset::kAscii;
-    return style;
-}
 
 void ShowReport(const Options& options)
 {

@@ -84,7 +84,9 @@ std::string Padded(const Cell& cell, std::size_t width, bool isLast, const ShowS
     return text + std::string(isLast ? 0 : blanks, ' ');
 }
 
-std::string Heading(const std::string& name, const std::string& note, const ShowStyle& style)
+}  // namespace
+
+std::string FormatHeading(const std::string& name, const std::string& note, const ShowStyle& style)
 {
     std::string shown = Escaped(name, style.values);
     if (style.shorten)
@@ -95,6 +97,8 @@ std::string Heading(const std::string& name, const std::string& note, const Show
         text.append(kGap, ' ').append(Emphasized(note, Emphasis::kFaint, style));
     return text.append(1, '\n');
 }
+
+namespace {
 
 /// Properties below each other, those that name the instance first.
 std::string FormatProperties(const Section& section, const Instance& instance,
@@ -282,11 +286,11 @@ std::string FormatSection(const Section& section, const ShowStyle& style)
 {
     const std::size_t count = section.instances.size();
     if (count == 1 && section.instances.front().index == 0)
-        return Heading(section.name, "", style) +
+        return FormatHeading(section.name, "", style) +
                FormatProperties(section, section.instances.front(), style);
     const std::string table = FormatTable(section, style);
-    return Heading(section.name, std::to_string(count) + (count == 1 ? " instance" : " instances"),
-                   style) +
+    return FormatHeading(section.name,
+                         std::to_string(count) + (count == 1 ? " instance" : " instances"), style) +
            (table.empty() ? FormatBlocks(section, style) : table);
 }
 
@@ -318,7 +322,7 @@ std::string Bar(double share, std::size_t length, const ShowStyle& style)
 std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
 {
     const std::size_t count = report.elapsedTimes.size();
-    std::string text = Heading("Elapsed times", "slowest first", style);
+    std::string text = FormatHeading("Elapsed times", "slowest first", style);
     if (count != kElapsedCategories.size())
         text += "  " + std::to_string(count) + " of " + std::to_string(kElapsedCategories.size()) +
                 " categories, numbered as in the report\n";

@@ -18,6 +18,9 @@ struct ShowStyle {
     Charset values = Charset::kUnicode;
 };
 
+/// A heading with a faint note behind it, as a line.
+std::string FormatHeading(const std::string& name, const std::string& note, const ShowStyle& style);
+
 /// Which parts of a report to show.
 struct Selection {
     std::vector<const Section*> sections;

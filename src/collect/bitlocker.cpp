@@ -21,36 +21,15 @@ std::optional<bool> ReadStatus(IWbemClassObject* object, const wchar_t* name)
     return IntegerOf(value) == 1;
 }
 
-/// Makes the input parameters of a method.
-/// @param input stays null when the method takes none
-/// @return false when a call failed
-bool MakeInput(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
-               ComPtr<IWbemClassObject>* input)
-{
-    const UniqueBstr name = MakeBstr(className);
-    ComPtr<IWbemClassObject> definition, signature;
-    if (FAILED(services->GetObject(name.get(), 0, nullptr, definition.put(), nullptr)) ||
-        !definition || FAILED(definition->GetMethod(methodName, 0, signature.put(), nullptr)))
-        return false;
-    return !signature || SUCCEEDED(signature->SpawnInstance(0, input->put()));
-}
-
 /// Asks a volume whether it is locked.
 /// @return nothing when a call failed
 std::optional<bool> ReadLocked(IWbemServices* services, IWbemClassObject* volume)
 {
-    ComPtr<IWbemClassObject> input;
-    if (!MakeInput(services, kVolumeClass, kLockMethod, &input))
-        return std::nullopt;
     const auto path = ReadTextProperty(volume, L"__PATH");
     if (!path)
         return std::nullopt;
-    const UniqueBstr object = MakeBstr(*path);
-    const UniqueBstr method = MakeBstr(kLockMethod);
     ComPtr<IWbemClassObject> output;
-    if (FAILED(services->ExecMethod(object.get(), method.get(), 0, nullptr, input.get(),
-                                    output.put(), nullptr)) ||
-        !output)
+    if (FAILED(RunMethod(services, kVolumeClass, kLockMethod, *path, &output)) || !output)
         return std::nullopt;
     return ReadStatus(output.get(), L"LockStatus");
 }

@@ -22,13 +22,29 @@ ComPtr<IWbemServices> Connect(DWORD serverContext, const wchar_t* wmiNamespace, 
     return services;
 }
 
+/// Makes the input parameters of a method.
+/// @param input stays null when the method takes none
+HRESULT MakeInput(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
+                  ComPtr<IWbemClassObject>* input)
+{
+    const UniqueBstr name = MakeBstr(className);
+    ComPtr<IWbemClassObject> definition, signature;
+    HRESULT result = services->GetObject(name.get(), 0, nullptr, definition.put(), nullptr);
+    if (SUCCEEDED(result) && !definition)
+        result = E_FAIL;
+    if (SUCCEEDED(result))
+        result = definition->GetMethod(methodName, 0, signature.put(), nullptr);
+    return FAILED(result) || !signature ? result : signature->SpawnInstance(0, input->put());
+}
+
 }  // namespace
 
-ComPtr<IWbemServices> OpenDefaultSession()
+ComPtr<IWbemServices> OpenDefaultSession(HRESULT* result)
 {
-    HRESULT result = E_FAIL;
-    ComPtr<IWbemServices> services = Connect(CLSCTX_ALL, L"root\\cimv2", &result);
-    if (!services || result != S_OK)
+    HRESULT unwanted = E_FAIL;
+    HRESULT& connected = result != nullptr ? *result : unwanted;
+    ComPtr<IWbemServices> services = Connect(CLSCTX_ALL, L"root\\cimv2", &connected);
+    if (!services || connected != S_OK)
         return services;
     ComPtr<IClientSecurity> security;
     if (SUCCEEDED(services->QueryInterface(IID_IClientSecurity, security.putVoid())))
@@ -38,16 +54,18 @@ ComPtr<IWbemServices> OpenDefaultSession()
     return services;
 }
 
-ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused)
+ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused,
+                                  HRESULT* result)
 {
-    HRESULT result = E_FAIL;
-    ComPtr<IWbemServices> services = Connect(CLSCTX_INPROC_SERVER, wmiNamespace, &result);
+    HRESULT unwanted = E_FAIL;
+    HRESULT& last = result != nullptr ? *result : unwanted;
+    ComPtr<IWbemServices> services = Connect(CLSCTX_INPROC_SERVER, wmiNamespace, &last);
     if (!services)
         return {};
-    result =
+    last =
         CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
                           RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
-    if (FAILED(result) && refused == RefusedBlanket::kEndsSession)
+    if (FAILED(last) && refused == RefusedBlanket::kEndsSession)
         return {};
     return services;
 }
@@ -57,7 +75,10 @@ ComPtr<IWbemClassObject> QueryRows::Next()
     constexpr auto kNoTimeLimit = static_cast<long>(WBEM_INFINITE);
     ComPtr<IWbemClassObject> row;
     ULONG returned = 0;
-    if (!rows_ || FAILED(rows_->Next(kNoTimeLimit, 1, row.put(), &returned)) || returned == 0)
+    if (!rows_)
+        return {};
+    result_ = rows_->Next(kNoTimeLimit, 1, row.put(), &returned);
+    if (FAILED(result_) || returned == 0)
         return {};
     return row;
 }
@@ -71,26 +92,36 @@ QueryRows Query(IWbemServices* services, std::wstring_view wql)
         language.get(), text.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
         rows.put());
     if (FAILED(result) || !rows)
-        return QueryRows{{}};
+        return QueryRows{{}, result};
     // The rows are worth having under default security too, so a refusal is no reason to stop.
     static_cast<void>(CoSetProxyBlanket(rows.get(), RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT,
                                         COLE_DEFAULT_PRINCIPAL, RPC_C_AUTHN_LEVEL_PKT_PRIVACY,
                                         RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE));
-    return QueryRows{std::move(rows)};
+    return QueryRows{std::move(rows), result};
+}
+
+ComPtr<IEnumWbemClassObject> EnumerateClass(IWbemServices* services, std::wstring_view className,
+                                            HRESULT* result)
+{
+    const UniqueBstr name = MakeBstr(className);
+    ComPtr<IEnumWbemClassObject> instances;
+    const HRESULT ended =
+        services->CreateInstanceEnum(name.get(), WBEM_FLAG_SHALLOW, nullptr, instances.put());
+    if (result != nullptr)
+        *result = ended;
+    if (FAILED(ended))
+        return {};
+    return instances;
 }
 
 std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
                                                  std::wstring_view className,
                                                  std::uint32_t maxInstances)
 {
-    constexpr long kBatchMilliseconds = 1000;
     std::array<IWbemClassObject*, 1024> slots{};
 
-    const UniqueBstr name = MakeBstr(className);
-    ComPtr<IEnumWbemClassObject> instances;
-    if (FAILED(services->CreateInstanceEnum(name.get(), WBEM_FLAG_SHALLOW, nullptr,
-                                            instances.put())) ||
-        !instances)
+    const auto instances = EnumerateClass(services, className);
+    if (!instances)
         return {};
     const auto wanted = std::min<ULONG>(maxInstances, static_cast<ULONG>(slots.size()));
     std::vector<ComPtr<IWbemClassObject>> batch;
@@ -111,6 +142,19 @@ std::optional<WideString> ObjectText(IWbemClassObject* object)
     if (FAILED(object->GetObjectText(WBEM_FLAG_NO_FLAVORS, text.put())))
         return std::nullopt;
     return WideString{TextOf(text.get())};
+}
+
+HRESULT RunMethod(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
+                  std::wstring_view object, ComPtr<IWbemClassObject>* output)
+{
+    ComPtr<IWbemClassObject> input;
+    const HRESULT result = MakeInput(services, className, methodName, &input);
+    if (FAILED(result))
+        return result;
+    const UniqueBstr path = MakeBstr(object);
+    const UniqueBstr method = MakeBstr(methodName);
+    return services->ExecMethod(path.get(), method.get(), 0, nullptr, input.get(), output->put(),
+                                nullptr);
 }
 
 bool HasProperty(IWbemClassObject* object, const wchar_t* name)

@@ -15,26 +15,34 @@ namespace orrery {
 
 /// Connects to "root\cimv2" with whatever server class the locator is registered for, at connect
 /// level. A refused security blanket is ignored: the session then works with default security.
+/// @param result takes what the last step ended with; may be null
 /// @return the session; null when there is no locator or no connection
-ComPtr<IWbemServices> OpenDefaultSession();
+ComPtr<IWbemServices> OpenDefaultSession(HRESULT* result = nullptr);
 
 /// What a refused security blanket means for a session that is being opened.
 enum class RefusedBlanket { kKeepsSession, kEndsSession };
 
 /// Connects to a namespace through an in-process locator of its own, at call level.
 /// @param wmiNamespace such as "ROOT\CIMV2" or "\\.\ROOT\microsoft\windows\storage"
+/// @param result       as for OpenDefaultSession
 /// @return the session; null when there is no locator, no connection, or a blanket was refused that
 ///         the caller does not do without
-ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused);
+ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused,
+                                  HRESULT* result = nullptr);
 
 /// The rows of a WQL query, fetched one at a time as the provider delivers them.
 class QueryRows {
 public:
-    /// @param rows null is allowed: a query that failed has no rows
-    explicit QueryRows(ComPtr<IEnumWbemClassObject> rows) noexcept : rows_(std::move(rows)) {}
+    /// @param rows   null is allowed: a query that failed has no rows
+    /// @param result what the query ended with
+    QueryRows(ComPtr<IEnumWbemClassObject> rows, HRESULT result) noexcept
+        : rows_(std::move(rows)), result_(result)
+    {}
 
     /// False when the query itself failed, as opposed to a query without rows.
     bool succeeded() const noexcept { return static_cast<bool>(rows_); }
+    /// What the query, or the last fetch from it, ended with.
+    HRESULT result() const noexcept { return result_; }
 
     /// Waits for the next row, without a time limit.
     /// @return null after the last row, and when fetching fails
@@ -42,10 +50,20 @@ public:
 
 private:
     ComPtr<IEnumWbemClassObject> rows_;
+    HRESULT result_;
 };
 
 /// Starts a WQL query, forward-only and returning at once, with packet privacy on its enumerator.
 QueryRows Query(IWbemServices* services, std::wstring_view wql);
+
+/// Starts the enumeration of a class, without its subclasses.
+/// @param result takes what the call ended with; may be null
+/// @return null when it failed
+ComPtr<IEnumWbemClassObject> EnumerateClass(IWbemServices* services, std::wstring_view className,
+                                            HRESULT* result = nullptr);
+
+/// How long FirstBatch waits.
+constexpr long kBatchMilliseconds = 1000;
 
 /// Enumerates a class, without its subclasses, and takes what arrives in one batch.
 /// @param maxInstances upper bound, 1 to 1024
@@ -57,6 +75,13 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
 /// The textual form of an instance, one line for each property that is not null.
 /// @return nothing when the provider cannot give it
 std::optional<WideString> ObjectText(IWbemClassObject* object);
+
+/// Runs a method that needs no values as input.
+/// @param object its path, as "__PATH" tells it
+/// @param output takes the parameters that the method gives; null when a call failed
+/// @return what the last call ended with
+HRESULT RunMethod(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
+                  std::wstring_view object, ComPtr<IWbemClassObject>* output);
 
 /// Whether a property can be read and is neither empty nor null.
 bool HasProperty(IWbemClassObject* object, const wchar_t* name);

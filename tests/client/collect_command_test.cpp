@@ -399,5 +399,18 @@ TEST_F(CollectCommand, CancelsOnCtrlCAndKeepsNoReportOfTheRun)
     }
 }
 
+TEST_F(CollectCommand, HasADoctorThatNeedsNoLibrary)
+{
+    fs::remove(program_ / L"orrery.dll");
+    const auto written = Run(L"doctor --to json -o pc.json");
+    EXPECT_EQ(written.output + written.errors, "");
+    const bool isComplete =
+        Content(reports_ / L"pc.json").find("\"complete\": true") != std::string::npos;
+    EXPECT_EQ(written.code, isComplete ? ExitCode::kDone : ExitCode::kNo);
+    EXPECT_TRUE(Run(L"doctor").output.starts_with("This machine\n  Rights "));
+    for (const wchar_t* arguments : {L"doctor --timeout 0", L"doctor --to html", L"doctor -o ."})
+        EXPECT_EQ(Run(arguments).code, ExitCode::kInput) << ToUtf8(arguments);
+}
+
 }  // namespace
 }  // namespace orrery

@@ -46,8 +46,10 @@ HANDLE WINAPI Devices::Open(const wchar_t* path, DWORD access, DWORD share, SECU
                          creation == OPEN_EXISTING && flags == 0;
     current->oddOpens += isUsual ? 0 : 1;
     const auto answer = current->answers_.find(path);
-    if (answer == current->answers_.end())
+    if (answer == current->answers_.end()) {
+        SetLastError(ERROR_FILE_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
+    }
     const HANDLE device = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     current->handles_[device] = &answer->second;
     return device;

@@ -101,7 +101,7 @@ DWORD Wlan::QueryInterface(HANDLE client, const GUID* id, WLAN_INTF_OPCODE opcod
         *data = block;
         return ERROR_SUCCESS;
     }
-    return ERROR_INVALID_STATE;
+    return current->noConnection;
 }
 
 DWORD Wlan::GetNetworkBssList(HANDLE client, const GUID* id, DOT11_SSID* ssid, DOT11_BSS_TYPE type,

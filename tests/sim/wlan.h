@@ -41,6 +41,7 @@ public:
     std::vector<Interface> interfaces;
     DWORD openResult = ERROR_SUCCESS;
     DWORD listResult = ERROR_SUCCESS;
+    DWORD noConnection = ERROR_INVALID_STATE;  ///< result of asking for one that there is not
     DWORD connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES);
     bool tellsSizes = true;
     DWORD hiddenNetworks = 0;  ///< counted in a list that is too small to hold them

@@ -1,0 +1,87 @@
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "client/command_line.h"
+#include "client/commands/open_report.h"
+#include "client/commands/terminal_style.h"
+#include "client/console.h"
+#include "client/doctor/diagnosis.h"
+#include "client/doctor/diagnosis_text.h"
+#include "client/machine/system_probe.h"
+#include "client/machine/wmi_probe.h"
+#include "client/output_file.h"
+#include "client/support/progress_line.h"
+
+namespace orrery {
+namespace {
+
+struct DoctorOptions {
+    std::string format = "text";
+    std::string output;  // empty for standard output
+    std::uint32_t timeout = 10;
+};
+
+doctor::Findings ExamineMachine(std::chrono::seconds limit)
+{
+    CProgressLine progress{true};
+    doctor::Findings findings;
+    findings.timeoutSeconds = static_cast<unsigned>(limit.count());
+    progress.Show("Asking for services and devices");
+    machine::ProbeSystem(limit, &findings);
+    machine::ProbeWmi(
+        limit, [&progress](const std::string& what) { progress.Show("Asking " + what); },
+        &findings);
+    return findings;
+}
+
+ExitCode RunDoctor(const DoctorOptions& options)
+{
+    if (!options.output.empty())
+        CheckOutputFile(options.output, {});
+    const doctor::Findings findings = ExamineMachine(std::chrono::seconds{options.timeout});
+    const auto troubles = doctor::Diagnose(findings);
+    // A file is for any width, whatever the terminal is like.
+    const report::ShowStyle style =
+        options.output.empty() ? StyleOf(OutputTerminal()) : report::ShowStyle{};
+    const std::string text = options.format == "json"
+                                 ? doctor::FormatDiagnosisJson(findings, troubles)
+                                 : doctor::FormatDiagnosis(findings, troubles, style);
+    if (options.output.empty())
+        PrintOrFail(text);
+    else
+        WriteOutputFile(options.output, text);
+    return doctor::IsAnythingMissing(troubles) ? ExitCode::kNo : ExitCode::kDone;
+}
+
+}  // namespace
+
+void AddDoctorCommand(CLI::App& app, ExitCode* result)
+{
+    CLI::App* const command =
+        app.add_subcommand("doctor", "Tell why facts would be missing from a report of this PC");
+    const auto options = std::make_shared<DoctorOptions>();
+    command->add_option("--to", options->format, "text (unless given) or json")
+        ->type_name("FORMAT")
+        ->check(CLI::IsMember({"text", "json"}));
+    command
+        ->add_option("-o,--output", options->output,
+                     "The file to write, in place of an earlier one; else standard output")
+        ->type_name("FILE");
+    command
+        ->add_option("--timeout", options->timeout,
+                     "Give up a single question after this time, up to an hour")
+        ->check(CLI::Range(1U, 3600U).description(""))
+        ->type_name("SECONDS")
+        ->capture_default_str();
+    command->footer(
+        "Asks Windows what the library asks, question by question, and says which keys of the\n"
+        "report go without an answer and what to do about it. Writes no report and changes\n"
+        "nothing. Run it with the rights, and as the user, that the inventory runs with.\n\n"
+        "Examples:\n  orreryctl doctor\n  orreryctl doctor --to json -o doctor.json\n\n" +
+        ExitCodeHelp());
+    command->callback([options, result] { *result = RunDoctor(*options); });
+}
+
+}  // namespace orrery

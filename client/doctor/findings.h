@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/machine/without.h"
+
+namespace orrery::doctor {
+
+using machine::Without;
+
+/// How a question to Windows ended.
+enum class Ending {
+    kNotAsked,  ///< what it depends on is missing
+    kAnswered,
+    kFailed,
+    kNoAnswer,  ///< within the time limit
+};
+
+struct Outcome {
+    Ending ending = Ending::kNotAsked;
+    std::uint32_t error = 0;  ///< of a failure: an HRESULT or a number of Windows
+};
+
+enum class Rights { kNotKnown, kUser, kAdministrator, kLocalSystem };
+
+enum class ServiceState { kNotKnown, kRunning, kStopped, kDisabled, kMissing };
+
+struct NamespaceFinding {
+    std::string path;
+    Outcome outcome;
+    unsigned milliseconds = 0;  ///< until the session was open
+};
+
+/// A fact of the report, and what it is read from.
+struct FedKey {
+    std::string reads;  ///< empty: it needs the answer without being read from it
+    std::string key;    ///< "Section.Property"
+};
+
+/// Keys of the report that an answer feeds.
+struct Feed {
+    std::vector<FedKey> keys;
+    Without without = Without::kLeftOut;
+    std::string standIn;
+};
+
+enum class Asking { kClass, kQuery, kMethod };
+
+/// One class, query or method.
+struct ClassFinding {
+    std::size_t wmiNamespace = 0;  ///< in Findings::namespaces
+    std::string name;              ///< of the class
+    std::string method;            ///< empty unless one is run
+    Asking asking = Asking::kClass;
+    bool mayBeEmpty = false;  ///< there are sound machines without any instance
+    std::vector<Feed> feeds;
+
+    Outcome outcome;
+    unsigned first = 0, last = 0;  ///< milliseconds until the first and the last instance
+    std::size_t count = 0;
+    std::size_t late = 0;  ///< of the count: come when the library no longer waits
+    /// Properties without a value in any instance.
+    std::vector<std::string> withoutValue;
+};
+
+/// The WLAN service as a program sees it.
+struct WlanFinding {
+    bool hasLibrary = false;
+    Outcome outcome;  ///< of listing the adapters
+    std::size_t adapters = 0, connected = 0;
+    Outcome connection;  ///< of asking connected adapters for their connection
+    /// Where location access is switched off, in words.
+    std::vector<std::string> deniedBy;
+};
+
+struct ScsiFinding {
+    Outcome outcome;
+    std::vector<Outcome> ports;  ///< of opening port 0 and 1
+    std::size_t drives = 0;      ///< that answer there
+};
+
+/// What a machine answers to what the library asks.
+struct Findings {
+    unsigned timeoutSeconds = 0;
+    Rights rights = Rights::kNotKnown;
+    ServiceState wmiService = ServiceState::kNotKnown;
+    ServiceState wlanService = ServiceState::kNotKnown;
+    std::vector<NamespaceFinding> namespaces;
+    std::vector<ClassFinding> classes;
+    WlanFinding wlan;
+    ScsiFinding scsi;
+};
+
+}  // namespace orrery::doctor

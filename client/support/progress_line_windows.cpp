@@ -1,0 +1,26 @@
+#include "client/support/progress_line.h"
+
+#include "client/console.h"
+#include "client/terminal_text.h"
+
+namespace orrery {
+
+CProgressLine::CProgressLine(bool isWanted) : isShown_(isWanted && IsErrorTerminal()) {}
+
+void CProgressLine::Show(const std::string& text)
+{
+    if (!isShown_ || text == text_)
+        return;
+    Clear();
+    text_ = text;
+    PrintToErrors('\r' + text);
+}
+
+void CProgressLine::Clear()
+{
+    if (!text_.empty())
+        PrintToErrors('\r' + std::string(Columns(text_), ' ') + '\r');
+    text_.clear();
+}
+
+}  // namespace orrery

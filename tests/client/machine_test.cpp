@@ -1,0 +1,262 @@
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "client/console.h"
+#include "client/doctor/diagnosis.h"
+#include "client/doctor/words.h"
+#include "client/machine/questions.h"
+#include "client/machine/system_probe.h"
+#include "client/machine/wmi_probe.h"
+#include "entry/categories.h"
+#include "sim/devices.h"
+#include "sim/platform.h"
+#include "sim/registry_tree.h"
+#include "sim/simulation.h"
+#include "sim/wlan.h"
+
+namespace orrery::machine {
+namespace {
+
+using namespace std::chrono_literals;
+using Asked = std::set<std::string>;
+
+constexpr char kUnnamed[] = "'%'";
+
+/// What a call asks for; empty for calls that ask for nothing new.
+std::string WhatIsAsked(const std::string& line)
+{
+    static const std::regex forms[] = {
+        std::regex{R"(IWbemLocator::(ConnectServer)\(([^,]+), .*)"},
+        std::regex{R"(IWbemServices::(CreateInstanceEnum)\(([^,]+), .*)"},
+        std::regex{R"(IWbemServices::(ExecQuery)\(WQL, (.*), 0x30\))"},
+        std::regex{R"(IWbemServices::(ExecMethod)\(.*, ([^,]+), 0x0, .*)"}};
+    std::smatch found;
+    for (const std::regex& form : forms)
+        if (std::regex_match(line, found, form))
+            return found.str(1) + ' ' +
+                   std::regex_replace(found.str(2), std::regex{"'[^']*'"}, kUnnamed);
+    return "";
+}
+
+TEST(Questions, AreThoseOfTheLibrary)
+{
+    Asked asked, stated;
+    {
+        const sim::Platform platform{
+            {.volumes = {{L'C', {DRIVE_FIXED, 1 << 30, 1 << 20, L"NTFS", L"System", 1}}}}};
+        const sim::Simulation simulation{
+            sim::LoadScenario(L"" ORRERY_TEST_DATA "/machines/workstation.machine")};
+        const ComApartment apartment;
+        CInvMap map;
+        for (const auto& category : kHardwareCategories)
+            RunCategory(category.id, std::make_unique<CHardwareCollector>().get(), &map);
+        for (const auto& line : simulation.Trace())
+            asked.insert(WhatIsAsked(line));
+    }
+    for (const auto& each : WmiNamespaces())
+        stated.insert("ConnectServer " + ToUtf8(each.path));
+    for (const auto& each : WmiQuestions())
+        stated.insert(each.asking == Asking::kBatch
+                          ? "CreateInstanceEnum " + ToUtf8(each.className)
+                          : (each.asking == Asking::kMethod ? "ExecMethod " : "ExecQuery ") +
+                                ToUtf8(each.text));
+    stated.insert("");
+    EXPECT_EQ(stated, asked);
+}
+
+constexpr wchar_t kMachine[] =
+    LR"(namespace root\cimv2
+instance of Win32_BIOS
+{
+    Manufacturer = "Brandvik";
+    ReleaseDate = NULL;
+    SMBIOSBIOSVersion = "";
+};
+instance of Win32_BIOS
+{
+    SerialNumber = "1";
+};
+instance of Win32_SystemEnclosure
+{
+    ChassisTypes = {3};
+    SMBIOSAssetTag = "A";
+};
+instance of Win32_Processor
+{
+    Name = "In time";
+};
+after 1300 ms
+instance of Win32_Processor
+{
+    Name = "Late";
+};
+class Win32_SystemSlot
+instance of Win32_DiskDrive
+{
+    DeviceID = "\\\\.\\PHYSICALDRIVE7";
+    MediaType = "Fixed";
+};
+query Associators of {Win32_DiskDrive.DeviceID='\\.\PHYSICALDRIVE7'} where AssocClass=Win32_DiskDriveToDiskPartition
+instance of Win32_DiskPartition
+{
+    DeviceID = "Part 7";
+};
+query Associators of {Win32_DiskPartition.DeviceID='Part 7'} where AssocClass=Win32_LogicalDiskToPartition
+instance of Win32_LogicalDisk
+{
+    DeviceID = "C:";
+};
+namespace root\microsoft\windows\storage
+class Nothing
+namespace root\CIMV2\Security\MicrosoftVolumeEncryption
+instance of Win32_EncryptableVolume
+{
+    DriveLetter = "C:";
+    ProtectionStatus = 1;
+    __PATH = "V";
+};
+method GetLockStatus of V
+instance of __PARAMETERS
+{
+    LockStatus = 0;
+};
+)";
+
+std::string EndingOf(const doctor::Outcome& outcome)
+{
+    return outcome.ending == doctor::Ending::kFailed ? doctor::ErrorText(outcome.error)
+                                                     : NameOf(outcome.ending);
+}
+
+/// One line for each class: how it ended, how many instances, of which too late, and what it lacks.
+std::string Lines(const doctor::Findings& findings)
+{
+    std::string lines;
+    for (const auto& each : findings.namespaces)
+        lines += each.path + ' ' + EndingOf(each.outcome) + '\n';
+    for (const auto& each : findings.classes) {
+        lines += each.name + ' ' + EndingOf(each.outcome) + ' ' + std::to_string(each.count) +
+                 (each.late != 0 ? ", late " + std::to_string(each.late) : "");
+        for (const std::string& property : each.withoutValue)
+            lines += ' ' + property;
+        lines += '\n';
+    }
+    return lines;
+}
+
+TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
+{
+    const sim::Platform platform{
+        {.volumes = {{L'C', {DRIVE_FIXED, 1 << 30, 1 << 20, L"NTFS", L"System", 1}}}}};
+    sim::Simulation simulation{kMachine};
+    simulation.FailCall(
+        "IWbemLocator::ConnectServer(\\\\.\\root\\CIMV2\\Security\\MicrosoftTpm, null, null, null, "
+        "0x0, null)",
+        0, static_cast<HRESULT>(WBEM_E_ACCESS_DENIED));
+    // longer than the limit
+    simulation.DelayCall("IWbemServices::CreateInstanceEnum(Win32_BaseBoard, 0x1)", 4000);
+    doctor::Findings findings;
+    std::string announced;
+    ProbeWmi(
+        3s, [&announced](const std::string& what) { announced = what; }, &findings);
+    EXPECT_EQ(Lines(findings),
+              "root\\cimv2 answered\n"
+              "ROOT\\CIMV2 answered\n"
+              "\\\\.\\ROOT\\microsoft\\windows\\storage answered\n"
+              "\\\\.\\root\\CIMV2\\Security\\MicrosoftTpm access denied (0x80041003)\n"
+              "\\\\.\\root\\CIMV2\\Security\\MicrosoftVolumeEncryption answered\n"
+              "Win32_BIOS answered 2 ReleaseDate SMBIOSBIOSVersion\n"
+              "Win32_SystemEnclosure answered 1\n"
+              "Win32_ComputerSystem no such class (0x80041010) 0\n"
+              "Win32_PhysicalMemory no such class (0x80041010) 0\n"
+              "Win32_PhysicalMemoryArray no such class (0x80041010) 0\n"
+              "Win32_Processor answered 2, late 1 CurrentClockSpeed Manufacturer NumberOfCores "
+              "NumberOfLogicalProcessors\n"
+              "Win32_DiskDrive answered 1 Caption Size\n"
+              "Win32_USBController no such class (0x80041010) 0\n"
+              "Win32_BaseBoard no answer 0\n"
+              "Win32_SystemSlot answered 0\n"
+              "Win32_NetworkAdapter no such class (0x80041010) 0\n"
+              "Win32_DiskDrive answered 1\n"
+              "Win32_DiskPartition answered 1\n"
+              "Win32_LogicalDisk answered 1\n"
+              "MSFT_PhysicalDisk no such class (0x80041010) 0\n"
+              "Win32_Tpm not asked 0\n"
+              "Win32_EncryptableVolume answered 1\n"
+              "Win32_EncryptableVolume answered 1\n");
+    EXPECT_EQ(announced, "Win32_EncryptableVolume");
+    for (const auto& each : findings.classes)
+        EXPECT_EQ(each.late != 0, each.last >= 1000) << each.name << each.last;
+    // The question that was given up still uses the simulation.
+    for (int tries = 0; tries < 500 && simulation.LiveObjects() != 0; ++tries)
+        Sleep(20);
+    EXPECT_EQ(simulation.LiveObjects(), 0);
+}
+
+TEST(ProbeSystem, TellsWhatTheWlanServiceRefuses)
+{
+    const auto connection = sim::MakeConnection("Fjord");
+    const struct {
+        DWORD openResult, listResult, noConnection;
+        std::vector<sim::Wlan::Interface> adapters;
+        std::string expected;
+    } rows[] = {
+        {0, 0, 0, {}, "answered 0, 0 adapters, 0 connected, not asked 0"},
+        {1062, 0, 0, {}, "failed 1062, 0 adapters, 0 connected, not asked 0"},
+        {0, 8, 0, {}, "failed 8, 0 adapters, 0 connected, not asked 0"},
+        {0,
+         0,
+         5,
+         {{L"Idle", wlan_interface_state_disconnected}, {L"On"}, {L"Too", {}, connection}},
+         "answered 0, 3 adapters, 1 connected, failed 5"},
+        {0,
+         0,
+         5,
+         {{L"On", wlan_interface_state_connected, connection}, {L"Refused"}},
+         "answered 0, 2 adapters, 2 connected, failed 5"},
+        {0,
+         0,
+         5,
+         {{L"On", wlan_interface_state_connected, connection}},
+         "answered 0, 1 adapters, 1 connected, answered 0"},
+    };
+    const std::wstring consent =
+        L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\CapabilityAccessManager\\ConsentStore\\"
+        L"location";
+    const RegistryTree registry{HKEY_LOCAL_MACHINE,
+                                {{consent, L"Value", TextValue(L"deny")},
+                                 {L"SOFTWARE\\Policies\\Microsoft\\Windows\\LocationAndSensors",
+                                  L"DisableLocation", NumberValue(1)}}};
+    for (const auto& row : rows) {
+        sim::Wlan wlan{row.adapters};
+        wlan.openResult = row.openResult;
+        wlan.listResult = row.listResult;
+        wlan.noConnection = row.noConnection;
+        sim::Devices devices{{{L"\\\\.\\Scsi1:", [](const sim::DeviceCall&) { return false; }}}};
+        doctor::Findings findings;
+        ProbeSystem(30s, &findings);
+        const auto& found = findings.wlan;
+        EXPECT_EQ(std::string{NameOf(found.outcome.ending)} + ' ' +
+                      std::to_string(found.outcome.error) + ", " + std::to_string(found.adapters) +
+                      " adapters, " + std::to_string(found.connected) + " connected, " +
+                      NameOf(found.connection.ending) + ' ' +
+                      std::to_string(found.connection.error),
+                  row.expected);
+        EXPECT_TRUE(found.hasLibrary);
+        EXPECT_EQ(found.deniedBy, (std::vector<std::string>{"this device", "everyone, by policy"}));
+        EXPECT_TRUE(wlan.blocks.empty());
+        ASSERT_EQ(findings.scsi.ports.size(), 2U);
+        EXPECT_EQ(findings.scsi.ports[0].error, 2U);
+        EXPECT_EQ(findings.scsi.ports[1].ending, doctor::Ending::kAnswered);
+        EXPECT_NE(findings.rights, doctor::Rights::kNotKnown);
+    }
+}
+
+}  // namespace
+}  // namespace orrery::machine
