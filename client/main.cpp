@@ -27,6 +27,9 @@ ExitCode Run(int argumentCount, char** arguments)
     AddDiffCommand(app, &result);
     AddRedactCommand(app, &result);
 #ifdef _WIN32
+    AddRecordCommand(app, &result);
+#endif
+#ifdef _WIN32
     app.footer("Example:\n  orreryctl collect report.tsv\n\n" + ExitCodeHelp());
 #else
     app.footer("Reports are collected on Windows, where there is a command for it.\n\n" +

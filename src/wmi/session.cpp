@@ -62,7 +62,7 @@ ComPtr<IWbemClassObject> QueryRows::Next()
     return row;
 }
 
-QueryRows Query(IWbemServices* services, std::wstring_view wql)
+ComPtr<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql)
 {
     const UniqueBstr language = MakeBstr(L"WQL");
     const UniqueBstr text = MakeBstr(wql);
@@ -71,12 +71,27 @@ QueryRows Query(IWbemServices* services, std::wstring_view wql)
         language.get(), text.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
         rows.put());
     if (FAILED(result) || !rows)
-        return QueryRows{{}};
+        return {};
     // The rows are worth having under default security too, so a refusal is no reason to stop.
     static_cast<void>(CoSetProxyBlanket(rows.get(), RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT,
                                         COLE_DEFAULT_PRINCIPAL, RPC_C_AUTHN_LEVEL_PKT_PRIVACY,
                                         RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE));
-    return QueryRows{std::move(rows)};
+    return rows;
+}
+
+QueryRows Query(IWbemServices* services, std::wstring_view wql)
+{
+    return QueryRows{StartQuery(services, wql)};
+}
+
+ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className)
+{
+    const UniqueBstr name = MakeBstr(className);
+    ComPtr<IEnumWbemClassObject> instances;
+    if (FAILED(
+            services->CreateInstanceEnum(name.get(), WBEM_FLAG_SHALLOW, nullptr, instances.put())))
+        return {};
+    return instances;
 }
 
 std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
@@ -86,11 +101,8 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
     constexpr long kBatchMilliseconds = 1000;
     std::array<IWbemClassObject*, 1024> slots{};
 
-    const UniqueBstr name = MakeBstr(className);
-    ComPtr<IEnumWbemClassObject> instances;
-    if (FAILED(services->CreateInstanceEnum(name.get(), WBEM_FLAG_SHALLOW, nullptr,
-                                            instances.put())) ||
-        !instances)
+    const auto instances = StartEnumeration(services, className);
+    if (!instances)
         return {};
     const auto wanted = std::min<ULONG>(maxInstances, static_cast<ULONG>(slots.size()));
     std::vector<ComPtr<IWbemClassObject>> batch;

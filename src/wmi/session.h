@@ -45,7 +45,15 @@ private:
 };
 
 /// Starts a WQL query, forward-only and returning at once, with packet privacy on its enumerator.
+/// @return null when the query failed
+ComPtr<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql);
+
+/// Starts a WQL query whose rows are all wanted, see StartQuery.
 QueryRows Query(IWbemServices* services, std::wstring_view wql);
+
+/// Starts to enumerate a class, without its subclasses.
+/// @return null when there is no such class
+ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className);
 
 /// Enumerates a class, without its subclasses, and takes what arrives in one batch.
 /// @param maxInstances upper bound, 1 to 1024
