@@ -29,6 +29,16 @@ constexpr auto kIdentities = std::to_array<Identity>({
     {"WINSServer", "NetworkAdapter", "WINSPrimaryServer"},
 });
 
+// What other things are found by, or are read as numbers from.
+constexpr auto kKept = std::to_array<std::string_view>({
+    "Class",
+    "ClassGUID",
+    "CurrentBuildNumber",
+    "CurrentVersion",
+    "DriveLetter",
+    "Version",
+});
+
 /// The number of a placeholder such as "ip-7"; 0 for another text.
 unsigned NumberOf(std::string_view text, std::string_view kind)
 {
@@ -77,37 +87,61 @@ bool IsPassedOver(const std::string& address)
     return !IsReportedAdapter(IF_TYPE_ETHERNET_CSMACD, std::span<const std::uint8_t, 6>{bytes});
 }
 
-/// Makes the random numbers of a path, such as a volume's, known as serial numbers, and its computer
-/// as the host.
-void NoteNamesOf(const std::string& path, report::CRedactor* redactor)
+/// Replaces the random numbers in a path, such as a volume's, and the computer's name before it.
+void RedactPath(std::string* path, report::CRedactor* redactor)
 {
     constexpr std::size_t kGuidLength = 36;
-    for (std::size_t at = path.find('{'); at != std::string::npos; at = path.find('{', at + 1))
-        if (at + kGuidLength + 1 < path.size() && path[at + kGuidLength + 1] == '}') {
-            std::string guid = path.substr(at + 1, kGuidLength);
+    for (std::size_t at = path->find('{'); at != std::string::npos; at = path->find('{', at + 1))
+        if (path->find('}', at) == at + kGuidLength + 1) {
+            std::string guid = path->substr(at + 1, kGuidLength);
             redactor->Take("", "SerialNumber", &guid);
+            path->replace(at + 1, kGuidLength, guid);
         }
-    if (path.starts_with("\\\\") && !path.starts_with("\\\\.\\")) {
-        std::string host = path.substr(2, path.find('\\', 2) - 2);
+    if (path->starts_with("\\\\") && !path->starts_with("\\\\.\\")) {
+        const std::size_t length = path->find('\\', 2) - 2;
+        std::string host = path->substr(2, length);
         redactor->Take("ComputerSystem", "Name", &host);
+        path->replace(2, length, host);
     }
 }
 
-/// The name of a device's instance is often its serial number.
-void NoteInstanceOf(const std::string& heading, report::CRedactor* redactor)
+/// Replaces what identifies in the name of a key: a device's instance is often called by its serial
+/// number. Words are left alone, since a user may be called "system".
+void RedactKey(std::string* heading, report::CRedactor* redactor)
 {
-    constexpr std::string_view kDevices =
-        "key HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\";
-    if (!heading.starts_with(kDevices) || heading.ends_with("\\Control"))
+    constexpr std::string_view kControls = "key HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\";
+    const std::string_view path =
+        std::string_view{*heading}.substr(std::min(heading->size(), kControls.size()));
+    if (!heading->starts_with(kControls) || !path.starts_with("Enum\\")) {
+        if (!path.starts_with("Control\\Class\\"))  // the number of a class is everybody's
+            RedactPath(heading, redactor);
         return;
-    std::string instance = heading.substr(heading.rfind('\\') + 1);
+    }
+    const std::size_t end = path.ends_with("\\Control") ? heading->rfind('\\') : heading->size();
+    const std::size_t start = heading->rfind('\\', end - 1) + 1;
+    std::string instance = heading->substr(start, end - start);
     redactor->Take("", "SerialNumber", &instance);
+    heading->replace(start, end - start, instance);
+}
+
+/// A method is found by the path of its object.
+void RedactMethod(std::string* heading, report::CRedactor* redactor)
+{
+    const std::size_t start = heading->find(" of ") + 4;
+    std::string path = heading->substr(start);
+    RedactPath(&path, redactor);
+    heading->replace(start, std::string::npos, path);
 }
 
 void RedactValue(Value* value, report::CRedactor* redactor)
 {
-    if (value->spelling == Value::Spelling::kBare || value->typeWord == "REG_BINARY")
+    if (value->spelling == Value::Spelling::kBare || value->typeWord == "REG_BINARY" ||
+        std::find(kKept.begin(), kKept.end(), value->name) != kKept.end())
         return;
+    if (value->name == "__PATH" || value->name == "Key") {
+        RedactPath(&value->parts.front(), redactor);
+        return;
+    }
     const auto identity =
         std::find_if(kIdentities.begin(), kIdentities.end(),
                      [&](const Identity& each) { return each.name == value->name; });
@@ -117,8 +151,6 @@ void RedactValue(Value* value, report::CRedactor* redactor)
     for (std::string& part : value->parts) {
         if (value->name == "Address" && IsPassedOver(part))
             continue;
-        if (value->name == "__PATH" || value->name == "Key")
-            NoteNamesOf(part, redactor);
         const std::string original = part;
         isSecret = redactor->Take(known.section, known.property, &part);
         if (isSecret)
@@ -137,12 +169,12 @@ void Redact(Record* record)
 {
     report::CRedactor redactor;
     for (Item& item : record->items) {
-        NoteInstanceOf(item.heading, &redactor);
+        if (item.heading.starts_with("key "))
+            RedactKey(&item.heading, &redactor);
+        else if (item.heading.starts_with("method "))
+            RedactMethod(&item.heading, &redactor);
         for (Value& value : item.values)
             RedactValue(&value, &redactor);
-        // Queries are found by their exact words, which are numbers of drives and partitions.
-        if (item.heading.starts_with("key ") || item.heading.starts_with("method "))
-            redactor.TakeText(&item.heading);
     }
     for (std::string& problem : record->problems)
         redactor.TakeText(&problem);

@@ -1,11 +1,17 @@
+#include <winsock2.h>
+#include <windows.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cwctype>
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "client/machine/record.h"
 #include "sim/whole_machine.h"
 
 namespace orrery {
@@ -72,22 +78,60 @@ std::vector<std::string> NamesOfMachines()
     return names;
 }
 
+Lines ExpectedReport(const std::string& name)
+{
+    return LinesOf(sim::LoadScenario((kData / "reports" / (name + ".tsv")).c_str()));
+}
+
 class ReportOf : public testing::TestWithParam<std::string> {};
+
+/// What the recorder writes of a machine.
+std::string RecordOf(const sim::WholeMachine& machine, bool isRedacted)
+{
+    machine::Record record;
+    machine.Run(machine.platform.processors, [&] {
+        RecordWindows(&record);
+        RecordWmi(&record);
+    });
+    if (isRedacted)
+        Redact(&record);
+    return FormatRecord(record);
+}
+
+/// The report of a machine that is described by a text.
+Lines ReportOfText(const std::string& text)
+{
+    const auto path = std::filesystem::temp_directory_path() /
+                      (std::to_string(GetCurrentProcessId()) + ".machine");
+    std::ofstream{path, std::ios::binary} << text;
+    const sim::WholeMachine machine{path.wstring()};
+    std::filesystem::remove(path);
+    return LinesOf(CollectFrom(machine, 24));
+}
 
 TEST_P(ReportOf, TheMachineIsTheExpectedOne)
 {
-    const auto golden = kData / "reports" / (GetParam() + ".tsv");
-    const Lines expected = LinesOf(sim::LoadScenario(golden.c_str()));
-    sim::WholeMachine machine{MachineFile(GetParam())};
+    const sim::WholeMachine machine{MachineFile(GetParam())};
     for (const DWORD processors : {24, 1}) {
         SCOPED_TRACE(processors);
-        const std::wstring report = CollectFrom(&machine, processors);
+        const std::wstring report = CollectFrom(machine, processors);
         EXPECT_TRUE(report.ends_with(L'\n'));
-        const auto differences = Differences(expected, LinesOf(report));
-        EXPECT_TRUE(differences.empty()) << differences;
+        EXPECT_EQ(Differences(ExpectedReport(GetParam()), LinesOf(report)), L"");
         EXPECT_EQ(machine.wmi().LiveObjects(), 0);
         EXPECT_TRUE(machine.wlan().blocks.empty());
     }
+}
+
+TEST_P(ReportOf, TheRecordedMachineIsTheSame)
+{
+    std::string text;
+    {
+        const sim::WholeMachine machine{MachineFile(GetParam())};
+        text = RecordOf(machine, false);
+        EXPECT_EQ(machine.wmi().LiveObjects(), 0);
+        EXPECT_TRUE(machine.wlan().blocks.empty());
+    }
+    EXPECT_EQ(Differences(ExpectedReport(GetParam()), ReportOfText(text)), L"") << text;
 }
 
 INSTANTIATE_TEST_SUITE_P(Machines, ReportOf, testing::ValuesIn(NamesOfMachines()),
@@ -96,6 +140,54 @@ INSTANTIATE_TEST_SUITE_P(Machines, ReportOf, testing::ValuesIn(NamesOfMachines()
                              std::replace(name.begin(), name.end(), '-', '_');
                              return name;
                          });
+
+TEST(RedactedMachine, KeepsNothingThatIdentifiesAndReportsTheRest)
+{
+    std::string text;
+    {
+        const sim::WholeMachine machine{MachineFile("workstation")};
+        text = RecordOf(machine, true);
+    }
+    for (const char* const secret :
+         {"PF-000017", "HE-230914", "WX41-0077",    "S5NV0042", "PM-1",         "USB-1",
+          "CR-9",      "nk 7",      "0A1B2C3D",     "BADC0DE",  "vaerksted-07", "kari.nordmann",
+          "1B-21-0A",  "1B:21:0A",  "7C-55-00",     "7C:55:00", "0A:0A:0A",     "192.168.10",
+          "10.20.30",  "fd00::",    "2001:db8::20", "Fjord",    "HOST"})
+        EXPECT_EQ(text.find(secret), std::string::npos) << secret;
+
+    // What is replaced, and by what. All else is as it was.
+    const std::map<std::wstring, std::wstring> replaced{
+        {L"BIOS\t0\tAssetTag", L"serial-7"},
+        {L"BIOS\t0\tSerialNumber", L"serial-5"},
+        {L"ComputerSystem\t0\tName", L"host-1"},
+        {L"OperatingSystem\t0\tLoggedOnUser", L"user-1"},
+        {L"LogicalDisk\t0\tVolumeSerialNumber", L"1"},
+        {L"LogicalDisk\t1\tVolumeSerialNumber", L"2"},
+        {L"LogicalDisk\t2\tVolumeSerialNumber", L"3"},
+        {L"LogicalDisk\t3\tVolumeSerialNumber", L"0"},
+        {L"LogicalDisk\t4\tVolumeSerialNumber", L"4"},
+        {L"LogicalDisk\t5\tVolumeSerialNumber", L"0"},
+        {L"NetworkAdapter\t0\tMACAddress", L"02-00-00-00-00-02"},
+        {L"NetworkAdapter\t1\tMACAddress", L"02-00-00-00-00-03"},
+        {L"NetworkAdapter\t2\tMACAddress", L"02-00-00-00-00-04"},
+        {L"NetworkAdapter\t3\tMACAddress", L"02-00-00-00-00-05"},
+        {L"NetworkAdapter\t0\tIPAddress", L"198.18.0.1"},
+        {L"NetworkAdapter\t0\tDefaultIPGateway", L"198.18.0.2"},
+        {L"NetworkAdapter\t0\tDHCPServer", L"198.18.0.3"},
+        {L"NetworkAdapter\t0\tDNSServer", L"198.18.0.4"},
+        {L"NetworkAdapter\t1\tIPAddress", L"198.18.0.5"},
+        {L"NetworkAdapter\t1\tWINSPrimaryServer", L"198.18.0.6"},
+        {L"NetworkAdapter\t1\tDNSServer", L"198.18.0.7"},
+        {L"NetworkAdapter\t0\tIPV6Address", L"2001:db8::8,2001:db8::9"},
+        {L"NetworkAdapter\t2\tIPV6Address", L"2001:db8::a"},
+        {L"NetworkAdapter\t1\tSSID", L"ssid-1"},
+    };
+    Lines expected = ExpectedReport("workstation");
+    for (auto& line : expected)
+        if (const auto by = replaced.find(line.substr(0, line.rfind(L'\t'))); by != replaced.end())
+            line.replace(line.rfind(L'\t') + 1, line.npos, by->second);
+    EXPECT_EQ(Differences(expected, ReportOfText(text)), L"") << text;
+}
 
 }  // namespace
 }  // namespace orrery

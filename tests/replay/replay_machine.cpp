@@ -16,8 +16,8 @@ int main(int argumentCount, char** arguments)
     try {
         std::wstring report;
         {
-            sim::WholeMachine machine{FromUtf8(given[1])};
-            report = CollectFrom(&machine, machine.platform.processors);
+            const sim::WholeMachine machine{FromUtf8(given[1])};
+            report = CollectFrom(machine, machine.platform.processors);
         }
         WriteOutputFile(given[0], {reinterpret_cast<const char*>(report.data()),
                                    report.size() * sizeof(wchar_t)});

@@ -379,7 +379,19 @@ void WholeMachine::Install(const std::wstring& text)
     wmi_.emplace(text);
 }
 
-std::wstring CollectFrom(WholeMachine* machine, DWORD processors)
+void WholeMachine::Run(DWORD processors, const std::function<void()>& action,
+                       const std::filesystem::path& lent, UniqueFile file) const
+{
+    PlatformFacts facts = platform;
+    facts.processors = processors;
+    const Platform installed{facts};
+    Devices answering{devices};
+    if (file)
+        answering.Lend(lent.wstring(), std::move(file));
+    action();
+}
+
+std::wstring CollectFrom(const WholeMachine& machine, DWORD processors)
 {
     const UniqueModule library{LoadLibraryW(L"orrery.dll")};
     const auto run = FindLibrary(library);
@@ -389,14 +401,8 @@ std::wstring CollectFrom(WholeMachine* machine, DWORD processors)
                                 CREATE_ALWAYS, 0, nullptr)};
     if (!file)
         throw std::runtime_error("no report can be written to the folder for temporary files");
-    {
-        PlatformFacts facts = machine->platform;
-        facts.processors = processors;
-        const Platform platform{facts};
-        Devices devices{machine->devices};
-        devices.Lend(path.wstring(), std::move(file));
-        run(path.c_str(), 0x10);
-    }
+    machine.Run(
+        processors, [&] { run(path.c_str(), 0x10); }, path, std::move(file));
     std::wstring report;
     std::ifstream stream{path, std::ios::binary};
     for (wchar_t unit = 0; stream.read(reinterpret_cast<char*>(&unit), sizeof unit);)

@@ -4,7 +4,10 @@
 #include <windows.h>
 
 #include <deque>
+#include <filesystem>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +33,12 @@ public:
     /// What the machine's devices answer.
     std::map<std::wstring, Devices::Answer> devices;
 
+    /// Does something while all of the machine answers; its program must not open files by then.
+    /// @param processors with one, the categories of a run come one after the other
+    /// @param lent a file that may be opened all the same
+    void Run(DWORD processors, const std::function<void()>& action,
+             const std::filesystem::path& lent = {}, UniqueFile file = {}) const;
+
     const Simulation& wmi() const noexcept { return *wmi_; }
     const Wlan& wlan() const noexcept { return *wlan_; }
 
@@ -51,8 +60,7 @@ private:
 };
 
 /// Collects from a machine with the library under test and gives the report file's text.
-/// @param processors with one, the categories run one after the other
 /// @throw std::runtime_error when there is no library or it wrote no report
-std::wstring CollectFrom(WholeMachine* machine, DWORD processors);
+std::wstring CollectFrom(const WholeMachine& machine, DWORD processors);
 
 }  // namespace orrery::sim
