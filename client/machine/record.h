@@ -37,8 +37,8 @@ struct Item {
 
 /// What a machine answers, as the lines of a machine file.
 struct Record {
-    std::vector<Item> items;
-    std::vector<std::string> problems;  ///< what could not be recorded
+    std::vector<Item> items{};
+    std::vector<std::string> problems{};  ///< what could not be recorded
 };
 
 // Each asks this machine a part of what the library asks and adds the answers. A question that is

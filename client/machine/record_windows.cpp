@@ -28,8 +28,6 @@ namespace {
 
 constexpr std::chrono::seconds kLimit{30};
 
-using Items = std::vector<Item>;
-
 std::wstring FormatBytes(const std::uint8_t* bytes, std::size_t count, wchar_t separator)
 {
     std::wstring text;
@@ -102,7 +100,7 @@ void AddUser(Item* item)
     user.EndImpersonation();
 }
 
-Items AskSystem()
+Record AskSystem()
 {
     Item item{.heading = "system"};
     SYSTEM_INFO system{};
@@ -120,23 +118,23 @@ Items AskSystem()
         item.values.push_back(
             NumberValue("Memory", static_cast<std::int64_t>(memory.ullTotalPhys)));
     AddZone(&item);
-    return {item};
+    return {.items = {item}, .problems = {}};
 }
 
-Items AskVolume(wchar_t letter)
+Record AskVolume(wchar_t letter)
 {
     const std::wstring root = letter + std::wstring{L":\\"};
     const UINT type = GetDriveTypeW(root.c_str());
     Item item{.heading = "volume " + ToUtf8(root.substr(0, 2))};
     item.values.push_back(NumberValue("Type", type));
     if (!IsListedDrive(type, false))
-        return {item};  // the report does not ask more of it
+        return {.items = {item}, .problems = {}};  // the report does not ask more of it
     std::array<wchar_t, MAX_PATH + 1> label{}, fileSystem{};
     DWORD serial = 0;
     if (!GetVolumeInformationW(root.c_str(), label.data(), static_cast<DWORD>(label.size()),
                                &serial, nullptr, nullptr, fileSystem.data(),
                                static_cast<DWORD>(fileSystem.size())))
-        return {item};
+        return {.items = {item}, .problems = {}};
     const VolumeSpace space = ReadVolumeSpace(root.c_str(), &GetDiskFreeSpaceExW);
     std::array<wchar_t, 9> digits{};
     std::swprintf(digits.data(), digits.size(), L"%08lX", serial);
@@ -145,10 +143,10 @@ Items AskVolume(wchar_t letter)
     item.values.push_back(TextValue("Serial", digits.data()));
     item.values.push_back(NumberValue("Size", static_cast<std::int64_t>(space.total)));
     item.values.push_back(NumberValue("FreeSpace", static_cast<std::int64_t>(space.free)));
-    return {item};
+    return {.items = {item}, .problems = {}};
 }
 
-Items AskDrive(int number)
+Record AskDrive(int number)
 {
     const std::wstring path = L"\\\\.\\PHYSICALDRIVE" + std::to_wstring(number);
     const UniqueFile drive{CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
@@ -165,7 +163,7 @@ Items AskDrive(int number)
                         sizeof answer, &returned, nullptr) &&
         returned == sizeof answer)
         item.values.push_back(FlagValue("IncursSeekPenalty", answer.IncursSeekPenalty != FALSE));
-    return {item};
+    return {.items = {item}, .problems = {}};
 }
 
 Item ItemOf(const IP_ADAPTER_INFO& adapter, const WideString& dnsServer)
@@ -189,13 +187,13 @@ Item ItemOf(const IP_ADAPTER_INFO& adapter, const WideString& dnsServer)
     return item;
 }
 
-Items AskAdapters()
+Record AskAdapters()
 {
-    Items items;
+    Record record;
     const UniqueModule ipHelper{LoadLibraryW(L"iphlpapi.dll")};
     const auto adapters = ReadAdapterList(ipHelper.get());
     for (const auto* each = adapters.get(); each != nullptr; each = each->Next)
-        items.push_back(ItemOf(*each, ReadDnsServer(ipHelper.get(), each->Index)));
+        record.items.push_back(ItemOf(*each, ReadDnsServer(ipHelper.get(), each->Index)));
     const WinsockSession sockets;
     const auto addressed =
         sockets ? ReadIPv6AdapterList(ipHelper.get()) : UniqueHeapBlock<IP_ADAPTER_ADDRESSES>{};
@@ -205,10 +203,11 @@ Items AskAdapters()
              unicast = unicast->Next)
             addresses.parts.push_back(ToUtf8(HostText(unicast->Address)));
         if (each->Description != nullptr && !addresses.parts.empty())
-            items.push_back({.heading = "ipv6 adapter",
-                             .values = {TextValue("Description", each->Description), addresses}});
+            record.items.push_back(
+                {.heading = "ipv6 adapter",
+                 .values = {TextValue("Description", each->Description), addresses}});
     }
-    return items;
+    return record;
 }
 
 /// The bytes of a network's name, which mostly are UTF-8.
@@ -238,7 +237,7 @@ WlanBlock<T> AskInterface(const CHardwareCollector& wlan, HANDLE client, const G
 
 /// The networks of the connection's name alone: those of the neighbours are none of the report's.
 void AddNetworks(const CHardwareCollector& wlan, HANDLE client, const GUID& id,
-                 const DOT11_SSID& ssid, DOT11_BSS_TYPE type, Items* items)
+                 const DOT11_SSID& ssid, DOT11_BSS_TYPE type, Record* record)
 {
     WLAN_BSS_LIST* list = nullptr;
     if (wlan.wlanGetNetworkBssList(client, &id, nullptr, type, FALSE, nullptr, &list) !=
@@ -248,17 +247,18 @@ void AddNetworks(const CHardwareCollector& wlan, HANDLE client, const GUID& id,
     const WlanBlock<WLAN_BSS_LIST> owner{list, wlan.wlanFreeMemory};
     for (const auto& entry : std::span{&list->wlanBssEntries[0], list->dwNumberOfItems})
         if (NameOf(entry.dot11Ssid) == NameOf(ssid))
-            items->push_back({.heading = "wireless network",
-                              .values = {TextValue("SSID", FromUtf8(NameOf(ssid))),
-                                         NumberValue("Frequency", entry.ulChCenterFrequency)}});
+            record->items.push_back(
+                {.heading = "wireless network",
+                 .values = {TextValue("SSID", FromUtf8(NameOf(ssid))),
+                            NumberValue("Frequency", entry.ulChCenterFrequency)}});
 }
 
 void AddInterface(const CHardwareCollector& wlan, HANDLE client, const WLAN_INTERFACE_INFO& info,
-                  Items* items)
+                  Record* record)
 {
     const std::span field{info.strInterfaceDescription};
     const std::wstring description{field.begin(), std::find(field.begin(), field.end(), L'\0')};
-    items->push_back(
+    record->items.push_back(
         {.heading = "wireless interface",
          .values = {TextValue("Description", description), NumberValue("State", info.isState)}});
     if (info.isState != wlan_interface_state_connected)
@@ -269,8 +269,13 @@ void AddInterface(const CHardwareCollector& wlan, HANDLE client, const WLAN_INTE
         return;
     const auto& association = connection->wlanAssociationAttributes;
     const auto& security = connection->wlanSecurityAttributes;
-    auto& values = items->back().values;
-    values.push_back(TextValue("SSID", FromUtf8(NameOf(association.dot11Ssid))));
+    const std::string name = NameOf(association.dot11Ssid);
+    if (ToUtf8(FromUtf8(name)) != name) {
+        record->problems.push_back("a wireless network whose name is no UTF-8");
+        return;
+    }
+    auto& values = record->items.back().values;
+    values.push_back(TextValue("SSID", FromUtf8(name)));
     values.push_back(NumberValue("Authentication", security.dot11AuthAlgorithm));
     values.push_back(NumberValue("Cipher", security.dot11CipherAlgorithm));
     values.push_back(NumberValue("PhyType", association.dot11PhyType));
@@ -278,12 +283,12 @@ void AddInterface(const CHardwareCollector& wlan, HANDLE client, const WLAN_INTE
             AskInterface<ULONG>(wlan, client, info.InterfaceGuid, wlan_intf_opcode_channel_number))
         values.push_back(NumberValue("Channel", *channel));
     AddNetworks(wlan, client, info.InterfaceGuid, association.dot11Ssid, association.dot11BssType,
-                items);
+                record);
 }
 
-Items AskWireless()
+Record AskWireless()
 {
-    Items items;
+    Record record;
     const CHardwareCollector wlan;
     HANDLE client = nullptr;
     DWORD negotiated = 0;
@@ -291,14 +296,14 @@ Items AskWireless()
         wlan.wlanQueryInterface == nullptr || wlan.wlanGetNetworkBssList == nullptr ||
         wlan.wlanFreeMemory == nullptr ||
         wlan.wlanOpenHandle(2, nullptr, &negotiated, &client) != ERROR_SUCCESS)
-        return items;
+        return record;
     WLAN_INTERFACE_INFO_LIST* list = nullptr;
     if (wlan.wlanEnumInterfaces(client, nullptr, &list) == ERROR_SUCCESS && list != nullptr) {
         const WlanBlock<WLAN_INTERFACE_INFO_LIST> owner{list, wlan.wlanFreeMemory};
         for (const auto& info : std::span{&list->InterfaceInfo[0], list->dwNumberOfItems})
-            AddInterface(wlan, client, info, &items);
+            AddInterface(wlan, client, info, &record);
     }
-    return items;  // the client ends with the program
+    return record;  // the client ends with the program
 }
 
 /// @return nothing for a type that the form does not have
@@ -413,13 +418,16 @@ private:
 };
 
 /// Asks in time; what does not answer is left out.
-void Add(const char* what, std::function<Items()> ask, Record* record)
+void Add(const char* what, std::function<Record()> ask, Record* record)
 {
-    auto items = AskWithin<Items>(kLimit, std::move(ask));
-    if (!items)
+    const auto answer = AskWithin<Record>(kLimit, std::move(ask));
+    if (!answer) {
         record->problems.push_back(std::string{what} + ", which do not answer");
-    else
-        record->items.insert(record->items.end(), items->begin(), items->end());
+        return;
+    }
+    record->items.insert(record->items.end(), answer->items.begin(), answer->items.end());
+    record->problems.insert(record->problems.end(), answer->problems.begin(),
+                            answer->problems.end());
 }
 
 }  // namespace

@@ -194,10 +194,11 @@ void AddObject(IWbemClassObject* object, const Row& row, Answer* answer)
 }
 
 /// Takes the rows one at a time, and notes those that come so late that a batch goes without them.
-void AddRows(IEnumWbemClassObject* rows, const Row& row, std::uint32_t maxRows, Answer* answer)
+/// @param start of the enumeration
+void AddRows(IEnumWbemClassObject* rows, Clock::time_point start, const Row& row,
+             std::uint32_t maxRows, Answer* answer)
 {
     constexpr std::chrono::milliseconds kBatchTime{1000};
-    const auto start = Clock::now();
     for (std::uint32_t count = 0; count < maxRows; ++count) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(start + kRowsLimit -
                                                                                 Clock::now());
@@ -250,11 +251,12 @@ Answer Ask(const WmiQuestion& question, const std::wstring& text, const Row& row
         return answer;
     }
     const bool isBatch = question.asking == Asking::kBatch;
+    const auto start = Clock::now();
     const auto rows = isBatch ? StartEnumeration(services.get(), question.className)
                               : StartQuery(services.get(), text);
     answer.isAnswered = static_cast<bool>(rows);
     if (rows)
-        AddRows(rows.get(), row, isBatch ? question.maxInstances : UINT32_MAX, &answer);
+        AddRows(rows.get(), start, row, isBatch ? question.maxInstances : UINT32_MAX, &answer);
     return answer;
 }
 

@@ -235,7 +235,7 @@ TEST_F(CollectCommand, SaysWhichArgumentsItTakes)
     } rows[] = {
         {L"", ExitCode::kInput,
          "a command is missing\n\"orreryctl\" takes: collect, show, get, convert, diff, redact, "
-         "--version, --help"},
+         "record, --version, --help"},
         {L"colect pc.tsv", ExitCode::kInput, "\"colect\" is not known here\n\"orreryctl\" takes:"},
         {L"collect pc.tsv --fast", ExitCode::kInput, "\"--fast\" is not known here"},
         {L"collect front desk.tsv", ExitCode::kInput, "put a path with spaces in quotes"},

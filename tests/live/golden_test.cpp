@@ -141,6 +141,58 @@ INSTANTIATE_TEST_SUITE_P(Machines, ReportOf, testing::ValuesIn(NamesOfMachines()
                              return name;
                          });
 
+TEST(RecordedMachine, KeepsTypesObjectTextsAndDelays)
+{
+    // In the order and in the spelling of the recorder.
+    const std::string answers =
+        R"(class Win32_SystemEnclosure
+instance of Win32_SystemEnclosure
+{
+	SMBIOSAssetTag = "a\"b\\c\td\ne\x0007";
+	text SMBIOSAssetTag = "a";
+	VT_UI1 ChassisTypes = {3, 10};
+};
+unreadable instance of Win32_SystemEnclosure
+{
+	SMBIOSAssetTag = {"x, y", "}"};
+	VT_I4 ChassisTypes = {};
+};
+empty slot of Win32_SystemEnclosure
+class Win32_PhysicalMemory
+instance of Win32_PhysicalMemory
+{
+	VT_UI8 Capacity = 17179869184;
+	DeviceLocator = NULL;
+	MemoryType = TRUE;
+	VT_R8 Speed = 2933.5;
+};
+instance of Win32_PhysicalMemory
+{
+	Capacity = 4294967295;
+	DeviceLocator = EMPTY;
+	VT_UI2 MemoryType = 65535;
+	text
+	Speed = -1;
+};
+class Win32_PhysicalMemoryArray
+)";
+    const auto path = std::filesystem::temp_directory_path() /
+                      (std::to_string(GetCurrentProcessId()) + ".machine");
+    std::ofstream{path, std::ios::binary} << "namespace root\\cimv2\n"
+                                          << answers << "after 1100 ms\n"
+                                          << "instance of Win32_PhysicalMemoryArray\n{\n};\n";
+    const sim::WholeMachine machine{path.wstring()};
+    std::filesystem::remove(path);
+    const std::string text = RecordOf(machine, false);
+    const std::size_t found = text.find(answers);
+    ASSERT_NE(found, std::string::npos) << text;
+    const std::string rest = text.substr(found + answers.size());
+    ASSERT_TRUE(rest.starts_with("after ")) << text;
+    EXPECT_GE(std::stoi(rest.substr(6)), 1090);  // a wait may end a little early
+    EXPECT_NE(rest.find(" ms\ninstance of Win32_PhysicalMemoryArray\n{\n};\n"), std::string::npos)
+        << text;
+}
+
 TEST(RedactedMachine, KeepsNothingThatIdentifiesAndReportsTheRest)
 {
     std::string text;
