@@ -31,6 +31,7 @@ void AddShowCommand(CLI::App& app, ExitCode* result);
 void AddGetCommand(CLI::App& app, ExitCode* result);
 void AddConvertCommand(CLI::App& app, ExitCode* result);
 void AddDiffCommand(CLI::App& app, ExitCode* result);
+void AddRecordCommand(CLI::App& app, ExitCode* result);  // Windows only
 void AddRedactCommand(CLI::App& app, ExitCode* result);
 
 }  // namespace orrery

@@ -28,6 +28,9 @@ ExitCode Run(int argumentCount, char** arguments)
     AddDiffCommand(app, &result);
     AddRedactCommand(app, &result);
 #ifdef _WIN32
+    AddRecordCommand(app, &result);
+#endif
+#ifdef _WIN32
     app.footer("Example:\n  orreryctl collect report.tsv\n\n" + ExitCodeHelp());
 #else
     app.footer(

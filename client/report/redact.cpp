@@ -122,6 +122,8 @@ bool IsWithinWord(std::string_view text, std::size_t at)
     return at > 0 && at < text.size() && IsWordAt(text, at - 1) && IsWordAt(text, at);
 }
 
+}  // namespace
+
 /// The placeholders given out so far, and what each of them stands for.
 class CPlaceholders {
 public:
@@ -208,6 +210,8 @@ private:
     std::unordered_map<std::string, Terms> terms_;  // by their first word
 };
 
+namespace {
+
 std::string RedactAddress(std::string_view address, CPlaceholders* placeholders)
 {
     // The zone of an IPv6 address is a number that only this machine knows.
@@ -256,6 +260,13 @@ std::string RedactUser(std::string_view name, CPlaceholders* placeholders)
     return domain + '\\' + placeholders->ForName("user", name.substr(slash + 1));
 }
 
+/// WMI separates by colons what others separate by dashes.
+std::string RedactMac(std::string address, CPlaceholders* placeholders)
+{
+    std::replace(address.begin(), address.end(), ':', '-');
+    return placeholders->ForNumber("mac", address);
+}
+
 std::string RedactValue(Secret secret, const std::string& value, CPlaceholders* placeholders)
 {
     const std::string_view trimmed = Trimmed(value);
@@ -265,7 +276,7 @@ std::string RedactValue(Secret secret, const std::string& value, CPlaceholders* 
         case Secret::kSerial:
             return IsNeutral(trimmed) ? value : placeholders->ForNumber("serial", trimmed);
         case Secret::kMac:
-            return IsNeutral(trimmed) ? value : placeholders->ForNumber("mac", trimmed);
+            return IsNeutral(trimmed) ? value : RedactMac(std::string{trimmed}, placeholders);
         case Secret::kAddresses:
             return RedactAddresses(value, placeholders);
         case Secret::kNetwork:
@@ -287,24 +298,36 @@ bool IsSecret(std::string_view section, std::string_view property)
     return SecretOf(section, property) != Secret::kNone;
 }
 
+CRedactor::CRedactor() : placeholders_(std::make_unique<CPlaceholders>()) {}
+
+CRedactor::~CRedactor() = default;
+
+bool CRedactor::Take(std::string_view section, std::string_view property, std::string* value)
+{
+    const Secret secret = SecretOf(section, property);
+    *value = RedactValue(secret, *value, placeholders_.get());
+    if (secret == Secret::kNone &&
+        std::find(kFixedWords.begin(), kFixedWords.end(), property) == kFixedWords.end())
+        TakeText(value);
+    return secret != Secret::kNone;
+}
+
+void CRedactor::Finish()
+{
+    for (std::string* const text : texts_)
+        *text = placeholders_->ReplaceIn(*text);
+}
+
 void Redact(Report* report)
 {
-    CPlaceholders placeholders;
-    std::vector<std::string*> texts;
+    CRedactor redactor;
     for (Section& section : report->sections)
         for (Instance& instance : section.instances)
-            for (Property& property : instance.properties) {
-                const Secret secret = SecretOf(section.name, property.name);
-                property.value = RedactValue(secret, property.value, &placeholders);
-                if (secret == Secret::kNone && std::find(kFixedWords.begin(), kFixedWords.end(),
-                                                         property.name) == kFixedWords.end())
-                    texts.push_back(&property.value);
-            }
+            for (Property& property : instance.properties)
+                redactor.Take(section.name, property.name, &property.value);
     for (Warning& warning : report->warnings)
-        texts.push_back(&warning.text);
-    // Only now is every name known.
-    for (std::string* const text : texts)
-        *text = placeholders.ReplaceIn(*text);
+        redactor.TakeText(&warning.text);
+    redactor.Finish();
 }
 
 }  // namespace orrery::report

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "client/report/report.h"
 
@@ -8,6 +11,32 @@ namespace orrery::report {
 
 /// Whether a property identifies the machine, its network or its people.
 bool IsSecret(std::string_view section, std::string_view property);
+
+class CPlaceholders;
+
+/// Replaces values one by one and, once all of them are known, the names among them wherever else
+/// they stand. See Redact for what is replaced.
+class CRedactor {
+public:
+    CRedactor();
+    ~CRedactor();
+    CRedactor(const CRedactor&) = delete;
+    CRedactor& operator=(const CRedactor&) = delete;
+
+    /// Replaces the value of a property that identifies; keeps another one for Finish. The value
+    /// stays where it is until then.
+    /// @param section  as in the report, as is the property
+    /// @return whether the property is one that identifies
+    bool Take(std::string_view section, std::string_view property, std::string* value);
+    /// Keeps any other text for Finish.
+    void TakeText(std::string* text) { texts_.push_back(text); }
+    /// Replaces names in what was kept.
+    void Finish();
+
+private:
+    std::unique_ptr<CPlaceholders> placeholders_;
+    std::vector<std::string*> texts_;
+};
 
 /// Replaces what identifies the machine, its network or its people by stable placeholders.
 ///

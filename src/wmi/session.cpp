@@ -83,24 +83,34 @@ ComPtr<IWbemClassObject> QueryRows::Next()
     return row;
 }
 
-QueryRows Query(IWbemServices* services, std::wstring_view wql)
+ComPtr<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql,
+                                        HRESULT* result)
 {
     const UniqueBstr language = MakeBstr(L"WQL");
     const UniqueBstr text = MakeBstr(wql);
     ComPtr<IEnumWbemClassObject> rows;
-    const HRESULT result = services->ExecQuery(
+    const HRESULT started = services->ExecQuery(
         language.get(), text.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
         rows.put());
-    if (FAILED(result) || !rows)
-        return QueryRows{{}, result};
+    if (result != nullptr)
+        *result = started;
+    if (FAILED(started) || !rows)
+        return {};
     // The rows are worth having under default security too, so a refusal is no reason to stop.
     static_cast<void>(CoSetProxyBlanket(rows.get(), RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT,
                                         COLE_DEFAULT_PRINCIPAL, RPC_C_AUTHN_LEVEL_PKT_PRIVACY,
                                         RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE));
+    return rows;
+}
+
+QueryRows Query(IWbemServices* services, std::wstring_view wql)
+{
+    HRESULT result = E_FAIL;
+    auto rows = StartQuery(services, wql, &result);
     return QueryRows{std::move(rows), result};
 }
 
-ComPtr<IEnumWbemClassObject> EnumerateClass(IWbemServices* services, std::wstring_view className,
+ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
                                             HRESULT* result)
 {
     const UniqueBstr name = MakeBstr(className);
@@ -120,7 +130,7 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
 {
     std::array<IWbemClassObject*, 1024> slots{};
 
-    const auto instances = EnumerateClass(services, className);
+    const auto instances = StartEnumeration(services, className);
     if (!instances)
         return {};
     const auto wanted = std::min<ULONG>(maxInstances, static_cast<ULONG>(slots.size()));

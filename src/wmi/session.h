@@ -54,12 +54,18 @@ private:
 };
 
 /// Starts a WQL query, forward-only and returning at once, with packet privacy on its enumerator.
+/// @param result takes what the call ended with; may be null
+/// @return null when the query failed
+ComPtr<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql,
+                                        HRESULT* result = nullptr);
+
+/// Starts a WQL query whose rows are all wanted, see StartQuery.
 QueryRows Query(IWbemServices* services, std::wstring_view wql);
 
 /// Starts the enumeration of a class, without its subclasses.
 /// @param result takes what the call ended with; may be null
 /// @return null when it failed
-ComPtr<IEnumWbemClassObject> EnumerateClass(IWbemServices* services, std::wstring_view className,
+ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
                                             HRESULT* result = nullptr);
 
 /// How long FirstBatch waits.

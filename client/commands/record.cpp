@@ -1,0 +1,47 @@
+#include <memory>
+#include <string>
+
+#include "client/command_line.h"
+#include "client/console.h"
+#include "client/machine/record.h"
+#include "client/output_file.h"
+
+namespace orrery {
+namespace {
+
+void RecordMachine(const std::string& output, bool isRedacted)
+{
+    CheckOutputFile(output, {});
+    machine::Record record;
+    machine::RecordWindows(&record);
+    machine::RecordWmi(&record);
+    if (isRedacted)
+        machine::Redact(&record);
+    for (const std::string& problem : record.problems)
+        PrintError("not recorded: " + problem);
+    WriteOutputFile(output, machine::FormatRecord(record));
+}
+
+}  // namespace
+
+void AddRecordCommand(CLI::App& app, ExitCode* /*result*/)
+{
+    CLI::App* const record = app.add_subcommand(
+        "record", "Write down what this PC answers to the library, so that others can replay it");
+    const auto output = std::make_shared<std::string>();
+    const auto isRedacted = std::make_shared<bool>(false);
+    record->add_option("OUT.machine", *output, "The file to write")->type_name("")->required();
+    record->add_flag("--redact", *isRedacted,
+                     "Replace serial numbers, addresses, names of networks, of this PC and of its "
+                     "user");
+    record->footer(
+        "The file is text: read it before you pass it on. It holds what reports are made of and\n"
+        "nothing else of this PC; nothing is changed by asking. What could not be recorded is "
+        "told\n"
+        "here and at the top of the file. As an administrator more of it can be.\n\n"
+        "Example:\n  orreryctl record --redact odd-pc.machine\n\n" +
+        ExitCodeHelp());
+    record->callback([output, isRedacted] { RecordMachine(*output, *isRedacted); });
+}
+
+}  // namespace orrery

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# A machine that the client records gives the report that the client collects on it: all of it but the
+# elapsed times and the free space, which other programs use.
+# usage: recorded_machine.sh FOLDER with orreryctl.exe, orrery.dll and replay_machine.exe
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
+
+folder=$(realpath "$1")
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+start_wine
+cd "$folder"
+
+run() { wine "$@" </dev/null >"$scratch/log" 2>&1 || { cat "$scratch/log"; exit 1; }; }
+steady() { iconv -f UTF-16LE -t UTF-8 "$1" | grep -vP '^ET\t|^LogicalDisk\t\d+\tFreeSpace\t'; }
+
+windows=Z:${scratch//\//\\}
+run orreryctl.exe record "$windows\\own.machine"
+run orreryctl.exe collect "$windows\\own.tsv" --quiet
+run replay_machine.exe "$windows\\own.machine" "$windows\\replayed.tsv"
+[ "$(steady "$scratch/own.tsv" | wc -l)" -gt 50 ]
+diff <(steady "$scratch/own.tsv") <(steady "$scratch/replayed.tsv")
+
+# What cannot be written is said, and nothing is left behind.
+if wine orreryctl.exe record "$windows" </dev/null >"$scratch/log" 2>&1; then
+    echo "a folder was taken for a file" >&2
+    exit 1
+fi
+[ "$(ls -A "$scratch" | grep -c tmp)" = 0 ]

@@ -1,0 +1,29 @@
+// Collects from a simulated machine with the real library and writes its report.
+
+#include "client/command_line.h"
+#include "client/console.h"
+#include "client/output_file.h"
+#include "sim/whole_machine.h"
+
+int main(int argumentCount, char** arguments)
+{
+    using namespace orrery;
+    const auto given = ReversedArguments(argumentCount, arguments);
+    if (given.size() != 2) {
+        PrintToErrors("usage: replay_machine FILE.machine REPORT.tsv\n");
+        return static_cast<int>(ExitCode::kInput);
+    }
+    try {
+        std::wstring report;
+        {
+            const sim::WholeMachine machine{FromUtf8(given[1])};
+            report = CollectFrom(machine, machine.platform.processors);
+        }
+        WriteOutputFile(given[0], {reinterpret_cast<const char*>(report.data()),
+                                   report.size() * sizeof(wchar_t)});
+    } catch (const std::exception& error) {
+        PrintToErrors(std::string{"replay_machine: "} + error.what() + '\n');
+        return static_cast<int>(ExitCode::kUnexpected);
+    }
+    return 0;
+}
