@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "client/console.h"
-#include "client/machine/bounded.h"
+#include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
 #include "native/local_drive.h"
 #include "support/com.h"
@@ -132,7 +132,7 @@ using Identities = std::vector<std::wstring>;
 HRESULT AskBatch(IWbemServices* services, const wchar_t* source, CProgress* progress)
 {
     HRESULT result = S_OK;
-    const auto instances = EnumerateClass(services, progress->question().className, &result);
+    const auto instances = StartEnumeration(services, progress->question().className, &result);
     if (!instances)
         return FAILED(result) ? result : E_FAIL;
     const auto start = Clock::now();

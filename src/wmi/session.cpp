@@ -100,8 +100,8 @@ QueryRows Query(IWbemServices* services, std::wstring_view wql)
     return QueryRows{std::move(rows), result};
 }
 
-ComPtr<IEnumWbemClassObject> EnumerateClass(IWbemServices* services, std::wstring_view className,
-                                            HRESULT* result)
+ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
+                                              HRESULT* result)
 {
     const UniqueBstr name = MakeBstr(className);
     ComPtr<IEnumWbemClassObject> instances;
@@ -120,7 +120,7 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
 {
     std::array<IWbemClassObject*, 1024> slots{};
 
-    const auto instances = EnumerateClass(services, className);
+    const auto instances = StartEnumeration(services, className);
     if (!instances)
         return {};
     const auto wanted = std::min<ULONG>(maxInstances, static_cast<ULONG>(slots.size()));

@@ -59,8 +59,8 @@ QueryRows Query(IWbemServices* services, std::wstring_view wql);
 /// Starts the enumeration of a class, without its subclasses.
 /// @param result takes what the call ended with; may be null
 /// @return null when it failed
-ComPtr<IEnumWbemClassObject> EnumerateClass(IWbemServices* services, std::wstring_view className,
-                                            HRESULT* result = nullptr);
+ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
+                                              HRESULT* result = nullptr);
 
 /// How long FirstBatch waits.
 constexpr long kBatchMilliseconds = 1000;
