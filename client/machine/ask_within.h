@@ -1,35 +1,35 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
 #include <future>
-#include <memory>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "support/com.h"
 
 namespace orrery::machine {
 
-/// Asks in a thread of its own, which is in a COM apartment, and waits for the answer.
-/// @param ask holds all that it needs by value, since a thread that hangs outlives the call
-/// @return nothing when there was no answer in that time
-template <class Answer>
-std::optional<Answer> AskWithin(std::chrono::seconds limit, std::function<Answer()> ask)
+/// Asks Windows something that may never come back, on a thread of its own, which is in a COM
+/// apartment.
+/// @param ask owns all that it works with; where it takes longer, its thread is left to itself
+/// @return what it gives; nothing when the time is over
+template <class Ask>
+auto AskWithin(std::chrono::milliseconds limit, Ask ask)
+    -> std::optional<decltype(std::declval<Ask&>()())>
 {
-    const auto answer = std::make_shared<std::promise<Answer>>();
-    auto result = answer->get_future();
-    std::thread([answer, ask = std::move(ask)] {
+    std::packaged_task<decltype(ask())()> task{[ask = std::move(ask)]() mutable {
         const ComApartment apartment;
-        try {
-            answer->set_value(ask());
-        } catch (...) {
-            answer->set_exception(std::current_exception());
-        }
-    }).detach();
-    if (result.wait_for(limit) != std::future_status::ready)
+        return ask();
+    }};
+    auto answer = task.get_future();
+    std::thread worker{std::move(task)};
+    if (answer.wait_for(limit) != std::future_status::ready) {
+        worker.detach();
         return std::nullopt;
-    return result.get();
+    }
+    worker.join();
+    return answer.get();
 }
 
 }  // namespace orrery::machine

@@ -420,7 +420,7 @@ private:
 /// Asks in time; what does not answer is left out.
 void Add(const char* what, std::function<Record()> ask, Record* record)
 {
-    const auto answer = AskWithin<Record>(kLimit, std::move(ask));
+    const auto answer = AskWithin(kLimit, std::move(ask));
     if (!answer) {
         record->problems.push_back(std::string{what} + ", which do not answer");
         return;

@@ -338,8 +338,8 @@ private:
                                   (question.source == kNoQuestion ? "" : " by " + ToUtf8(text));
         if (refused_.contains(question.wmiNamespace))
             return std::nullopt;
-        auto answer = AskWithin<Answer>(
-            kHangLimit, [&question, text, row] { return Ask(question, text, row); });
+        auto answer =
+            AskWithin(kHangLimit, [&question, text, row] { return Ask(question, text, row); });
         if (!answer) {
             record_->problems.push_back(about + ", which does not answer");
             return std::nullopt;
@@ -451,7 +451,7 @@ bool HasLocator()
 
 void RecordWmi(Record* record)
 {
-    if (AskWithin<bool>(kHangLimit, HasLocator).value_or(false)) {
+    if (AskWithin(kHangLimit, HasLocator).value_or(false)) {
         CWmiRecorder{record}.RecordAll();
         return;
     }

@@ -7,7 +7,7 @@
 #include <memory>
 #include <span>
 
-#include "client/machine/bounded.h"
+#include "client/machine/ask_within.h"
 #include "native/physical_drive.h"
 #include "support/registry.h"
 #include "support/text.h"

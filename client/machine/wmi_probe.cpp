@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "client/console.h"
-#include "client/machine/bounded.h"
+#include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
 #include "native/local_drive.h"
 #include "support/com.h"
@@ -169,8 +169,10 @@ HRESULT AskQuery(IWbemServices* services, std::wstring_view text, const wchar_t*
 HRESULT AskMethod(IWbemServices* services, const std::wstring& object, CProgress* progress)
 {
     const WmiQuestion& question = progress->question();
-    ComPtr<IWbemClassObject> output;
-    const HRESULT result = RunMethod(services, question.className, question.text, object, &output);
+    ComPtr<IWbemClassObject> input, output;
+    HRESULT result = MakeMethodInput(services, question.className, question.text, &input);
+    if (SUCCEEDED(result))
+        result = RunMethod(services, question.text, object, input.get(), &output);
     if (output)
         progress->Add(output.get(), nullptr, false);
     return result;
@@ -219,7 +221,6 @@ Identities Volumes()
 doctor::NamespaceFinding ProbeNamespace(const WmiNamespace& wanted, std::chrono::seconds limit)
 {
     const auto ask = [&wanted] {
-        const ComApartment apartment;
         const auto start = Clock::now();
         HRESULT result = E_FAIL;
         const bool isOpen = static_cast<bool>(Open(wanted, &result));
@@ -272,7 +273,6 @@ Identities ProbeClass(std::size_t number, const Identities& objects, std::chrono
     const WmiQuestion& question = WmiQuestions()[number];
     const auto progress = std::make_shared<CProgress>(question);
     const auto ask = [progress, objects, number] {
-        const ComApartment apartment;
         HRESULT result = E_FAIL;
         const WmiQuestion& asked = progress->question();
         if (const auto services = Open(WmiNamespaces()[asked.wmiNamespace], &result)) {

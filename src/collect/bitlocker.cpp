@@ -25,11 +25,11 @@ std::optional<bool> ReadStatus(IWbemClassObject* object, const wchar_t* name)
 /// @return nothing when a call failed
 std::optional<bool> ReadLocked(IWbemServices* services, IWbemClassObject* volume)
 {
-    const auto path = ReadTextProperty(volume, L"__PATH");
-    if (!path)
+    ComPtr<IWbemClassObject> input, output;
+    if (FAILED(MakeMethodInput(services, kVolumeClass, kLockMethod, &input)))
         return std::nullopt;
-    ComPtr<IWbemClassObject> output;
-    if (FAILED(RunMethod(services, kVolumeClass, kLockMethod, *path, &output)) || !output)
+    const auto path = ReadTextProperty(volume, L"__PATH");
+    if (!path || FAILED(RunMethod(services, kLockMethod, *path, input.get(), &output)) || !output)
         return std::nullopt;
     return ReadStatus(output.get(), L"LockStatus");
 }

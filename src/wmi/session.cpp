@@ -22,21 +22,6 @@ ComPtr<IWbemServices> Connect(DWORD serverContext, const wchar_t* wmiNamespace, 
     return services;
 }
 
-/// Makes the input parameters of a method.
-/// @param input stays null when the method takes none
-HRESULT MakeInput(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
-                  ComPtr<IWbemClassObject>* input)
-{
-    const UniqueBstr name = MakeBstr(className);
-    ComPtr<IWbemClassObject> definition, signature;
-    HRESULT result = services->GetObject(name.get(), 0, nullptr, definition.put(), nullptr);
-    if (SUCCEEDED(result) && !definition)
-        result = E_FAIL;
-    if (SUCCEEDED(result))
-        result = definition->GetMethod(methodName, 0, signature.put(), nullptr);
-    return FAILED(result) || !signature ? result : signature->SpawnInstance(0, input->put());
-}
-
 }  // namespace
 
 ComPtr<IWbemServices> OpenDefaultSession(HRESULT* result)
@@ -111,7 +96,7 @@ QueryRows Query(IWbemServices* services, std::wstring_view wql)
 }
 
 ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
-                                            HRESULT* result)
+                                              HRESULT* result)
 {
     const UniqueBstr name = MakeBstr(className);
     ComPtr<IEnumWbemClassObject> instances;
@@ -154,16 +139,25 @@ std::optional<WideString> ObjectText(IWbemClassObject* object)
     return WideString{TextOf(text.get())};
 }
 
-HRESULT RunMethod(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
-                  std::wstring_view object, ComPtr<IWbemClassObject>* output)
+HRESULT MakeMethodInput(IWbemServices* services, const wchar_t* className,
+                        const wchar_t* methodName, ComPtr<IWbemClassObject>* input)
 {
-    ComPtr<IWbemClassObject> input;
-    const HRESULT result = MakeInput(services, className, methodName, &input);
-    if (FAILED(result))
-        return result;
+    const UniqueBstr name = MakeBstr(className);
+    ComPtr<IWbemClassObject> definition, signature;
+    HRESULT result = services->GetObject(name.get(), 0, nullptr, definition.put(), nullptr);
+    if (SUCCEEDED(result) && !definition)
+        result = E_FAIL;
+    if (SUCCEEDED(result))
+        result = definition->GetMethod(methodName, 0, signature.put(), nullptr);
+    return FAILED(result) || !signature ? result : signature->SpawnInstance(0, input->put());
+}
+
+HRESULT RunMethod(IWbemServices* services, const wchar_t* methodName, std::wstring_view object,
+                  IWbemClassObject* input, ComPtr<IWbemClassObject>* output)
+{
     const UniqueBstr path = MakeBstr(object);
     const UniqueBstr method = MakeBstr(methodName);
-    return services->ExecMethod(path.get(), method.get(), 0, nullptr, input.get(), output->put(),
+    return services->ExecMethod(path.get(), method.get(), 0, nullptr, input, output->put(),
                                 nullptr);
 }
 

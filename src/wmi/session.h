@@ -66,7 +66,7 @@ QueryRows Query(IWbemServices* services, std::wstring_view wql);
 /// @param result takes what the call ended with; may be null
 /// @return null when it failed
 ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
-                                            HRESULT* result = nullptr);
+                                              HRESULT* result = nullptr);
 
 /// How long FirstBatch waits.
 constexpr long kBatchMilliseconds = 1000;
@@ -82,12 +82,17 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
 /// @return nothing when the provider cannot give it
 std::optional<WideString> ObjectText(IWbemClassObject* object);
 
-/// Runs a method that needs no values as input.
-/// @param object its path, as "__PATH" tells it
-/// @param output takes the parameters that the method gives; null when a call failed
+/// Makes the input parameters of a method, without values.
+/// @param input stays null when the method takes none
 /// @return what the last call ended with
-HRESULT RunMethod(IWbemServices* services, const wchar_t* className, const wchar_t* methodName,
-                  std::wstring_view object, ComPtr<IWbemClassObject>* output);
+HRESULT MakeMethodInput(IWbemServices* services, const wchar_t* className,
+                        const wchar_t* methodName, ComPtr<IWbemClassObject>* input);
+
+/// Runs a method.
+/// @param object its path, as "__PATH" tells it
+/// @param output takes the parameters that the method gives; null when the call failed
+HRESULT RunMethod(IWbemServices* services, const wchar_t* methodName, std::wstring_view object,
+                  IWbemClassObject* input, ComPtr<IWbemClassObject>* output);
 
 /// Whether a property can be read and is neither empty nor null.
 bool HasProperty(IWbemClassObject* object, const wchar_t* name);
