@@ -28,7 +28,8 @@ Lines LinesOf(const std::wstring& report)
         end = std::min(report.find(L'\n', at), report.size());
         auto& line = lines.emplace_back(report.substr(at, end - at));
         if (line.starts_with(elapsed) && line.size() > elapsed.size() &&
-            std::all_of(line.begin() + elapsed.size(), line.end(), std::iswdigit))
+            std::all_of(line.begin() + static_cast<std::ptrdiff_t>(elapsed.size()), line.end(),
+                        std::iswdigit))
             line.replace(elapsed.size(), line.npos, L"elapsed");
     }
     return lines;
@@ -48,14 +49,13 @@ std::wstring Differences(const Lines& expected, const Lines& got)
     };
     std::size_t left = 0, right = 0;
     while (left < expected.size() || right < got.size()) {
-        if (left < expected.size() && right < got.size() && expected[left] == got[right])
+        const bool isOver = left == expected.size(), isRightOver = right == got.size();
+        if (!isOver && !isRightOver && expected[left] == got[right])
             ++left, ++right;
-        else if (left < expected.size() && !isBelow(got, right, expected[left]))
+        else if (!isOver && (isRightOver || !isBelow(got, right, expected[left])))
             tell(L" expected: ", expected, left++);
-        else if (right < got.size())
-            tell(L" got:      ", got, right++);
         else
-            tell(L" expected: ", expected, left++);
+            tell(L" got:      ", got, right++);
     }
     return text;
 }
