@@ -1,7 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace orrery {
 
@@ -10,5 +12,11 @@ using TextSink = std::function<void(std::string_view)>;
 
 /// Hands out a whole text, part by part.
 using TextSource = std::function<void(const TextSink&)>;
+
+/// A text that is there already, in one part.
+inline TextSource WholeText(std::string text)
+{
+    return [text = std::move(text)](const TextSink& sink) { sink(text); };
+}
 
 }  // namespace orrery

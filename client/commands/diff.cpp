@@ -43,8 +43,7 @@ ExitCode DiffReports(const DiffOptions& options)
     const report::Report after = OpenReport(options.after, false, isKept);
     const auto changes = report::CompareReports(before, after, options.withPassing);
     // Scripts tell trouble from a difference by its code.
-    PrintOrFail([&](const TextSink& sink) { sink(FormatChanges(changes, options)); },
-                ExitCode::kInput);
+    PrintOrFail(WholeText(FormatChanges(changes, options)), ExitCode::kInput);
     return changes.empty() ? ExitCode::kDone : ExitCode::kNo;
 }
 

@@ -45,9 +45,9 @@ ExitCode RunDoctor(const DoctorOptions& options)
     // A file is for any width, whatever the terminal is like.
     const report::ShowStyle style =
         options.output.empty() ? StyleOf(OutputTerminal()) : report::ShowStyle{};
-    const std::string text = options.format == "json"
-                                 ? doctor::FormatDiagnosisJson(findings, troubles)
-                                 : doctor::FormatDiagnosis(findings, troubles, style);
+    const auto text =
+        WholeText(options.format == "json" ? doctor::FormatDiagnosisJson(findings, troubles)
+                                           : doctor::FormatDiagnosis(findings, troubles, style));
     if (options.output.empty())
         PrintOrFail(text);
     else
@@ -80,7 +80,8 @@ void AddDoctorCommand(CLI::App& app, ExitCode* result)
         "report go without an answer and what to do about it. Writes no report and changes\n"
         "nothing. Run it with the rights, and as the user, that the inventory runs with.\n\n"
         "Examples:\n  orreryctl doctor\n  orreryctl doctor --to json -o doctor.json\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kReport,
+                      ExitCode::kUnexpected}));
     command->callback([options, result] { *result = RunDoctor(*options); });
 }
 

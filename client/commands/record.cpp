@@ -19,7 +19,7 @@ void RecordMachine(const std::string& output, bool isRedacted)
         machine::Redact(&record);
     for (const std::string& problem : record.problems)
         PrintError("not recorded: " + problem);
-    WriteOutputFile(output, machine::FormatRecord(record));
+    WriteOutputFile(output, WholeText(machine::FormatRecord(record)));
 }
 
 }  // namespace
@@ -40,7 +40,8 @@ void AddRecordCommand(CLI::App& app, ExitCode* /*result*/)
         "told\n"
         "here and at the top of the file. As an administrator more of it can be.\n\n"
         "Example:\n  orreryctl record --redact odd-pc.machine\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
     record->callback([output, isRedacted] { RecordMachine(*output, *isRedacted); });
 }
 

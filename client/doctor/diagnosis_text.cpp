@@ -182,8 +182,11 @@ std::string FormatDiagnosis(const Findings& findings, const std::vector<Trouble>
     const auto missing = static_cast<std::size_t>(
         std::count_if(troubles.begin(), troubles.end(),
                       [](const Trouble& trouble) { return trouble.isMissing; }));
-    return report::FormatReport(tables, report::SelectSections(tables, {}), style) +
-           FormatTroubles(troubles, true, style) + FormatTroubles(troubles, false, style) + '\n' +
+    std::string text;
+    report::WriteTables(tables, report::SelectSections(tables, {}), style,
+                        [&text](std::string_view part) { text += part; });
+    return text + FormatTroubles(troubles, true, style) + FormatTroubles(troubles, false, style) +
+           '\n' +
            (missing == 0 ? "The library gets all it asks for.\n"
                          : Counted(missing, "thing") + " that the library asks for " +
                                (missing == 1 ? "is" : "are") + " missing.\n");

@@ -243,9 +243,7 @@ Answer Ask(const WmiQuestion& question, const std::wstring& text, const Row& row
     if (question.asking == Asking::kMethod) {
         ComPtr<IWbemClassObject> output;
         answer.isAnswered =
-            SUCCEEDED(services->ExecMethod(MakeBstr(text).get(), MakeBstr(question.text).get(), 0,
-                                           nullptr, nullptr, output.put(), nullptr)) &&
-            output;
+            SUCCEEDED(RunMethod(services.get(), question.text, text, nullptr, &output)) && output;
         if (answer.isAnswered)
             AddObject(output.get(), row, &answer);
         return answer;
