@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
@@ -302,7 +303,7 @@ std::string Bar(double share, std::size_t length, const ShowStyle& style)
     const bool isUnicode = style.charset == Charset::kUnicode;
     // In eighths of a column, for which there are characters.
     const std::size_t parts = isUnicode ? 8 : 1;
-    auto size = static_cast<std::size_t>(share * static_cast<double>(length * parts) + 0.5);
+    auto size = static_cast<std::size_t>(std::lround(share * static_cast<double>(length * parts)));
     if (share > 0)
         size = std::max<std::size_t>(size, 1);
     if (!isUnicode)
