@@ -172,7 +172,9 @@ std::vector<Row> TableRows(const Section& section, const std::vector<std::string
         const auto isText = [column](const Row& row) {
             return !row[column].toRight && !row[column].isNothing;
         };
-        const bool toRight = std::none_of(rows.begin() + 1, rows.end(), isText);
+        const auto isNumber = [column](const Row& row) { return row[column].toRight; };
+        const bool toRight = std::none_of(rows.begin() + 1, rows.end(), isText) &&
+                             std::any_of(rows.begin() + 1, rows.end(), isNumber);
         for (Row& row : rows)
             row[column].toRight = toRight;
     }

@@ -24,8 +24,6 @@
 namespace orrery {
 namespace {
 
-namespace fs = std::filesystem;
-
 /// A folder with two reports that differ and one file that is no report.
 class Commands : public testing::Test {
 protected:
@@ -148,6 +146,8 @@ TEST_F(Commands, WriteToADeviceInAnyFolder)
     EXPECT_EQ(folder_.Count(), 4U);
 }
 #else
+namespace fs = std::filesystem;
+
 TEST_F(Commands, WriteWhereALinkLeadsAndThroughPipes)
 {
     const std::string link = folder_.Path("link.csv"), pipe = folder_.Path("pipe");
