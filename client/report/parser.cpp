@@ -7,7 +7,7 @@
 namespace orrery::report {
 namespace {
 
-constexpr std::size_t kBlockBytes = 128 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{128} * 1024;
 constexpr char16_t kByteOrderMark = 0xFEFF;
 
 constexpr bool IsSectionCharacter(char16_t unit)

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kBlockBytes = 256 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 constexpr std::uint64_t kShownOfAKind = 5;
 
 struct OddityText {
@@ -193,7 +193,7 @@ Property& CReportBuilder::State::FindOrAddProperty(SectionState& section, std::i
 
     // No section of the library has so many; whatever has is looked up at a steady cost.
     constexpr std::size_t kMany = 32;
-    std::size_t at = properties.size();
+    std::size_t at = 0;
     if (properties.size() < kMany) {
         at = static_cast<std::size_t>(
             std::find_if(properties.begin(), properties.end(),

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
@@ -175,7 +176,9 @@ std::vector<Row> TableRows(const Section& section, const std::vector<std::string
         const auto isText = [column](const Row& row) {
             return !row[column].toRight && !row[column].isNothing;
         };
-        const bool toRight = std::none_of(rows.begin() + 1, rows.end(), isText);
+        const auto isNumber = [column](const Row& row) { return row[column].toRight; };
+        const bool toRight = std::none_of(rows.begin() + 1, rows.end(), isText) &&
+                             std::any_of(rows.begin() + 1, rows.end(), isNumber);
         for (Row& row : rows)
             row[column].toRight = toRight;
     }
@@ -306,7 +309,7 @@ std::string Bar(double share, std::size_t length, const ShowStyle& style)
     const bool isUnicode = style.charset == Charset::kUnicode;
     // In eighths of a column, for which there are characters.
     const std::size_t parts = isUnicode ? 8 : 1;
-    auto size = static_cast<std::size_t>(share * static_cast<double>(length * parts) + 0.5);
+    auto size = static_cast<std::size_t>(std::lround(share * static_cast<double>(length * parts)));
     if (share > 0)
         size = std::max<std::size_t>(size, 1);
     if (!isUnicode)

@@ -94,8 +94,8 @@ constexpr auto kWords = std::to_array<Word>({
 
 std::string FormatMebibytes(double mebibytes)
 {
-    constexpr std::array kUnits{"MiB", "GiB", "TiB", "PiB"};
-    return Scaled(mebibytes, 1024, kUnits);
+    constexpr std::array kSizeUnits{"MiB", "GiB", "TiB", "PiB"};
+    return Scaled(mebibytes, 1024, kSizeUnits);
 }
 
 ReadableValue Readable(std::string_view section, std::string_view property,

@@ -1,18 +1,28 @@
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#endif
+
 #include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
 #include "client/command_line.h"
+#include "client/console.h"
+#include "client/output_file.h"
 #include "client/utf8.h"
 #include "report_text.h"
 #include "test_folder.h"
 
 namespace orrery {
 namespace {
-
-namespace fs = std::filesystem;
 
 /// A folder with two reports that differ and one file that is no report.
 class Commands : public testing::Test {
@@ -113,12 +123,8 @@ TEST_F(Commands, WriteAWholeFileOrNone)
     };
     for (const auto& [input, output, expected] : rows) {
         EXPECT_EQ(Run({"redact", input, output}), expected) << input << ' ' << output;
-        EXPECT_NE(
-            message_.find(
-                '"' +
-                folder_.Path((expected == 2 && input != "@a.tsv" ? input : output).substr(1)) +
-                '"'),
-            std::string::npos)
+        const std::string& named = expected == 2 && input != "@a.tsv" ? input : output;
+        EXPECT_NE(message_.find('"' + folder_.Path(named.substr(1)) + '"'), std::string::npos)
             << message_;
         EXPECT_EQ(folder_.Count(), 4U) << output;
     }
@@ -140,21 +146,48 @@ TEST_F(Commands, WriteToADeviceInAnyFolder)
     EXPECT_EQ(folder_.Count(), 4U);
 }
 #else
-TEST_F(Commands, WriteWhereALinkLeadsAndToDevices)
+namespace fs = std::filesystem;
+
+TEST_F(Commands, WriteWhereALinkLeadsAndThroughPipes)
 {
-    const std::string link = folder_.Path("link.csv");
+    const std::string link = folder_.Path("link.csv"), pipe = folder_.Path("pipe");
     fs::create_symlink(folder_.Path("b.tsv"), link);
     EXPECT_EQ(Run({"convert", "@a.tsv", "--to", "csv", "-o", link}), 0);
     EXPECT_TRUE(fs::is_symlink(link));
-    const std::string csv = folder_.Read("b.tsv");
-    EXPECT_EQ(csv.substr(0, 7), "machine");
+    EXPECT_TRUE(folder_.Read("b.tsv").starts_with("machine,"));
 
-    EXPECT_EQ(Run({"redact", "@a.tsv", "/dev/null"}), 0) << message_;
-    EXPECT_EQ(Run({"convert", "@a.tsv", "--to", "csv", "-o", "/dev/full"}), 3);
-    EXPECT_NE(message_.find("No space left on device"), std::string::npos) << message_;
+    // Nothing here may be a device of the system: a fault would put a file in its place.
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int end = open(pipe.c_str(), O_RDWR | O_NONBLOCK);
+    EXPECT_EQ(Run({"convert", "@a.tsv", "--to", "csv", "-o", "@pipe"}), 0) << message_;
+    EXPECT_TRUE(fs::is_fifo(pipe));
+    std::array<char, 9> start{};
+    EXPECT_EQ(read(end, start.data(), 8), 8);
+    EXPECT_STREQ(start.data(), "machine,");
+    close(end);
+
     // The test's own standard output is an ordinary file while it is captured.
-    EXPECT_EQ(Run({"convert", "@a.tsv", "--to", "csv", "-o", "/dev/stdout"}), 0);
-    EXPECT_EQ(output_, csv);
+    testing::internal::CaptureStdout();
+    Print("before ");
+    WriteOutputFile("/dev/fd/1", [](const TextSink& sink) { sink("after"); });
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "before after");
+}
+
+TEST_F(Commands, KeepTheEarlierFileWhenTheDiskTakesNoMore)
+{
+    const std::string earlier = folder_.Read("b.tsv");
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit little{20, before.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &little);
+    EXPECT_EQ(Run({"redact", "@a.tsv", "@b.tsv"}), 3);
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_NE(message_.find("cannot be written: File too large; choose"), std::string::npos)
+        << message_;
+    EXPECT_EQ(folder_.Read("b.tsv"), earlier);
+    EXPECT_EQ(folder_.Count(), 4U);
 }
 #endif
 

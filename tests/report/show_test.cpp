@@ -47,6 +47,8 @@ TEST(ShowReport, PutsInstancesInRowsAndSinglePropertiesToo)
               "USBDevice  1 instance\n"
               "  #  Name\n"
               "  2  Controller\n");
+    EXPECT_EQ(Show(MadeReport("S/0/Name//Size/\nS/1/Name//Size/22\n"), {}),
+              "S  2 instances\n  #  Name  Size\n  0  -        -\n  1  -       22\n");
 }
 
 TEST(ShowReport, FitsInTheTerminal)

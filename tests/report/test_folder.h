@@ -31,7 +31,7 @@ public:
     /// @return the path of the file
     std::filesystem::path Write(const std::string& name, const std::string& bytes) const
     {
-        const std::filesystem::path path = path_ / std::u8string{name.begin(), name.end()};
+        std::filesystem::path path = path_ / std::u8string{name.begin(), name.end()};
         std::ofstream{path, std::ios::binary} << bytes;
         return path;
     }
