@@ -185,7 +185,9 @@ Section Prepare(const Section& section, bool withPassing, Instance* whole)
     for (const Instance& instance : section.instances) {
         Instance rest{instance.index, {}};
         for (const Property& property : instance.properties) {
-            if (Has(kOfWholeSection, section.name, property.name))
+            // A second one, which the library never writes, stays with its instance.
+            if (Has(kOfWholeSection, section.name, property.name) &&
+                whole->Find(property.name) == nullptr)
                 whole->properties.push_back(property);
             else if (withPassing || !IsPassing(section.name, property.name))
                 rest.properties.push_back(property);

@@ -55,6 +55,10 @@ TEST(CompareReports, MatchesInstancesByWhatIdentifiesThem)
          "PhysicalMemoryLocation/0/DeviceLocator/D2/MemorySlots/2\n"
          "PhysicalMemoryLocation/1/DeviceLocator/D1\n",
          "PhysicalMemoryLocation\n  MemorySlots  4 -> 2\n"},
+        {"two numbers of slots, of which one belongs to the section",
+         "PhysicalMemoryLocation/0/MemorySlots/4\nPhysicalMemoryLocation/1/MemorySlots/4\n",
+         "PhysicalMemoryLocation/0/MemorySlots/4\nPhysicalMemoryLocation/1/MemorySlots/2\n",
+         "PhysicalMemoryLocation\n  ~ index 1\n      MemorySlots  4 -> 2\n"},
         {"an adapter in another letter case, under another name",
          "NetworkAdapter/0/MACAddress/00-1A/Name/A\n",
          "NetworkAdapter/3/MACAddress/00-1a/Name/A #2\n",
