@@ -19,8 +19,9 @@ int main(int argumentCount, char** arguments)
             const sim::WholeMachine machine{FromUtf8(given[1])};
             report = CollectFrom(machine, machine.platform.processors);
         }
-        WriteOutputFile(given[0], {reinterpret_cast<const char*>(report.data()),
-                                   report.size() * sizeof(wchar_t)});
+        WriteOutputFile(given[0], [&report](const TextSink& sink) {
+            sink({reinterpret_cast<const char*>(report.data()), report.size() * sizeof(wchar_t)});
+        });
     } catch (const std::exception& error) {
         PrintToErrors(std::string{"replay_machine: "} + error.what() + '\n');
         return static_cast<int>(ExitCode::kUnexpected);
