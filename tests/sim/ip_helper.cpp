@@ -70,6 +70,8 @@ ULONG IpHelper::AdaptersAddresses(ULONG family, ULONG flags, void*, IP_ADAPTER_A
     const auto& listed = current->ipv6Adapters;
     current->addressArguments = {family, flags};
     const auto needed = static_cast<ULONG>(listed.size() * sizeof *buffer);
+    if (listed.empty())
+        return ERROR_NO_DATA;
     if (current->addressCalls++ < current->growths || *size < needed) {
         *size = needed;
         return ERROR_BUFFER_OVERFLOW;

@@ -25,7 +25,7 @@ public:
     struct IPv6Adapter {
         const wchar_t* description = nullptr;
         /// In text form; an empty one is of no known family.
-        std::vector<const wchar_t*> addresses{};
+        std::vector<std::wstring> addresses{};
     };
 
     explicit IpHelper(std::vector<IP_ADAPTER_INFO> listed);

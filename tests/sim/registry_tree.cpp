@@ -22,13 +22,6 @@ UniqueKey CreateVolatileKey(HKEY parent, const std::wstring& path)
     return UniqueKey{key};
 }
 
-void Append(std::vector<std::uint8_t>& bytes, std::wstring_view text)
-{
-    const auto* const first = reinterpret_cast<const std::uint8_t*>(text.data());
-    bytes.insert(bytes.end(), first, first + text.size() * sizeof(wchar_t));
-    bytes.insert(bytes.end(), sizeof(wchar_t), 0);
-}
-
 std::wstring ScratchName()
 {
     static LONG made = 0;
@@ -38,10 +31,17 @@ std::wstring ScratchName()
 
 }  // namespace
 
+void AppendText(std::vector<std::uint8_t>& bytes, std::wstring_view text)
+{
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(text.data());
+    bytes.insert(bytes.end(), first, first + text.size() * sizeof(wchar_t));
+    bytes.insert(bytes.end(), sizeof(wchar_t), 0);
+}
+
 RegistryValue TextValue(std::wstring_view text, DWORD type)
 {
     RegistryValue value{type, {}};
-    Append(value.bytes, text);
+    AppendText(value.bytes, text);
     return value;
 }
 
@@ -49,8 +49,8 @@ RegistryValue TextsValue(std::initializer_list<std::wstring_view> texts)
 {
     RegistryValue value{REG_MULTI_SZ, {}};
     for (const auto text : texts)
-        Append(value.bytes, text);
-    Append(value.bytes, L"");
+        AppendText(value.bytes, text);
+    AppendText(value.bytes, L"");
     return value;
 }
 
@@ -58,6 +58,12 @@ RegistryValue NumberValue(std::uint32_t number)
 {
     const auto* const first = reinterpret_cast<const std::uint8_t*>(&number);
     return {REG_DWORD, {first, first + sizeof number}};
+}
+
+RegistryValue WideNumberValue(std::uint64_t number)
+{
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(&number);
+    return {REG_QWORD, {first, first + sizeof number}};
 }
 
 RegistryValue BytesValue(std::vector<std::uint8_t> bytes, DWORD type)

@@ -13,9 +13,12 @@
 
 namespace orrery {
 
+/// Adds a text and its terminator, as registry values hold them.
+void AppendText(std::vector<std::uint8_t>& bytes, std::wstring_view text);
 RegistryValue TextValue(std::wstring_view text, DWORD type = REG_SZ);
 RegistryValue TextsValue(std::initializer_list<std::wstring_view> texts);
 RegistryValue NumberValue(std::uint32_t number);
+RegistryValue WideNumberValue(std::uint64_t number);
 RegistryValue BytesValue(std::vector<std::uint8_t> bytes, DWORD type = REG_BINARY);
 
 /// One value of a tree, or only a key when name is null.

@@ -1,6 +1,7 @@
 #include "sim/scenario.h"
 
 #include <algorithm>
+#include <array>
 #include <cwchar>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,50 @@ namespace orrery::sim {
 namespace {
 
 constexpr std::wstring_view kBlanks = L" \t\r";
+constexpr auto kNone = std::wstring_view::npos;
+
+struct TypeWord {
+    std::wstring_view word;
+    VARTYPE type;
+};
+// For values whose spelling would give another type; VT_EMPTY: the type is a registry value's.
+constexpr auto kTypeWords = std::to_array<TypeWord>({
+    {L"VT_BSTR", VT_BSTR},
+    {L"VT_I1", VT_I1},
+    {L"VT_I2", VT_I2},
+    {L"VT_I4", VT_I4},
+    {L"VT_I8", VT_I8},
+    {L"VT_R4", VT_R4},
+    {L"VT_R8", VT_R8},
+    {L"VT_UI1", VT_UI1},
+    {L"VT_UI2", VT_UI2},
+    {L"VT_UI4", VT_UI4},
+    {L"VT_UI8", VT_UI8},
+    {L"VT_BOOL", VT_BOOL},
+    {L"REG_SZ", VT_EMPTY},
+    {L"REG_EXPAND_SZ", VT_EMPTY},
+    {L"REG_BINARY", VT_EMPTY},
+    {L"REG_DWORD", VT_EMPTY},
+    {L"REG_MULTI_SZ", VT_EMPTY},
+    {L"REG_QWORD", VT_EMPTY},
+});
+
+// What Windows itself tells, and whether a name follows the kind.
+struct NativeKind {
+    std::wstring_view word;
+    bool hasName;
+};
+constexpr auto kNativeKinds = std::to_array<NativeKind>({
+    {L"system", false},
+    {L"volume", true},
+    {L"display", false},
+    {L"adapter", false},
+    {L"ipv6 adapter", false},
+    {L"wireless interface", false},
+    {L"wireless network", false},
+    {L"drive", true},
+    {L"key", true},
+});
 
 std::wstring_view Trimmed(std::wstring_view text)
 {
@@ -49,10 +94,23 @@ std::wstring Unescape(std::wstring_view text)
     return plain;
 }
 
+/// Gives a value a type that its spelling does not tell.
+bool Convert(std::wstring_view plain, VARTYPE type, VARIANT* value)
+{
+    constexpr LCID kEnglish = 0x409;  // for the decimal point
+    VARIANT text{};
+    const UniqueBstr content = MakeBstr(plain);
+    text.vt = VT_BSTR;
+    text.bstrVal = content.get();
+    VariantClear(value);
+    return SUCCEEDED(VariantChangeTypeEx(value, &text, kEnglish, 0, type));
+}
+
 /// Takes a quoted text, a word or a number from the start of a text.
+/// @param type VT_EMPTY: as it is spelt
 /// @param plain receives the value without quotes and escapes
 /// @return false when there is no such value
-bool TakeScalar(std::wstring_view* text, VARIANT* value, std::wstring* plain)
+bool TakeScalar(std::wstring_view* text, VARTYPE type, VARIANT* value, std::wstring* plain)
 {
     if (text->starts_with(L'"')) {
         std::size_t end = 1;
@@ -62,9 +120,7 @@ bool TakeScalar(std::wstring_view* text, VARIANT* value, std::wstring* plain)
             return false;
         *plain = Unescape(text->substr(1, end - 1));
         text->remove_prefix(end + 1);
-        value->vt = VT_BSTR;
-        value->bstrVal = MakeBstr(*plain).release();
-        return true;
+        return Convert(*plain, type == VT_EMPTY ? VARTYPE{VT_BSTR} : type, value);
     }
     *plain = Trimmed(text->substr(0, text->find_first_of(L",}")));
     text->remove_prefix(plain->size());
@@ -72,6 +128,8 @@ bool TakeScalar(std::wstring_view* text, VARIANT* value, std::wstring* plain)
         value->vt = *plain == L"NULL" ? VT_NULL : VT_EMPTY;
         return true;
     }
+    if (type != VT_EMPTY)
+        return !plain->empty() && Convert(*plain, type, value);
     if (*plain == L"TRUE" || *plain == L"FALSE") {
         value->vt = VT_BOOL;
         value->boolVal = *plain == L"TRUE" ? VARIANT_TRUE : VARIANT_FALSE;
@@ -85,7 +143,7 @@ bool TakeScalar(std::wstring_view* text, VARIANT* value, std::wstring* plain)
 }
 
 /// Takes "a, b}" into an array of the type of its first element; one without elements is of texts.
-bool TakeList(std::wstring_view text, VARIANT* value)
+bool TakeList(std::wstring_view text, VARTYPE wanted, VARIANT* value)
 {
     std::vector<UniqueVariant> elements(
         static_cast<std::size_t>(std::count(text.begin(), text.end(), L',')) + 1);
@@ -95,13 +153,14 @@ bool TakeList(std::wstring_view text, VARIANT* value)
         if ((count != 0 && !Take(&text, L",")) || count == elements.size())
             return false;
         text = Trimmed(text);
-        if (!TakeScalar(&text, elements[count].put(), &plain) ||
+        if (!TakeScalar(&text, wanted, elements[count].put(), &plain) ||
             elements[count].type() != elements[0].type())
             return false;
         ++count;
     }
-    const VARTYPE type = count == 0 ? VARTYPE{VT_BSTR} : elements[0].type();
-    if (type != VT_BSTR && type != VT_I4)
+    const VARTYPE ofNone = wanted == VT_EMPTY ? VARTYPE{VT_BSTR} : wanted;
+    const VARTYPE type = count == 0 ? ofNone : elements[0].type();
+    if (type == VT_EMPTY || type == VT_NULL)
         return false;
     value->parray = SafeArrayCreateVector(type, 0, static_cast<ULONG>(count));
     value->vt = static_cast<VARTYPE>(VT_ARRAY | type);
@@ -114,17 +173,36 @@ bool TakeList(std::wstring_view text, VARIANT* value)
     return true;
 }
 
+/// Takes the type word before a property's name, if there is one.
+/// @return false for an unknown word
+bool TakeTypeWord(std::wstring_view* line, VARTYPE* type, std::wstring* word)
+{
+    const std::wstring_view left = Trimmed(line->substr(0, line->find(L'=')));
+    const std::size_t blank = left.find_first_of(kBlanks);
+    if (blank == kNone)
+        return true;
+    *word = left.substr(0, blank);
+    *line = Trimmed(line->substr(blank));
+    const auto row = std::find_if(kTypeWords.begin(), kTypeWords.end(),
+                                  [&](const TypeWord& each) { return each.word == *word; });
+    *type = row == kTypeWords.end() ? VARTYPE{VT_EMPTY} : row->type;
+    return row != kTypeWords.end();
+}
+
 std::optional<Property> ParseProperty(std::wstring_view line)
 {
-    const std::size_t equals = line.find(L'=');
-    if (equals == std::wstring_view::npos || equals == 0 || !line.ends_with(L';'))
+    Property property;
+    VARTYPE type = VT_EMPTY;
+    const std::size_t equals =
+        TakeTypeWord(&line, &type, &property.typeName) ? line.find(L'=') : kNone;
+    if (equals == kNone || equals == 0 || !line.ends_with(L';'))
         return std::nullopt;
-    Property property{std::wstring{Trimmed(line.substr(0, equals))}, {}, {}, {}};
+    property.name = Trimmed(line.substr(0, equals));
     std::wstring_view text = Trimmed(line.substr(equals + 1, line.size() - equals - 2));
     const auto value = std::make_shared<UniqueVariant>();
     const bool valid = Take(&text, L"{")
-                           ? TakeList(text, value->put())
-                           : TakeScalar(&text, value->put(), &property.text) && text.empty();
+                           ? TakeList(text, type, value->put())
+                           : TakeScalar(&text, type, value->put(), &property.text) && text.empty();
     if (!valid)
         return std::nullopt;
     if (!value->isMissing() && !property.name.starts_with(L"__"))
@@ -142,8 +220,9 @@ std::wstring NamespaceKey(std::wstring_view name)
 /// Reads the lines of a scenario one after the other.
 class Reader {
 public:
-    Reader(std::wstring_view text, std::map<std::wstring, Namespace>* namespaces)
-        : text_(text), namespaces_(namespaces)
+    Reader(std::wstring_view text, std::map<std::wstring, Namespace>* namespaces,
+           std::vector<NativeItem>* nativeItems, bool* hasWmi)
+        : text_(text), namespaces_(namespaces), nativeItems_(nativeItems), hasWmi_(hasWmi)
     {}
 
     void ReadAll()
@@ -170,8 +249,7 @@ private:
     void Expect(bool condition, const char* what) const
     {
         if (!condition)
-            throw std::runtime_error("scenario line " + std::to_string(number_) + ": expected " +
-                                     what);
+            FailLine(number_, what);
     }
 
     void ReadItem()
@@ -181,6 +259,8 @@ private:
             StartRows(nullptr, nullptr);
             return;
         }
+        if (ReadNativeItem())
+            return;
         Expect(namespace_ != nullptr, "a namespace first");
         if (Take(&line_, L"class ")) {
             namespace_->classes[ToLower(std::wstring{Trimmed(line_)})];
@@ -201,6 +281,29 @@ private:
         }
     }
 
+    /// @return false when the line begins something else
+    bool ReadNativeItem()
+    {
+        if (Trimmed(line_) == L"no wmi") {
+            *hasWmi_ = false;
+            return true;
+        }
+        for (const NativeKind& kind : kNativeKinds) {
+            std::wstring_view name = line_;
+            if (!Take(&name, kind.word) || (!name.empty() && kBlanks.find(name[0]) == kNone))
+                continue;
+            NativeItem item{std::wstring{kind.word}, std::wstring{Trimmed(name)}, number_, {}};
+            Expect(item.name.empty() != kind.hasName,
+                   "a kind of item, with its name if it has one");
+            Expect(NextLine() && Trimmed(line_) == L"{", "\"{\"");
+            ReadProperties(&item.properties);
+            nativeItems_->push_back(std::move(item));
+            StartRows(nullptr, nullptr);
+            return true;
+        }
+        return false;
+    }
+
     void StartRows(Rows* rows, Method* method)
     {
         rows_ = rows;
@@ -211,7 +314,7 @@ private:
     {
         std::wstring_view path = Trimmed(line_);
         const std::size_t of = path.find(L" of ");
-        Expect(of != std::wstring_view::npos, "\"method NAME of PATH\"");
+        Expect(of != kNone, "\"method NAME of PATH\"");
         Method method{std::wstring{path.substr(0, of)}, {}, path.ends_with(L" takes input"), {}};
         path.remove_prefix(of + 4);
         if (method.takesInput)
@@ -232,20 +335,28 @@ private:
         instance.className = Trimmed(line_.substr(0, opened ? line_.rfind(L'{') : line_.size()));
         if (!instance.isEmptySlot) {
             Expect(opened || (NextLine() && Trimmed(line_) == L"{"), "\"{\"");
-            ReadProperties(&instance);
+            ReadProperties(&instance.properties);
         }
         Store(std::make_shared<const Instance>(std::move(instance)));
     }
 
-    void ReadProperties(Instance* instance)
+    void ReadProperties(std::vector<Property>* properties)
     {
         for (;;) {
             Expect(NextLine(), "\"};\"");
-            if (Trimmed(line_) == L"};")
+            std::wstring_view line = Trimmed(line_);
+            if (line == L"};")
                 return;
-            auto property = ParseProperty(Trimmed(line_));
+            if (Take(&line, L"text ") || line == L"text") {
+                Expect(!properties->empty(), "a property before its line of the object text");
+                properties->back().line =
+                    line == L"text" ? L"" : L"\t" + std::wstring{line} + L"\n";
+                continue;
+            }
+            auto property = ParseProperty(line);
             Expect(property.has_value(), "\"Name = value;\" or \"};\"");
-            instance->properties.push_back(*std::move(property));
+            property->number = number_;
+            properties->push_back(*std::move(property));
         }
     }
 
@@ -263,6 +374,8 @@ private:
     std::wstring_view text_, line_;
     int number_ = 0;
     std::map<std::wstring, Namespace>* namespaces_;
+    std::vector<NativeItem>* nativeItems_;
+    bool* hasWmi_;
     Namespace* namespace_ = nullptr;
     Rows* rows_ = nullptr;  // null: an instance belongs to its class
     Method* method_ = nullptr;
@@ -333,13 +446,18 @@ HRESULT Namespace::Query(std::wstring_view query, Rows* rows) const
 
 Scenario::Scenario(std::wstring_view text)
 {
-    Reader{text, &namespaces_}.ReadAll();
+    Reader{text, &namespaces_, &nativeItems_, &hasWmi_}.ReadAll();
 }
 
 const Namespace* Scenario::Find(std::wstring_view name) const
 {
     const auto found = namespaces_.find(NamespaceKey(name));
     return found == namespaces_.end() ? nullptr : &found->second;
+}
+
+void FailLine(int number, const std::string& expected)
+{
+    throw std::runtime_error("line " + std::to_string(number) + ": expected " + expected);
 }
 
 std::wstring LoadScenario(const wchar_t* path)

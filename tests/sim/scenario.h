@@ -27,6 +27,8 @@ constexpr HRESULT kWmiInvalidNamespace = static_cast<HRESULT>(WBEM_E_INVALID_NAM
 
 /// One property of an instance, as its scenario line states it.
 struct Property {
+    int number = 0;         ///< of its line
+    std::wstring typeName;  ///< the word before the name; empty when the spelling gives the type
     std::wstring name;
     std::wstring line;  ///< its line in the object text; empty when the text leaves it out
     std::wstring text;  ///< the value as a query compares it, without quotes and escapes
@@ -46,6 +48,14 @@ struct Instance {
     /// The textual form in which WMI gives an instance.
     std::wstring Text() const;
 };
+
+/// What Windows itself, and not WMI, tells: one volume, one registry key.
+struct NativeItem {
+    std::wstring kind, name;
+    int number = 0;  ///< of its line
+    std::vector<Property> properties;
+};
+
 using Row = std::shared_ptr<const Instance>;
 using Rows = std::vector<Row>;
 
@@ -69,23 +79,7 @@ struct Namespace {
     HRESULT Query(std::wstring_view query, Rows* rows) const;
 };
 
-/// What a simulated machine answers, read from a text of these lines:
-///
-///     # comment
-///     namespace root\cimv2                 what follows is in this namespace
-///     class Win32_TapeDrive                a class, needed when it has no instances
-///     instance of Win32_BaseBoard          an instance of its class, in the order of enumeration
-///     {
-///         Manufacturer = "Acme \"Two\"";   VT_BSTR; also TRUE, 12 (VT_I4), {"a", "b"}, {1, 2}
-///         Depth = NULL;                    VT_NULL; EMPTY gives VT_EMPTY; neither is in the text
-///         __PATH = "\\\\HOST\\root";       a system property is not in the text either
-///     };
-///     unreadable instance of X             an instance whose GetObjectText fails
-///     empty slot of X                      a null pointer in place of an instance; has no body
-///     after 1500 ms                        the next instance comes so late in its enumeration
-///     query ASSOCIATORS OF {...}           the instances up to the next directive answer this
-///     method Lock of \\HOST\root:X.Id="1"  the next instance holds the out-parameters
-///     method Lock of \\HOST... takes input the same, for a method with an in-signature
+/// What a simulated machine answers, read from a text. docs/machines.md tells its form.
 class Scenario {
 public:
     /// @throw std::runtime_error naming the line and what was expected there
@@ -93,10 +87,18 @@ public:
 
     /// Compares without regard to case and to a leading "\\.\"; null when there is none.
     const Namespace* Find(std::wstring_view name) const;
+    bool hasWmi() const noexcept { return hasWmi_; }
+    const std::vector<NativeItem>& nativeItems() const noexcept { return nativeItems_; }
 
 private:
     std::map<std::wstring, Namespace> namespaces_;
+    std::vector<NativeItem> nativeItems_;
+    bool hasWmi_ = true;
 };
+
+/// Refuses a line of a scenario.
+/// @throw std::runtime_error always
+[[noreturn]] void FailLine(int number, const std::string& expected);
 
 /// Reads a scenario, or another text, from a UTF-8 file.
 /// @throw std::runtime_error when the file cannot be read

@@ -446,6 +446,8 @@ HRESULT WINAPI CreateInstance(REFCLSID id, IUnknown* outer, DWORD context, REFII
         APTTYPEQUALIFIER qualifier = APTTYPEQUALIFIER_NONE;
         if (const HRESULT outside = CoGetApartmentType(&apartment, &qualifier); FAILED(outside))
             return outside;
+        if (!machine->scenario.hasWmi())
+            return REGDB_E_CLASSNOTREG;
         const ComPtr<CLocator> locator{machine->Make<CLocator>()};
         return locator->QueryInterface(wanted, object);
     });

@@ -1,5 +1,6 @@
 #include "sim/simulation.h"
 
+#include <winsock2.h>
 #include <windows.h>
 #include <shlobj.h>
 #include <wbemcli.h>
@@ -13,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sim/whole_machine.h"
 #include "support/com.h"
 
 namespace orrery::sim {
@@ -32,6 +34,14 @@ instance of Win32_Part
 	None = {};
 	Depth = NULL;
 	Later = EMPTY;
+	VT_UI1 Small = 200;
+	VT_R8 Load = 1.5;
+	VT_BSTR Wide = 12;
+	VT_UI1 Bytes = {1, 255};
+	Path = "a\\b";
+	text Path = "a\b";
+	Silent = 5;
+	text
 	__PATH = "\\\\HOST\\root:Win32_Part.Id=\"1\"";
 };
     unreadable instance of Win32_Part {
@@ -149,6 +159,12 @@ TEST_F(SimulatedMachine, GivesPropertiesWithTheirTypes)
         {L"None", L"8200:"},
         {L"Depth", L"1:"},
         {L"Later", L"0:"},
+        {L"Small", L"17:200"},
+        {L"Load", L"5:1.5"},
+        {L"Wide", L"8:12"},
+        {L"Bytes", L"8209:1|255|"},
+        {L"Path", L"8:a\\b"},
+        {L"Silent", L"3:5"},
         {L"__PATH", L"8:\\\\HOST\\root:Win32_Part.Id=\"1\""},
         {L"Nam", L"not found"},
     };
@@ -159,7 +175,8 @@ TEST_F(SimulatedMachine, GivesPropertiesWithTheirTypes)
     EXPECT_EQ(TextOf(text.get()),
               L"\ninstance of Win32_Part\n{\n\tName = \"A \\\"b\\\"; c\\\\d\\x41\\n\";\n"
               L"\tCount = 4294967295;\n\tFitted = TRUE;\n\tTags = {\"x, y\", \"z}\"};\n"
-              L"\tCodes = {10,9};\n\tNone = {};\n};\n");
+              L"\tCodes = {10,9};\n\tNone = {};\n\tSmall = 200;\n\tLoad = 1.5;\n\tWide = 12;\n"
+              L"\tBytes = {1, 255};\n\tPath = \"a\\b\";\n};\n");
 }
 
 TEST_F(SimulatedMachine, DeliversWhatIsReadyInTime)
@@ -363,46 +380,92 @@ TEST(SimulationDeathTest, DoubleReleaseEndsTheProcess)
         "call on a released IWbemLocator");
 }
 
-TEST(Scenario, NamesTheLineThatIsWrong)
+/// A file of the folder for temporary files.
+class MachineFile : public testing::Test {
+protected:
+    ~MachineFile() override { std::filesystem::remove(path); }
+    void Write(const std::string& bytes) const { std::ofstream{path, std::ios::binary} << bytes; }
+
+    const std::filesystem::path path = std::filesystem::temp_directory_path() /
+                                       (std::to_string(GetCurrentProcessId()) + ".machine");
+};
+
+TEST_F(MachineFile, IsRefusedWithItsNameAndTheLineThatIsWrong)
 {
+    const std::string property = R"(line 4: expected "Name = value;" or "};")";
+    const std::string kind = "a property that items of this kind have";
     const struct {
-        const wchar_t* text;
-        const char* message;
+        std::string text, message;
     } rows[] = {
-        {L"\ninstance of X", "scenario line 2: expected a namespace first"},
-        {L"namespace a\nclas X", "scenario line 2: expected a directive or an instance"},
-        {L"namespace a\ninstance of X\nA = 1;", "scenario line 3: expected \"{\""},
-        {L"namespace a\ninstance of X\n{\nA = 1;\n", "scenario line 4: expected \"};\""},
-        {L"namespace a\ninstance of X\n{\nA = 1\n};",
-         "scenario line 4: expected \"Name = value;\" or \"};\""},
-        {L"namespace a\ninstance of X\n{\nA = \"b;\n};",
-         "scenario line 4: expected \"Name = value;\" or \"};\""},
-        {L"namespace a\ninstance of X\n{\nA = {1, \"b\"};\n};",
-         "scenario line 4: expected \"Name = value;\" or \"};\""},
-        {L"namespace a\ninstance of X\n{\nA = 4294967296;\n};",
-         "scenario line 4: expected \"Name = value;\" or \"};\""},
-        {L"namespace a\nafter noon", "scenario line 2: expected \"after NUMBER ms\""},
-        {L"namespace a\nmethod Lock", "scenario line 2: expected \"method NAME of PATH\""},
+        {"\ninstance of X", "line 2: expected a namespace first"},
+        {"namespace a\nclas X", "line 2: expected a directive or an instance"},
+        {"namespace a\ninstance of X\nA = 1;", "line 3: expected \"{\""},
+        {"namespace a\ninstance of X\n{\nA = 1;\n", "line 4: expected \"};\""},
+        {"namespace a\ninstance of X\n{\nA = 1\n};", property},
+        {"namespace a\ninstance of X\n{\nA = \"b;\n};", property},
+        {"namespace a\ninstance of X\n{\nA = {1, \"b\"};\n};", property},
+        {"namespace a\ninstance of X\n{\nA = 4294967296;\n};", property},
+        {"namespace a\ninstance of X\n{\nVT_X A = 4;\n};", property},
+        {"namespace a\ninstance of X\n{\nVT_UI1 A = 256;\n};", property},
+        {"namespace a\ninstance of X\n{\ntext A = 1;\n};",
+         "line 4: expected a property before its line of the object text"},
+        {"namespace a\nafter noon", "line 2: expected \"after NUMBER ms\""},
+        {"namespace a\nmethod Lock", "line 2: expected \"method NAME of PATH\""},
+        {"system A\n{\n};", "line 1: expected a kind of item, with its name if it has one"},
+        {"volume C:\n};", "line 2: expected \"{\""},
+        {"volume c:\n{\n};", "line 1: expected a volume such as C:"},
+        {"volume C:\n{\n\n\tTyp = 3;\n};", "line 4: expected " + kind},
+        {"volume C:\n{\nLabel = 7;\n};", "line 3: expected a text in quotes"},
+        {"volume C:\n{\nSerial = \"G\";\n};", "line 3: expected a number"},
+        {"system\n{\nVT_I4 Edition = 48;\n};", "line 3: expected no word before the name"},
+        {"adapter\n{\nAddress = \"02-1\";\n};", "line 3: expected bytes such as \"02-1B\""},
+        {"adapter\n{\nAddress = \"02_1B\";\n};", "line 3: expected bytes such as \"02-1B\""},
+        {"adapter\n{\nDHCPEnabled = 1;\n};", "line 3: expected TRUE or FALSE"},
+        {"ipv6 adapter\n{\nAddresses = \"::1\";\n};", "line 3: expected texts in braces"},
+        {"wireless network\n{\n};", "line 1: expected the interface that sees the network first"},
+        {"key HKEY_USERS\\A\n{\n};",
+         "line 1: expected a key of HKEY_LOCAL_MACHINE or HKEY_DYN_DATA"},
+        {"key HKEY_LOCAL_MACHINE\\A\n{\nREG_DWORD B = \"x\";\n};", "line 3: expected a number"},
+        {"key HKEY_LOCAL_MACHINE\\A\n{\nREG_SZ B = 1;\n};", "line 3: expected a registry value"},
     };
     for (const auto& row : rows) {
+        Write(row.text);
         try {
-            const Scenario scenario{row.text};
+            const WholeMachine machine{path.wstring()};
             ADD_FAILURE() << "accepted instead of: " << row.message;
         } catch (const std::runtime_error& error) {
-            EXPECT_STREQ(error.what(), row.message);
+            EXPECT_EQ(error.what(), path.filename().string() + ", " + row.message);
         }
     }
 }
 
-TEST(Scenario, IsReadFromUtf8)
+TEST_F(MachineFile, IsReadAsUtf8AndFillsTheRegistry)
 {
-    wchar_t folder[MAX_PATH]{}, path[MAX_PATH]{};
-    GetTempPathW(MAX_PATH, folder);
-    GetTempFileNameW(folder, L"sim", 0, path);
-    std::ofstream{std::filesystem::path{path}} << "\xEF\xBB\xBFnamespace f\xC3\xBCr";
-    EXPECT_EQ(LoadScenario(path), L"namespace f\x00FCr");
-    DeleteFileW(path);
-    EXPECT_THROW(LoadScenario(path), std::runtime_error);
+    EXPECT_THROW(WholeMachine{path.wstring()}, std::runtime_error);
+    Write(
+        "\xEF\xBB\xBFkey HKEY_LOCAL_MACHINE\\S\\f\xC3\xBCr\n{\n"
+        "A = \"a\";\nB = 7;\nC = {\"x\", \"y\"};\nREG_QWORD D = \"4294967296\";\n"
+        "REG_BINARY E = \"00 ff\";\nREG_EXPAND_SZ F = \"%A%\";\n};\n");
+    const WholeMachine machine{path.wstring()};
+    const UniqueKey key = OpenKey(HKEY_LOCAL_MACHINE, L"S\\f\x00FCr");
+    ASSERT_TRUE(key);
+    const struct {
+        const wchar_t* name;
+        DWORD type;
+        std::vector<std::uint8_t> bytes;
+    } rows[] = {
+        {L"A", REG_SZ, {'a', 0, 0, 0}},
+        {L"B", REG_DWORD, {7, 0, 0, 0}},
+        {L"C", REG_MULTI_SZ, {'x', 0, 0, 0, 'y', 0, 0, 0, 0, 0}},
+        {L"D", REG_QWORD, {0, 0, 0, 0, 1, 0, 0, 0}},
+        {L"E", REG_BINARY, {0, 0xFF}},
+        {L"F", REG_EXPAND_SZ, {'%', 0, 'A', 0, '%', 0, 0, 0}},
+    };
+    for (const auto& row : rows) {
+        const auto value = ReadValue(key.get(), row.name).value_or(RegistryValue{});
+        EXPECT_EQ(value.type, row.type);
+        EXPECT_EQ(value.bytes, row.bytes);
+    }
 }
 
 }  // namespace

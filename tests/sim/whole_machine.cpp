@@ -1,0 +1,409 @@
+#include "sim/whole_machine.h"
+
+#include <winioctl.h>
+
+#include <orrery/inventory.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <stdexcept>
+
+#include "support/library.h"
+#include "support/text.h"
+
+namespace orrery::sim {
+namespace {
+
+std::string ToBytes(std::wstring_view text, UINT codePage = CP_UTF8)
+{
+    std::string bytes(text.size() * 3, '\0');
+    bytes.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                            static_cast<int>(bytes.size()), nullptr, nullptr)));
+    return bytes;
+}
+
+/// Reads all of a text as a number.
+bool ParseNumber(std::wstring_view text, int base, std::uint64_t* number)
+{
+    const std::string digits = ToBytes(text);
+    const char* const end = digits.data() + digits.size();
+    const auto [stopped, error] = std::from_chars(digits.data(), end, *number, base);
+    return error == std::errc{} && stopped == end;
+}
+
+/// Reads bytes such as "02-1B-FF" or "02 1B FF".
+bool ParseBytes(std::wstring_view text, std::vector<std::uint8_t>* bytes)
+{
+    for (std::size_t at = 0; at < text.size(); at += 3) {
+        std::uint64_t number = 0;
+        if (!ParseNumber(text.substr(at, 2), 16, &number) || at + 1 == text.size() ||
+            (at + 2 < text.size() && text[at + 2] != L'-' && text[at + 2] != L' '))
+            return false;
+        bytes->push_back(static_cast<std::uint8_t>(number));
+    }
+    return text.size() % 3 != 0 || text.empty();
+}
+
+/// Hands out what an item states. A value of the wrong form is refused, and so is in the end one
+/// that nobody asked for.
+class Fields {
+public:
+    explicit Fields(const NativeItem& item) : item_(item) {}
+
+    /// The value of a text; null when the item does not state it, or states NULL.
+    const wchar_t* Text(const wchar_t* name)
+    {
+        const Property* const property = Find(name);
+        if (property == nullptr || property->value->isMissing())
+            return nullptr;
+        Expect(*property, property->value->type() == VT_BSTR, "a text in quotes");
+        return property->text.c_str();
+    }
+    std::wstring TextOr(const wchar_t* name) { return Text(name) ? Text(name) : L""; }
+
+    bool Flag(const wchar_t* name)
+    {
+        const Property* const property = Find(name);
+        if (property == nullptr)
+            return false;
+        Expect(*property, property->value->type() == VT_BOOL, "TRUE or FALSE");
+        return property->value->get().boolVal != VARIANT_FALSE;
+    }
+
+    /// A number, in quotes when it takes more than 32 bits.
+    template <class T = std::uint32_t>
+    T Number(const wchar_t* name, T otherwise = T{}, int base = 10)
+    {
+        const Property* const property = Find(name);
+        if (property == nullptr)
+            return otherwise;
+        std::wstring_view digits = property->text;
+        const bool isNegative = digits.starts_with(L'-');
+        digits.remove_prefix(isNegative ? 1 : 0);
+        std::uint64_t number = 0;
+        Expect(*property, ParseNumber(digits, base, &number), "a number");
+        return static_cast<T>(isNegative ? 0 - number : number);
+    }
+
+    std::vector<std::uint8_t> Bytes(const wchar_t* name)
+    {
+        std::vector<std::uint8_t> bytes;
+        if (const Property* const property = Find(name))
+            Expect(*property, ParseBytes(property->text, &bytes), "bytes such as \"02-1B\"");
+        return bytes;
+    }
+
+    std::vector<std::wstring> Texts(const wchar_t* name)
+    {
+        const Property* const property = Find(name);
+        return property == nullptr ? std::vector<std::wstring>{} : TextsOf(*property);
+    }
+
+    static std::vector<std::wstring> TextsOf(const Property& property)
+    {
+        Expect(property, property.value->type() == (VT_ARRAY | VT_BSTR), "texts in braces");
+        std::vector<std::wstring> texts;
+        SAFEARRAY* const list = property.value->get().parray;
+        for (LONG at = 0; at < static_cast<LONG>(list->rgsabound[0].cElements); ++at) {
+            UniqueBstr text;
+            SafeArrayGetElement(list, &at, text.put());
+            texts.emplace_back(TextOf(text.get()));
+        }
+        return texts;
+    }
+
+    void ExpectNoOther() const
+    {
+        for (const Property& property : item_.properties)
+            Expect(property, asked_.contains(property.name),
+                   "a property that items of this kind have");
+    }
+
+    static void Expect(const Property& property, bool condition, const char* what)
+    {
+        if (!condition)
+            FailLine(property.number, what);
+    }
+
+private:
+    const Property* Find(const wchar_t* name)
+    {
+        asked_.insert(name);
+        const auto found =
+            std::find_if(item_.properties.begin(), item_.properties.end(),
+                         [&](const Property& property) { return property.name == name; });
+        if (found == item_.properties.end())
+            return nullptr;
+        Expect(*found, found->typeName.empty(), "no word before the name");
+        return &*found;
+    }
+
+    const NativeItem& item_;
+    std::set<std::wstring> asked_;
+};
+
+void CopyName(wchar_t (&field)[32], const std::wstring& name)
+{
+    std::copy_n(name.begin(), std::min<std::size_t>(name.size(), 31), field);
+}
+
+/// The parts of "6.2.9200"; 0 where there is none.
+void ReadVersion(const std::wstring& text, OSVERSIONINFOEXW* version)
+{
+    wchar_t* at = nullptr;
+    version->dwMajorVersion = std::wcstoul(text.c_str(), &at, 10);
+    version->dwMinorVersion = std::wcstoul(at + (*at == L'.' ? 1 : 0), &at, 10);
+    version->dwBuildNumber = std::wcstoul(at + (*at == L'.' ? 1 : 0), &at, 10);
+}
+
+void ReadSystem(Fields fields, PlatformFacts* facts)
+{
+    facts->processors = fields.Number<DWORD>(L"Processors", 2);
+    facts->architecture = fields.Number<WORD>(L"Architecture");
+    facts->edition = fields.Number<DWORD>(L"Edition", PRODUCT_UNDEFINED);
+    facts->hostName = fields.Text(L"HostName");
+    facts->userName = fields.Text(L"UserName");
+    facts->memory = fields.Number<std::uint64_t>(L"Memory");
+    facts->zoneResult = fields.Number<DWORD>(L"ZoneResult", TIME_ZONE_ID_INVALID);
+    facts->zone.Bias = fields.Number<LONG>(L"Bias");
+    facts->zone.StandardBias = fields.Number<LONG>(L"StandardBias");
+    facts->zone.DaylightBias = fields.Number<LONG>(L"DaylightBias");
+    CopyName(facts->zone.StandardName, fields.TextOr(L"StandardName"));
+    CopyName(facts->zone.DaylightName, fields.TextOr(L"DaylightName"));
+    OSVERSIONINFOEXW version{};
+    version.dwPlatformId = fields.Number<DWORD>(L"PlatformId", VER_PLATFORM_WIN32_NT);
+    version.wProductType = fields.Number<BYTE>(L"ProductType", VER_NT_WORKSTATION);
+    version.wSuiteMask = fields.Number<WORD>(L"SuiteMask");
+    const std::wstring servicePack = fields.TextOr(L"ServicePack");
+    std::copy_n(servicePack.begin(), std::min<std::size_t>(servicePack.size(), 127),
+                version.szCSDVersion);
+    if (const wchar_t* const text = fields.Text(L"Version")) {
+        ReadVersion(text, &version);
+        facts->version = version;
+    }
+    fields.ExpectNoOther();
+}
+
+Volume ReadVolume(Fields fields)
+{
+    const Volume volume{.type = fields.Number<UINT>(L"Type", DRIVE_FIXED),
+                        .total = fields.Number<std::uint64_t>(L"Size"),
+                        .free = fields.Number<std::uint64_t>(L"FreeSpace"),
+                        .fileSystem = fields.Text(L"FileSystem"),
+                        .label = fields.Text(L"Label") ? fields.Text(L"Label") : L"",
+                        .serial = fields.Number<DWORD>(L"Serial", 0, 16)};
+    fields.ExpectNoOther();
+    return volume;
+}
+
+Display ReadDisplay(Fields fields)
+{
+    const Display display{.name = fields.Text(L"Name"),
+                          .id = fields.Text(L"Id"),
+                          .key = fields.Text(L"Key"),
+                          .flags = fields.Number<DWORD>(L"Flags")};
+    fields.ExpectNoOther();
+    return display;
+}
+
+IP_ADAPTER_INFO ReadAdapter(Fields* fields)
+{
+    const std::string description = ToBytes(fields->TextOr(L"Description"), CP_ACP);
+    std::array<std::uint8_t, 6> address{};
+    const auto bytes = fields->Bytes(L"Address");
+    std::copy_n(bytes.begin(), std::min(bytes.size(), address.size()), address.begin());
+    IP_ADAPTER_INFO adapter = MakeAdapter(description.c_str(), address, fields->Number(L"Type"));
+    const auto set = [fields](IP_ADDRESS_STRING& field, const wchar_t* name) {
+        const std::string text = ToBytes(fields->TextOr(name));
+        std::copy_n(text.begin(), std::min(text.size(), sizeof field.String - 1), field.String);
+    };
+    set(adapter.IpAddressList.IpAddress, L"IPAddress");
+    set(adapter.IpAddressList.IpMask, L"IPSubnet");
+    set(adapter.GatewayList.IpAddress, L"Gateway");
+    set(adapter.DhcpServer.IpAddress, L"DHCPServer");
+    set(adapter.PrimaryWinsServer.IpAddress, L"WINSServer");
+    adapter.DhcpEnabled = fields->Flag(L"DHCPEnabled") ? 1 : 0;
+    adapter.LeaseObtained = fields->Number<time_t>(L"LeaseObtained");
+    adapter.LeaseExpires = fields->Number<time_t>(L"LeaseExpires");
+    return adapter;
+}
+
+Wlan::Interface ReadWireless(Fields fields)
+{
+    Wlan::Interface wireless{
+        .description = fields.Text(L"Description"),
+        .state = fields.Number<WLAN_INTERFACE_STATE>(L"State", wlan_interface_state_connected)};
+    const auto authentication = fields.Number<DOT11_AUTH_ALGORITHM>(L"Authentication");
+    const auto cipher = fields.Number<DOT11_CIPHER_ALGORITHM>(L"Cipher", DOT11_CIPHER_ALGO_CCMP);
+    const int phyType = fields.Number<int>(L"PhyType");
+    if (const wchar_t* const ssid = fields.Text(L"SSID")) {
+        wireless.connection = MakeConnection(ToBytes(ssid).c_str(), authentication, phyType);
+        wireless.connection->wlanSecurityAttributes.dot11CipherAlgorithm = cipher;
+    }
+    if (const ULONG channel = fields.Number<ULONG>(L"Channel"))
+        wireless.channel = channel;
+    fields.ExpectNoOther();
+    return wireless;
+}
+
+/// A drive that tells or denies that it has a seek penalty, or that cannot be asked.
+Devices::Answer ReadDrive(Fields fields, bool canBeAsked)
+{
+    const bool hasSeekPenalty = fields.Flag(L"IncursSeekPenalty");
+    fields.ExpectNoOther();
+    return [=](const DeviceCall& call) {
+        if (call.code != IOCTL_STORAGE_QUERY_PROPERTY || call.output.size() != 12 || !canBeAsked)
+            return false;
+        call.output[8] = hasSeekPenalty ? 1 : 0;
+        return true;
+    };
+}
+
+RegistryValue ReadRegistryValue(const Property& property)
+{
+    const std::wstring& type = property.typeName;
+    if (type == L"REG_MULTI_SZ" || (type.empty() && (property.value->type() & VT_ARRAY) != 0)) {
+        RegistryValue value{REG_MULTI_SZ, {}};
+        for (const std::wstring& text : Fields::TextsOf(property))
+            AppendText(value.bytes, text);
+        AppendText(value.bytes, L"");
+        return value;
+    }
+    if (type == L"REG_BINARY") {
+        RegistryValue value{REG_BINARY, {}};
+        Fields::Expect(property, ParseBytes(property.text, &value.bytes),
+                       "bytes such as \"02 1B\"");
+        return value;
+    }
+    const bool isText = property.value->type() == VT_BSTR;
+    if (type == L"REG_QWORD" || type == L"REG_DWORD" || (type.empty() && !isText)) {
+        std::uint64_t number = 0;
+        Fields::Expect(property, ParseNumber(property.text, 10, &number), "a number");
+        if (type == L"REG_QWORD")
+            return WideNumberValue(number);
+        return NumberValue(static_cast<std::uint32_t>(number));
+    }
+    Fields::Expect(property, isText && !type.starts_with(L"VT_"), "a registry value");
+    return TextValue(property.text, type == L"REG_EXPAND_SZ" ? REG_EXPAND_SZ : REG_SZ);
+}
+
+void AddKey(const NativeItem& item, RegistryTree* localMachine, RegistryTree* dynamicData)
+{
+    const std::wstring root = item.name.substr(0, item.name.find(L'\\'));
+    RegistryTree* const tree = root == L"HKEY_LOCAL_MACHINE" ? localMachine
+                               : root == L"HKEY_DYN_DATA"    ? dynamicData
+                                                             : nullptr;
+    if (tree == nullptr || root.size() == item.name.size())
+        FailLine(item.number, "a key of HKEY_LOCAL_MACHINE or HKEY_DYN_DATA");
+    const std::wstring path = item.name.substr(root.size() + 1);
+    tree->AddKey(path);
+    for (const Property& property : item.properties)
+        tree->Set(path, property.name.c_str(), ReadRegistryValue(property));
+}
+
+/// The library of the folder in which the program is.
+decltype(&GetInventoryEx) FindLibrary(const UniqueModule& library)
+{
+    const auto run = FindFunction<decltype(&GetInventoryEx)>(library.get(), "GetInventoryEx");
+    if (run == nullptr)
+        throw std::runtime_error("there is no orrery.dll beside this program");
+    return run;
+}
+
+}  // namespace
+
+WholeMachine::WholeMachine(const std::wstring& path)
+{
+    try {
+        const std::wstring text = LoadScenario(path.c_str());
+        scenario_ = Scenario{text};
+        for (const NativeItem& item : scenario_.nativeItems())
+            ReadItem(item);
+        Install(text);
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::filesystem::path{path}.filename().string() + ", " +
+                                 error.what());
+    }
+}
+
+void WholeMachine::ReadItem(const NativeItem& item)
+{
+    Fields fields{item};
+    if (item.kind == L"system") {
+        ReadSystem(fields, &platform);
+    } else if (item.kind == L"volume") {
+        if (item.name.size() != 2 || item.name[0] < L'A' || item.name[0] > L'Z')
+            FailLine(item.number, "a volume such as C:");
+        platform.volumes[item.name[0]] = ReadVolume(fields);
+    } else if (item.kind == L"display") {
+        platform.displays.push_back(ReadDisplay(fields));
+    } else if (item.kind == L"adapter") {
+        adapters_.push_back(ReadAdapter(&fields));
+        const auto index = static_cast<DWORD>(adapters_.size());
+        adapters_.back().Index = index;
+        if (const wchar_t* const server = fields.Text(L"DNSServer"))
+            dnsServers_[index] = texts_.emplace_back(ToBytes(server)).c_str();
+        fields.ExpectNoOther();
+    } else if (item.kind == L"ipv6 adapter") {
+        ipv6Adapters_.push_back({fields.Text(L"Description"), fields.Texts(L"Addresses")});
+        fields.ExpectNoOther();
+    } else if (item.kind == L"wireless interface") {
+        wireless_.push_back(ReadWireless(fields));
+    } else if (item.kind == L"wireless network") {
+        if (wireless_.empty())
+            FailLine(item.number, "the interface that sees the network first");
+        auto& networks = wireless_.back().networks;
+        if (!networks)
+            networks.emplace();
+        networks->push_back({texts_.emplace_back(ToBytes(fields.TextOr(L"SSID"))).c_str(),
+                             fields.Number<ULONG>(L"Frequency")});
+        fields.ExpectNoOther();
+    } else if (item.kind == L"drive") {
+        devices[item.name] = ReadDrive(fields, !item.properties.empty());
+    } else {
+        AddKey(item, &localMachine_, &dynamicData_);
+    }
+}
+
+void WholeMachine::Install(const std::wstring& text)
+{
+    ipHelper_.emplace(adapters_);
+    ipHelper_->dnsServers = dnsServers_;
+    ipHelper_->ipv6Adapters = ipv6Adapters_;
+    wlan_.emplace(wireless_);
+    wmi_.emplace(text);
+}
+
+std::wstring CollectFrom(WholeMachine* machine, DWORD processors)
+{
+    const UniqueModule library{LoadLibraryW(L"orrery.dll")};
+    const auto run = FindLibrary(library);
+    const auto path = std::filesystem::temp_directory_path() /
+                      (L"orrery-made-" + std::to_wstring(GetCurrentProcessId()) + L".tsv");
+    UniqueFile file{CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                CREATE_ALWAYS, 0, nullptr)};
+    if (!file)
+        throw std::runtime_error("no report can be written to the folder for temporary files");
+    {
+        PlatformFacts facts = machine->platform;
+        facts.processors = processors;
+        const Platform platform{facts};
+        Devices devices{machine->devices};
+        devices.Lend(path.wstring(), std::move(file));
+        run(path.c_str(), 0x10);
+    }
+    std::wstring report;
+    std::ifstream stream{path, std::ios::binary};
+    for (wchar_t unit = 0; stream.read(reinterpret_cast<char*>(&unit), sizeof unit);)
+        report += unit;
+    stream.close();
+    std::filesystem::remove(path);
+    return report;
+}
+
+}  // namespace orrery::sim

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "sim/devices.h"
+#include "sim/ip_helper.h"
+#include "sim/platform.h"
+#include "sim/registry_tree.h"
+#include "sim/simulation.h"
+#include "sim/wlan.h"
+
+namespace orrery::sim {
+
+/// A machine of which everything is told by one file. While it lives, WMI and Windows answer every
+/// thread of the process from that file; volumes, devices and adapters that it does not name are not
+/// there. One at a time, and no other simulation beside it.
+class WholeMachine {
+public:
+    /// @throw std::runtime_error naming the file, the line and what was expected there
+    explicit WholeMachine(const std::wstring& path);
+
+    /// The answers of Windows itself, which a test may change before it installs them.
+    PlatformFacts platform;
+    /// What the machine's devices answer.
+    std::map<std::wstring, Devices::Answer> devices;
+
+    const Simulation& wmi() const noexcept { return *wmi_; }
+    const Wlan& wlan() const noexcept { return *wlan_; }
+
+private:
+    void ReadItem(const NativeItem& item);
+    void Install(const std::wstring& text);
+
+    Scenario scenario_{L""};
+    std::deque<std::string> texts_;  // whose characters the lists below point to
+    std::vector<IP_ADAPTER_INFO> adapters_;
+    std::map<DWORD, const char*> dnsServers_;
+    std::vector<IpHelper::IPv6Adapter> ipv6Adapters_;
+    std::vector<Wlan::Interface> wireless_;
+    RegistryTree localMachine_{HKEY_LOCAL_MACHINE};
+    RegistryTree dynamicData_{HKEY_DYN_DATA};
+    std::optional<IpHelper> ipHelper_;
+    std::optional<Wlan> wlan_;
+    std::optional<Simulation> wmi_;
+};
+
+/// Collects from a machine with the library under test and gives the report file's text.
+/// @param processors with one, the categories run one after the other
+/// @throw std::runtime_error when there is no library or it wrote no report
+std::wstring CollectFrom(WholeMachine* machine, DWORD processors);
+
+}  // namespace orrery::sim
