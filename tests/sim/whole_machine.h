@@ -30,7 +30,7 @@ public:
     /// What the machine's devices answer.
     std::map<std::wstring, Devices::Answer> devices;
 
-    const Simulation& wmi() const noexcept { return *wmi_; }
+    Simulation& wmi() noexcept { return *wmi_; }
     const Wlan& wlan() const noexcept { return *wlan_; }
 
 private:

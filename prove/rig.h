@@ -1,0 +1,49 @@
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+#include "prove/facts.h"
+#include "prove/gates.h"
+#include "sim/whole_machine.h"
+#include "support/unique.h"
+
+namespace orrery::prove {
+
+/// orrery.dll, behind gates, on a made machine.
+class Rig {
+public:
+    /// @param machineFile the machine to collect from
+    /// @throw std::runtime_error when there is no library, or no such machine
+    explicit Rig(const std::wstring& machineFile);
+
+    /// Collects once. What the run leaves behind is noted in the flaws.
+    /// @param failing the call that fails, if one is to
+    Facts Run(bool threaded, std::optional<Place> failing = {}, const FaultCode* code = nullptr);
+
+    const Faults& faults() const noexcept { return gates_.faults; }
+
+private:
+    /// What the process holds after a run.
+    struct Holdings {
+        int blocks;
+        int texts;
+        std::uintptr_t freshHandle;
+    };
+    static Holdings Count();
+    std::string Leftovers(const Holdings& before);
+
+    UniqueModule library_;
+    Gates gates_;
+    sim::WholeMachine machine_;
+};
+
+/// The value of a fresh handle: it rises with every handle that was not given back.
+std::uintptr_t FreshHandle();
+
+/// A machine of the test data.
+std::wstring MachineFile(const wchar_t* name);
+
+}  // namespace orrery::prove
