@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "client/console.h"
+#include "prove/cancel.h"
+#include "prove/soak.h"
 #include "prove/sweep.h"
 
 namespace orrery::prove {
@@ -15,13 +17,29 @@ constexpr int kFound = 1;
 constexpr int kUsage = 2;
 constexpr int kBroken = 3;
 
+unsigned NumberOf(const std::string& word)
+{
+    return static_cast<unsigned>(std::stoul(word));
+}
+
 int RunCommand(const std::vector<std::string>& words)
 {
     const std::string command = words.empty() ? "" : words[0];
     const std::string option = words.size() > 1 ? words[1] : "";
     if (command == "sweep")
         return Sweep(option == "--quick", option == "--quick" ? "" : option) == 0 ? 0 : kFound;
-    PrintToErrors("usage: prove sweep [--quick | ATTEMPT]\n");
+    if (command == "soak") {
+        const bool quick = option == "--quick";
+        return Soak(quick ? 40 : 1000) + CancelMany(quick ? 20 : 500, 1) == 0 ? 0 : kFound;
+    }
+    if (command == "cancel" && words.size() == 2)
+        return CancelMany(1, NumberOf(option)) == 0 ? 0 : kFound;
+    if (command == "cancelled" && words.size() == 3)
+        return CollectAndCancel(NumberOf(option), FromUtf8(words[2]));
+    PrintToErrors(
+        "usage: prove sweep [--quick | ATTEMPT]\n"
+        "       prove soak [--quick]\n"
+        "       prove cancel SEED\n");
     return kUsage;
 }
 

@@ -44,7 +44,7 @@ Rig::Rig(const std::wstring& machineFile)
     });
 }
 
-Facts Rig::Run(bool threaded, std::optional<Place> failing, const FaultCode* code)
+Facts Rig::Run(bool threaded, std::optional<Place> failing, const FaultCode* code, bool alone)
 {
     constexpr DWORD kSeveral = 8;
     const Holdings before = Count();
@@ -52,7 +52,7 @@ Facts Rig::Run(bool threaded, std::optional<Place> failing, const FaultCode* cod
     const std::wstring report = CollectFrom(&machine_, threaded ? kSeveral : 1);
     gates_.faults.End();
     Facts facts = FactsOf(report);
-    facts.flaws += Leftovers(before);
+    facts.flaws += Leftovers(before, alone);
     return facts;
 }
 
@@ -61,15 +61,16 @@ Rig::Holdings Rig::Count()
     return {Gates::BlocksHeld(), TextsHeld(), FreshHandle()};
 }
 
-std::string Rig::Leftovers(const Holdings& before)
+std::string Rig::Leftovers(const Holdings& before, bool alone)
 {
     const Holdings after = Count();
     std::string text = gates_.ledger.Settle();
     text += Left("blocks of memory", before.blocks, after.blocks);
-    text += Left("COM texts", before.texts, after.texts);
+    if (alone)
+        text += Left("COM texts", before.texts, after.texts);
     text += Left("COM objects", 0, machine_.wmi().LiveObjects());
     text += Left("WLAN buffers", 0, static_cast<int>(machine_.wlan().blocks.size()));
-    if (after.freshHandle > before.freshHandle)
+    if (alone && after.freshHandle > before.freshHandle)
         text += "; a fresh handle has risen from " + std::to_string(before.freshHandle) + " to " +
                 std::to_string(after.freshHandle);
     if (machine_.wmi().LiveObjects() == 0)

@@ -21,7 +21,9 @@ public:
 
     /// Collects once. What the run leaves behind is noted in the flaws.
     /// @param failing the call that fails, if one is to
-    Facts Run(bool threaded, std::optional<Place> failing = {}, const FaultCode* code = nullptr);
+    /// @param alone   whether nothing else of the process takes handles or texts meanwhile
+    Facts Run(bool threaded, std::optional<Place> failing = {}, const FaultCode* code = nullptr,
+              bool alone = true);
 
     const Faults& faults() const noexcept { return gates_.faults; }
 
@@ -33,7 +35,7 @@ private:
         std::uintptr_t freshHandle;
     };
     static Holdings Count();
-    std::string Leftovers(const Holdings& before);
+    std::string Leftovers(const Holdings& before, bool alone);
 
     UniqueModule library_;
     Gates gates_;
