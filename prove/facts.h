@@ -14,7 +14,8 @@ struct Facts {
 
     std::array<Values, kCallers> byCaller;  ///< those of the run itself belong to no category
     int elapsedTimes = 0;
-    std::string flaws;  ///< what is not as the library writes reports; empty when all is well
+    std::string flaws;      ///< what is not as the library writes reports; empty when all is well
+    std::string leftovers;  ///< what the run left behind, likewise
 };
 
 /// Takes a report apart.

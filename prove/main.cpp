@@ -7,6 +7,7 @@
 
 #include "client/console.h"
 #include "prove/cancel.h"
+#include "prove/hostile.h"
 #include "prove/soak.h"
 #include "prove/sweep.h"
 
@@ -36,10 +37,22 @@ int RunCommand(const std::vector<std::string>& words)
         return CancelMany(1, NumberOf(option)) == 0 ? 0 : kFound;
     if (command == "cancelled" && words.size() == 3)
         return CollectAndCancel(NumberOf(option), FromUtf8(words[2]));
+    if (command == "hostile" && words.size() == 4)
+        return Hostile(option == "all" ? "" : option, static_cast<int>(NumberOf(words[2])),
+                       NumberOf(words[3])) == 0
+                   ? 0
+                   : kFound;
+    if (command == "feed" && words.size() == 5) {
+        Feed(option, NumberOf(words[2]), static_cast<int>(NumberOf(words[3])),
+             static_cast<int>(NumberOf(words[4])));
+        return 0;
+    }
     PrintToErrors(
         "usage: prove sweep [--quick | ATTEMPT]\n"
         "       prove soak [--quick]\n"
-        "       prove cancel SEED\n");
+        "       prove cancel SEED\n"
+        "       prove hostile all|KIND SECONDS SEED\n"
+        "       prove feed KIND SEED COUNT SECONDS\n");
     return kUsage;
 }
 

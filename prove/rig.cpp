@@ -35,10 +35,13 @@ std::wstring MachineFile(const wchar_t* name)
     return L"" ORRERY_TEST_DATA "/machines/" + std::wstring{name} + L".machine";
 }
 
-Rig::Rig(const std::wstring& machineFile)
-    : library_(LoadInventory()), gates_(library_.get()), machine_(machineFile)
+Rig::Rig() : library_(LoadInventory()), gates_(library_.get()) {}
+
+void Rig::Load(const std::wstring& machineFile)
 {
-    machine_.wmi().LetJudge([this](const std::string& line) -> std::optional<HRESULT> {
+    machine_.reset();
+    machine_.emplace(machineFile);
+    machine_->wmi().LetJudge([this](const std::string& line) -> std::optional<HRESULT> {
         const FaultCode* const code = gates_.faults.Ask(line);
         return code != nullptr ? std::optional{code->result} : std::nullopt;
     });
@@ -49,10 +52,10 @@ Facts Rig::Run(bool threaded, std::optional<Place> failing, const FaultCode* cod
     constexpr DWORD kSeveral = 8;
     const Holdings before = Count();
     gates_.faults.Begin(threaded, failing, code);
-    const std::wstring report = CollectFrom(&machine_, threaded ? kSeveral : 1);
+    const std::wstring report = CollectFrom(&*machine_, threaded ? kSeveral : 1);
     gates_.faults.End();
     Facts facts = FactsOf(report);
-    facts.flaws += Leftovers(before, alone);
+    facts.leftovers = Leftovers(before, alone);
     return facts;
 }
 
@@ -68,13 +71,13 @@ std::string Rig::Leftovers(const Holdings& before, bool alone)
     text += Left("blocks of memory", before.blocks, after.blocks);
     if (alone)
         text += Left("COM texts", before.texts, after.texts);
-    text += Left("COM objects", 0, machine_.wmi().LiveObjects());
-    text += Left("WLAN buffers", 0, static_cast<int>(machine_.wlan().blocks.size()));
+    text += Left("COM objects", 0, machine_->wmi().LiveObjects());
+    text += Left("WLAN buffers", 0, static_cast<int>(machine_->wlan().blocks.size()));
     if (alone && after.freshHandle > before.freshHandle)
         text += "; a fresh handle has risen from " + std::to_string(before.freshHandle) + " to " +
                 std::to_string(after.freshHandle);
-    if (machine_.wmi().LiveObjects() == 0)
-        machine_.wmi().Forget();
+    if (machine_->wmi().LiveObjects() == 0)
+        machine_->wmi().Forget();
     return text;
 }
 

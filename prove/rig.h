@@ -12,14 +12,17 @@
 
 namespace orrery::prove {
 
-/// orrery.dll, behind gates, on a made machine.
+/// orrery.dll, behind gates, on a made machine. One to a process.
 class Rig {
 public:
-    /// @param machineFile the machine to collect from
-    /// @throw std::runtime_error when there is no library, or no such machine
-    explicit Rig(const std::wstring& machineFile);
+    /// @throw std::runtime_error when there is no library
+    Rig();
 
-    /// Collects once. What the run leaves behind is noted in the flaws.
+    /// Sets up the machine to collect from, in place of the one before.
+    /// @throw std::runtime_error when there is no such machine
+    void Load(const std::wstring& machineFile);
+
+    /// Collects once.
     /// @param failing the call that fails, if one is to
     /// @param alone   whether nothing else of the process takes handles or texts meanwhile
     Facts Run(bool threaded, std::optional<Place> failing = {}, const FaultCode* code = nullptr,
@@ -39,7 +42,7 @@ private:
 
     UniqueModule library_;
     Gates gates_;
-    sim::WholeMachine machine_;
+    std::optional<sim::WholeMachine> machine_;
 };
 
 /// The value of a fresh handle: it rises with every handle that was not given back.

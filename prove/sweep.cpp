@@ -70,7 +70,7 @@ using Calls = std::array<std::vector<std::string>, kCallers>;
 
 class Sweeper {
 public:
-    Sweeper() : rig_(MachineFile(L"workstation")) {}
+    Sweeper() { rig_.Load(MachineFile(L"workstation")); }
 
     /// The undisturbed run that others are compared with; made more than once, since the first runs
     /// keep what a process keeps.
@@ -82,8 +82,8 @@ public:
         calls_ = rig_.faults().Calls();
         if (measure_.elapsedTimes != 13)
             measure_.flaws += "; not 13 elapsed times";
-        if (!measure_.flaws.empty())
-            Report("an undisturbed run" + measure_.flaws);
+        if (!measure_.flaws.empty() || !measure_.leftovers.empty())
+            Report("an undisturbed run" + measure_.flaws + measure_.leftovers);
     }
 
     void Try(const Attempt& attempt)
@@ -94,16 +94,9 @@ public:
         const std::string failed = rig_.faults().Failed();
         if (failed.empty())
             ++notReached_;
-        std::string flaws = facts.flaws;
-        const bool isWithoutFile = failed == "_wfopen";
-        if (!isWithoutFile && facts.elapsedTimes != 13)
-            flaws += "; " + std::to_string(facts.elapsedTimes) + " elapsed times";
-        for (int caller = 0; caller < kCallers && !isWithoutFile; ++caller)
-            if (caller != attempt.place.caller)
-                flaws += Damage(measure_.byCaller[static_cast<std::size_t>(caller)],
-                                facts.byCaller[static_cast<std::size_t>(caller)], caller);
-        if (isWithoutFile && facts.flaws.find("kind 0") != std::string::npos)
-            flaws.clear();  // no file, hence no fact, is what is expected
+        std::string flaws = facts.leftovers;
+        if (failed != "_wfopen")  // without a file there are no facts
+            flaws += FlawsOf(facts, attempt.place.caller);
         if (!flaws.empty())
             Report(failed + flaws + " (again: scripts/prove sweep \"" + WordsOf(attempt) + "\")");
     }
@@ -114,6 +107,18 @@ public:
     int findings() const noexcept { return findings_; }
 
 private:
+    /// What is wrong with a report, but for the facts of one category.
+    std::string FlawsOf(const Facts& facts, int touched) const
+    {
+        std::string flaws = facts.flaws;
+        if (facts.elapsedTimes != 13)
+            flaws += "; " + std::to_string(facts.elapsedTimes) + " elapsed times";
+        for (int caller = 0; caller < kCallers; ++caller)
+            if (const auto at = static_cast<std::size_t>(caller); caller != touched)
+                flaws += Damage(measure_.byCaller[at], facts.byCaller[at], caller);
+        return flaws;
+    }
+
     void Report(const std::string& text)
     {
         ++findings_;
