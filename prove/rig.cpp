@@ -1,5 +1,6 @@
 #include "prove/rig.h"
 
+#include <array>
 #include <stdexcept>
 
 #include "prove/texts.h"
@@ -26,8 +27,10 @@ std::string Left(const char* what, int before, int after)
 
 std::uintptr_t FreshHandle()
 {
-    const UniqueHandle event{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
-    return reinterpret_cast<std::uintptr_t>(event.get());
+    std::array<UniqueHandle, 64> events;
+    for (UniqueHandle& event : events)
+        event.reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    return reinterpret_cast<std::uintptr_t>(events.back().get());
 }
 
 std::wstring MachineFile(const wchar_t* name)

@@ -45,7 +45,8 @@ private:
     std::optional<sim::WholeMachine> machine_;
 };
 
-/// The value of a fresh handle: it rises with every handle that was not given back.
+/// The value of the last of many fresh handles: it rises with every handle that was not given back,
+/// since free places are filled from below.
 std::uintptr_t FreshHandle();
 
 /// A machine of the test data.
