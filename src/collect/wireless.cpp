@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <string>
@@ -70,6 +71,31 @@ struct WirelessPass {
     WlanBlock<WLAN_CONNECTION_ATTRIBUTES> connection{};
 };
 
+/// The number in a field of the service, which may be none of those that the SDK's enumeration has;
+/// reading it as one of them would be undefined then.
+template <class Enumeration>
+std::int32_t NumberOf(const Enumeration& field)
+{
+    std::int32_t number = 0;
+    static_assert(sizeof field == sizeof number);
+    std::memcpy(&number, &field, sizeof number);
+    return number;
+}
+
+/// The type of a network. One without a name becomes "any", as the service does not look at the type
+/// where it lists all networks.
+DOT11_BSS_TYPE BssTypeOf(const DOT11_BSS_TYPE& field)
+{
+    switch (NumberOf(field)) {
+        case dot11_BSS_type_infrastructure:
+            return dot11_BSS_type_infrastructure;
+        case dot11_BSS_type_independent:
+            return dot11_BSS_type_independent;
+        default:
+            return dot11_BSS_type_any;
+    }
+}
+
 /// Asks an interface, and replaces the block with the answer if there is one.
 /// @return the answer's size; 0 when there is none, or one that is said to be too small for a T
 template <class T>
@@ -132,7 +158,7 @@ void ReadConnection(WirelessPass& pass, const WLAN_INTERFACE_INFO& info)
 {
     const std::size_t size = QueryInterface(pass, info.InterfaceGuid,
                                             wlan_intf_opcode_current_connection, &pass.connection);
-    if (size == 0 || pass.connection->isState != wlan_interface_state_connected)
+    if (size == 0 || NumberOf(pass.connection->isState) != wlan_interface_state_connected)
         return;
     const auto& association = pass.connection->wlanAssociationAttributes;
     const auto& security = pass.connection->wlanSecurityAttributes;
@@ -140,7 +166,7 @@ void ReadConnection(WirelessPass& pass, const WLAN_INTERFACE_INFO& info)
     if (QueryInterface(pass, info.InterfaceGuid, wlan_intf_opcode_channel_number,
                        &pass.channelBlock) != 0)
         pass.channel = *pass.channelBlock;
-    ReadCenterFrequency(pass, info.InterfaceGuid, association.dot11BssType, ssid);
+    ReadCenterFrequency(pass, info.InterfaceGuid, BssTypeOf(association.dot11BssType), ssid);
 
     const auto found = pass.collector.adapterDetails.find(DescriptionOf(info));
     if (found == pass.collector.adapterDetails.end())
@@ -149,9 +175,9 @@ void ReadConnection(WirelessPass& pass, const WLAN_INTERFACE_INFO& info)
     detail.ssid = ssid;
     detail.networkChannel = SignedDecimal(pass.channel);
     detail.networkBand = SignedDecimal(pass.centerFrequency);
-    detail.protocol = PhyTypeName(static_cast<std::int32_t>(association.dot11PhyType));
-    detail.securityType = SecurityName(static_cast<std::int32_t>(security.dot11AuthAlgorithm),
-                                       static_cast<std::int32_t>(security.dot11CipherAlgorithm));
+    detail.protocol = PhyTypeName(NumberOf(association.dot11PhyType));
+    detail.securityType = SecurityName(NumberOf(security.dot11AuthAlgorithm),
+                                       NumberOf(security.dot11CipherAlgorithm));
 }
 
 }  // namespace
@@ -188,7 +214,7 @@ void ReadWirelessDetails(CHardwareCollector* collector)
         return;
     pass.interfaces = {list, WlanFree{collector->wlanFreeMemory}};
     for (const auto& info : std::span{&list->InterfaceInfo[0], list->dwNumberOfItems})
-        if (info.isState == wlan_interface_state_connected)
+        if (NumberOf(info.isState) == wlan_interface_state_connected)
             ReadConnection(pass, info);
 }
 

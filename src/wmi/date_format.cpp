@@ -34,7 +34,7 @@ LONG CurrentBias()
 
 WideString FormatZone(LONG bias)
 {
-    const long hours = -bias / 60;
+    const long hours = -(bias / 60);  // the least number has no counterpart
     const long minutes = std::labs(bias % 60);
     if (hours == 0)
         return L"+00:00";  // the minutes of a zone this close to UTC are dropped on purpose

@@ -21,10 +21,12 @@ std::optional<HRESULT> CallLog::Record(std::string_view call,
     std::optional<HRESULT> result;
     std::chrono::milliseconds delay{0};
     std::shared_ptr<const Observer> observer;
+    std::shared_ptr<const Judge> judge;
     {
         const std::lock_guard hold{lock_};
         lines_.push_back(line);
         observer = observer_;
+        judge = judge_;
         for (CallRule& rule : rules_) {
             if (!rule.call.empty() && rule.call != call && rule.call != line)
                 continue;
@@ -38,6 +40,10 @@ std::optional<HRESULT> CallLog::Record(std::string_view call,
     // outside the lock, so that an observer may use the log and other threads go on
     if (observer)
         (*observer)(line);
+    if (judge) {
+        if (const auto judged = (*judge)(line))
+            result = judged;
+    }
     if (delay.count() != 0)
         std::this_thread::sleep_for(delay);
     return result;
@@ -53,6 +59,18 @@ void CallLog::Observe(Observer observer)
 {
     const std::lock_guard hold{lock_};
     observer_ = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
+}
+
+void CallLog::LetJudge(Judge judge)
+{
+    const std::lock_guard hold{lock_};
+    judge_ = judge ? std::make_shared<const Judge>(std::move(judge)) : nullptr;
+}
+
+void CallLog::ForgetLines()
+{
+    const std::lock_guard hold{lock_};
+    lines_.clear();
 }
 
 std::vector<std::string> CallLog::Lines() const

@@ -26,6 +26,8 @@ struct CallRule {
 class CallLog {
 public:
     using Observer = std::function<void(const std::string& line)>;
+    /// Decides about a call in the calling thread: nothing lets it be, a result is as a rule's.
+    using Judge = std::function<std::optional<HRESULT>(const std::string& line)>;
 
     /// Records a call, then carries it out unless a rule makes it fail. A rule with a success code
     /// replaces the code of a call that succeeded.
@@ -42,6 +44,8 @@ public:
 
     void Add(CallRule rule);
     void Observe(Observer observer);
+    void LetJudge(Judge judge);
+    void ForgetLines();
     std::vector<std::string> Lines() const;
 
 private:
@@ -52,6 +56,7 @@ private:
     std::vector<std::string> lines_;
     std::vector<CallRule> rules_;
     std::shared_ptr<const Observer> observer_;
+    std::shared_ptr<const Judge> judge_;
 };
 
 /// Arguments as trace lines show them: UTF-8 text, "null", "-1" for COM's default constants.

@@ -62,6 +62,14 @@ public:
         return made;
     }
 
+    void ForgetObjects()
+    {
+        const std::lock_guard hold{lock_};
+        if (liveObjects != 0)
+            throw std::logic_error("simulated objects are still alive");
+        objects_.clear();
+    }
+
     const Scenario scenario;
     CallLog calls;
     std::atomic<int> liveObjects{0};
@@ -492,6 +500,17 @@ void Simulation::DelayCall(std::string call, int milliseconds)
 void Simulation::OnCall(std::function<void(const std::string& line)> observer)
 {
     machine_->calls.Observe(std::move(observer));
+}
+
+void Simulation::LetJudge(std::function<std::optional<HRESULT>(const std::string& line)> judge)
+{
+    machine_->calls.LetJudge(std::move(judge));
+}
+
+void Simulation::Forget()
+{
+    machine_->ForgetObjects();
+    machine_->calls.ForgetLines();
 }
 
 std::vector<std::string> Simulation::Trace() const

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +43,13 @@ public:
     /// Shows each trace line to an observer, in the calling thread and before the call takes
     /// effect.
     void OnCall(std::function<void(const std::string& line)> observer);
+    /// Asks a judge about each call, where an observer is only told. A result that it gives is taken
+    /// as one of FailCall.
+    void LetJudge(std::function<std::optional<HRESULT>(const std::string& line)> judge);
+    /// Forgets the calls and the objects so far, so that a process can run for long. What was
+    /// released is no longer recognised when it is used.
+    /// @throw std::logic_error while an object is alive
+    void Forget();
 
     std::vector<std::string> Trace() const;
     int CallCount() const;

@@ -39,7 +39,7 @@ public:
     void Run(DWORD processors, const std::function<void()>& action,
              const std::filesystem::path& lent = {}, UniqueFile file = {}) const;
 
-    const Simulation& wmi() const noexcept { return *wmi_; }
+    Simulation& wmi() const noexcept { return *wmi_; }
     const Wlan& wlan() const noexcept { return *wlan_; }
 
 private:

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <string>
+
+#include "prove/faults.h"
+
+namespace orrery::prove {
+
+/// The facts of a report, by the category that tells them.
+struct Facts {
+    using Values = std::map<std::u16string, std::u16string>;
+
+    std::array<Values, kCallers> byCaller;  ///< those of the run itself belong to no category
+    int elapsedTimes = 0;
+    std::string flaws;      ///< what is not as the library writes reports; empty when all is well
+    std::string leftovers;  ///< what the run left behind, likewise
+};
+
+/// Takes a report apart.
+Facts FactsOf(const std::wstring& report);
+
+}  // namespace orrery::prove

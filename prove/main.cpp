@@ -1,0 +1,70 @@
+// Tries to break the library: failing calls, long use, hostile answers. Run by scripts/prove.
+
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "client/console.h"
+#include "prove/cancel.h"
+#include "prove/hostile.h"
+#include "prove/soak.h"
+#include "prove/sweep.h"
+
+namespace orrery::prove {
+namespace {
+
+constexpr int kFound = 1;
+constexpr int kUsage = 2;
+constexpr int kBroken = 3;
+
+unsigned NumberOf(const std::string& word)
+{
+    return static_cast<unsigned>(std::stoul(word));
+}
+
+int RunCommand(const std::vector<std::string>& words)
+{
+    const std::string command = words.empty() ? "" : words[0];
+    const std::string option = words.size() > 1 ? words[1] : "";
+    if (command == "sweep")
+        return Sweep(option == "--quick", option == "--quick" ? "" : option) == 0 ? 0 : kFound;
+    if (command == "soak") {
+        const bool quick = option == "--quick";
+        return Soak(quick ? 40 : 1000) + CancelMany(quick ? 20 : 500, 1) == 0 ? 0 : kFound;
+    }
+    if (command == "cancel" && words.size() == 2)
+        return CancelMany(1, NumberOf(option)) == 0 ? 0 : kFound;
+    if (command == "cancelled" && words.size() == 3)
+        return CollectAndCancel(NumberOf(option), FromUtf8(words[2]));
+    if (command == "hostile" && words.size() == 4)
+        return Hostile(option == "all" ? "" : option, static_cast<int>(NumberOf(words[2])),
+                       NumberOf(words[3])) == 0
+                   ? 0
+                   : kFound;
+    if (command == "feed" && words.size() == 5) {
+        Feed(option, NumberOf(words[2]), static_cast<int>(NumberOf(words[3])),
+             static_cast<int>(NumberOf(words[4])));
+        return 0;
+    }
+    PrintToErrors(
+        "usage: prove sweep [--quick | ATTEMPT]\n"
+        "       prove soak [--quick]\n"
+        "       prove cancel SEED\n"
+        "       prove hostile all|KIND SECONDS SEED\n"
+        "       prove feed KIND SEED COUNT SECONDS\n");
+    return kUsage;
+}
+
+}  // namespace
+}  // namespace orrery::prove
+
+int main(int count, char** arguments)
+{
+    try {
+        return orrery::prove::RunCommand({arguments + 1, arguments + count});
+    } catch (const std::exception& error) {
+        orrery::PrintToErrors(std::string{"prove: "} + error.what() + "\n");
+        return orrery::prove::kBroken;
+    }
+}
