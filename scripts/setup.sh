@@ -1,6 +1,6 @@
 # Set-up shared by the scripts beside it; sourced, never run.
 #
-#   need build|wine|test|fuzz|check ...  makes sure that what these steps use is installed
+#   need build|wine|test|bench|fuzz|check ...  makes sure that what these steps use is installed
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
@@ -26,6 +26,7 @@ test  /usr/src/googletest/CMakeLists.txt googletest
 test  /usr/share/zoneinfo/Asia/Kolkata   tzdata
 test  /usr/lib/python3/dist-packages/jsonschema python3-jsonschema
 test  chromium                           chromium
+bench /usr/include/catch2/catch.hpp      catch2
 fuzz  clang++-14                         clang-14
 fuzz  /usr/lib/clang/14/lib/linux        libclang-rt-14-dev
 check git                                git

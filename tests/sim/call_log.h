@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -42,12 +43,16 @@ public:
 
     void Add(CallRule rule);
     void Observe(Observer observer);
+    /// Records nothing from now on. Without rules and an observer a call then costs next to nothing.
+    void KeepNoLines();
     std::vector<std::string> Lines() const;
 
 private:
     std::optional<HRESULT> Record(std::string_view call,
                                   std::initializer_list<std::string> arguments);
 
+    std::atomic<bool> keepsLines_{true};
+    std::atomic<bool> hasListeners_{false};  ///< rules, or an observer that came at some time
     mutable std::mutex lock_;
     std::vector<std::string> lines_;
     std::vector<CallRule> rules_;

@@ -492,6 +492,11 @@ void Simulation::OnCall(std::function<void(const std::string& line)> observer)
     machine_->calls.Observe(std::move(observer));
 }
 
+void Simulation::StopTrace()
+{
+    machine_->calls.KeepNoLines();
+}
+
 std::vector<std::string> Simulation::Trace() const
 {
     return machine_->calls.Lines();
