@@ -23,8 +23,9 @@ CInvMap::~CInvMap()
 void CInvMap::Insert(const wchar_t* key, CHardwareObject* object)
 {
     std::unique_ptr<CHardwareObject> owned{object};  // until the map has it
+    std::wstring text{key};                          // made before others have to wait
     const std::lock_guard guard{lock_};
-    CHardwareObject*& place = entries_.try_emplace(key, nullptr).first->second;
+    CHardwareObject*& place = entries_.try_emplace(std::move(text), nullptr).first->second;
     if (place != nullptr && place != object)
         replaced_.push_back(place);
     std::erase(replaced_, object);  // one that was replaced may come back
