@@ -32,7 +32,7 @@ struct Times {
 template <class Run>
 Times Compare(double seconds, Run run, CallRecord& record)
 {
-    constexpr int kBlock = 10;
+    constexpr int kBlock = 5;
     Times times;
     while (times.bare < seconds) {
         const double start = ProcessorTime();
@@ -68,7 +68,7 @@ void MeasureMachine(const char* machine, const Options& options)
         throw std::runtime_error(std::to_string(record.Deviations()) + " of " +
                                  std::to_string(record.CallCount()) +
                                  " calls were not answered as when they were recorded");
-    const Times times = Compare(options.quick ? 1 : 10, run, record);
+    const Times times = Compare(options.quick ? 0.3 : 10, run, record);
     std::filesystem::remove(path);
     Print({"bare calls",
            "processor time of a run, " + std::string{machine} + ", " + std::to_string(times.runs) +
