@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -215,9 +216,23 @@ void MeasureMap(int rounds)
             WriteReport(nullptr, map.get(), file.get(), &text);
         };
     };
+    // What the memory of a large map costs whoever goes through it, whatever is done with it.
+    const Step walk = [](std::int32_t entries) {
+        auto map = std::make_shared<CInvMap>();
+        StoreFacts(map.get(), entries);
+        return [map] {
+            std::size_t units = 0;
+            for (const auto& [key, object] : map->entries())
+                for (const std::wstring_view text : {std::wstring_view{key}, object->value.view()})
+                    units += text.size() + static_cast<std::size_t>(text.back());
+            if (units == 0)
+                throw std::logic_error("a map without texts");
+        };
+    };
     PrintGrowth("store one fact", rounds, store, 0);
     PrintGrowth("for comparison, a plain ordered map", rounds, PlainInserts, 0);
     PrintGrowth("write one line of the report", rounds, write, kFlat);
+    PrintGrowth("for comparison, only look at its key and value", rounds, walk, 0);
 }
 
 void Measure(const Options& options)
