@@ -1,6 +1,6 @@
 # Set-up shared by the scripts beside it; sourced, never run.
 #
-#   need build|wine|test|package|fuzz|check ...  makes sure that what these steps use is installed
+#   need build|wine|test|package|bench|fuzz|check ...  makes sure that what these steps use is installed
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
@@ -33,6 +33,7 @@ package wixl                             wixl
 package msibuild                         msitools
 package zip                              zip
 package git                              git
+bench /usr/include/catch2/catch.hpp      catch2
 fuzz  clang++-14                         clang-14
 fuzz  /usr/lib/clang/14/lib/linux        libclang-rt-14-dev
 check git                                git

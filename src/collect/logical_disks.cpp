@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
+#include <map>
 #include <string_view>
 
 #include "collect/bitlocker.h"
@@ -32,19 +32,18 @@ constexpr auto kVolumeFacts = std::to_array<VolumeFact>({
      }},
 });
 
-/// The index of the first drive with a caption.
-std::optional<std::int32_t> FindDrive(CInvMap* map, const WideString& section,
-                                      const WideString& caption)
+/// The index of the first drive with each caption.
+std::map<WideString, std::int32_t> DrivesByCaption(CInvMap* map, const WideString& section)
 {
     constexpr std::int32_t kMaxDrives = 100;
+    std::map<WideString, std::int32_t> drives;
     for (std::int32_t index = 0; index < kMaxDrives; ++index) {
         CHardwareObject* found = nullptr;
         if (map->Lookup(FactKey(section, L"Caption", index).c_str(), &found) == 0)
-            return std::nullopt;  // the indexes are dense
-        if (found->value == caption)
-            return index;
+            break;  // the indexes are dense
+        drives.emplace(found->value, index);
     }
-    return std::nullopt;
+    return drives;
 }
 
 }  // namespace
@@ -70,9 +69,10 @@ void WriteVolumeLists(CHardwareCollector* collector, CInvMap* map)
         (volumesByCaption[caption] += volume) += L"|";
 
     const WideString section = SectionOf(descriptors::kDiskDrive);
+    const auto drives = DrivesByCaption(map, section);
     for (const auto& [caption, volumes] : volumesByCaption)
-        if (const auto index = FindDrive(map, section, caption))
-            StoreValue(collector, L"LogicalDisks", volumes, map, *index, section);
+        if (const auto drive = drives.find(caption); drive != drives.end())
+            StoreValue(collector, L"LogicalDisks", volumes, map, drive->second, section);
 }
 
 }  // namespace orrery

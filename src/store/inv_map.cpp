@@ -22,9 +22,15 @@ CInvMap::~CInvMap()
 
 void CInvMap::Insert(const wchar_t* key, CHardwareObject* object)
 {
-    std::unique_ptr<CHardwareObject> owned{object};  // until the map has it
+    std::unique_ptr<CHardwareObject> owned{object};  // before the copy, which may fail
+    Insert(std::wstring{key}, std::move(owned));
+}
+
+void CInvMap::Insert(std::wstring key, std::unique_ptr<CHardwareObject> owned)
+{
+    CHardwareObject* const object = owned.get();
     const std::lock_guard guard{lock_};
-    CHardwareObject*& place = entries_.try_emplace(key, nullptr).first->second;
+    CHardwareObject*& place = entries_.try_emplace(std::move(key), nullptr).first->second;
     if (place != nullptr && place != object)
         replaced_.push_back(place);
     std::erase(replaced_, object);  // one that was replaced may come back
@@ -54,8 +60,7 @@ void StoreValue(CHardwareCollector* /*collector*/, WideString property, WideStri
                 CInvMap* map, std::int32_t index, WideString section)
 {
     auto object = std::make_unique<CHardwareObject>(std::move(value));
-    const std::wstring key = FactKey(section, property, index);
-    map->Insert(key.c_str(), object.release());
+    map->Insert(FactKey(section, property, index), std::move(object));
 }
 
 }  // namespace orrery

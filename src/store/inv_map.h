@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ public:
     /// Stores an object, not null, under a key and takes ownership of it. The last writer wins; one that
     /// is replaced stays valid for whoever looked it up, and is destroyed with the map.
     void Insert(const wchar_t* key, CHardwareObject* object);
+    /// The same for a key that nobody else needs, which spares a copy of it.
+    void Insert(std::wstring key, std::unique_ptr<CHardwareObject> owned);
 
     /// Finds the object stored under a key. The map keeps its ownership; the caller may replace the
     /// object's value to amend a fact.

@@ -13,6 +13,8 @@ namespace orrery::sim {
 std::optional<HRESULT> CallLog::Record(std::string_view call,
                                        std::initializer_list<std::string> arguments)
 {
+    if (!keepsLines_ && !hasListeners_)
+        return std::nullopt;
     std::string line{call};
     for (const char* separator = "("; const std::string& argument : arguments)
         line.append(std::exchange(separator, ", ")).append(argument);
@@ -24,7 +26,8 @@ std::optional<HRESULT> CallLog::Record(std::string_view call,
     std::shared_ptr<const Judge> judge;
     {
         const std::lock_guard hold{lock_};
-        lines_.push_back(line);
+        if (keepsLines_)
+            lines_.push_back(line);
         observer = observer_;
         judge = judge_;
         for (CallRule& rule : rules_) {
@@ -53,18 +56,26 @@ void CallLog::Add(CallRule rule)
 {
     const std::lock_guard hold{lock_};
     rules_.push_back(std::move(rule));
+    hasListeners_ = true;
 }
 
 void CallLog::Observe(Observer observer)
 {
     const std::lock_guard hold{lock_};
     observer_ = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
+    hasListeners_ = true;
+}
+
+void CallLog::KeepNoLines()
+{
+    keepsLines_ = false;
 }
 
 void CallLog::LetJudge(Judge judge)
 {
     const std::lock_guard hold{lock_};
     judge_ = judge ? std::make_shared<const Judge>(std::move(judge)) : nullptr;
+    hasListeners_ = true;
 }
 
 void CallLog::ForgetLines()

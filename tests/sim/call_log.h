@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -46,12 +47,17 @@ public:
     void Observe(Observer observer);
     void LetJudge(Judge judge);
     void ForgetLines();
+    /// Records nothing from now on. Without rules and an observer a call then costs next to nothing.
+    void KeepNoLines();
     std::vector<std::string> Lines() const;
 
 private:
     std::optional<HRESULT> Record(std::string_view call,
                                   std::initializer_list<std::string> arguments);
 
+    std::atomic<bool> keepsLines_{true};
+    std::atomic<bool> hasListeners_{
+        false};  ///< rules, an observer or a judge that came at some time
     mutable std::mutex lock_;
     std::vector<std::string> lines_;
     std::vector<CallRule> rules_;

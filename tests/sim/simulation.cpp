@@ -513,6 +513,11 @@ void Simulation::Forget()
     machine_->calls.ForgetLines();
 }
 
+void Simulation::StopTrace()
+{
+    machine_->calls.KeepNoLines();
+}
+
 std::vector<std::string> Simulation::Trace() const
 {
     return machine_->calls.Lines();

@@ -1,0 +1,423 @@
+#include "recorder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <numeric>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace orrery::bench {
+namespace {
+
+constexpr std::size_t kRoomBytes = 64 * 1024;  // for one argument
+constexpr std::size_t kMostCalls = 128;
+
+using Function = Word(WINAPI*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
+
+/// Calls a function of no matter how many words: on x64 the caller removes the arguments, and a
+/// function does not look at those that it has not.
+Word Invoke(Word function, const Words& a)
+{
+    return reinterpret_cast<Function>(function)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7],
+                                                a[8], a[9], a[10]);
+}
+
+/// A word of code or data that was replaced.
+struct Patch {
+    Word* place;
+    Word original;
+};
+
+void Write(Word* place, Word value)
+{
+    DWORD protection = 0;
+    VirtualProtect(place, sizeof value, PAGE_READWRITE, &protection);
+    *place = value;
+    VirtualProtect(place, sizeof value, protection, &protection);
+}
+
+/// The recording that goes on; hooks are plain functions and need it from anywhere.
+struct Recording {
+    std::deque<ThreadCalls>* threads = nullptr;
+    std::mutex lock;
+    std::vector<Patch> patches;
+    std::array<Word, kMostCalls> originals{};
+    bool isMixed = false;  ///< an interface had two implementations
+} recording;
+
+/// What a thread needs to know of its own past while it is recorded.
+struct Memory {
+    ThreadCalls* calls = nullptr;
+    std::map<Word, std::size_t> slotOf;
+    std::map<Word, VARIANT*> variantAt;
+    int depth = 0;  ///< in a platform call, whose own calls are not the library's
+};
+thread_local Memory memory;
+
+Word OnCall(std::size_t function, Words words);
+
+template <std::size_t At>
+Word WINAPI Hook(Word a, Word b, Word c, Word d, Word e, Word f, Word g, Word h, Word i, Word j,
+                 Word k)
+{
+    return OnCall(At, {a, b, c, d, e, f, g, h, i, j, k});
+}
+
+template <std::size_t... At>
+constexpr std::array<Function, sizeof...(At)> MakeHooks(std::index_sequence<At...>)
+{
+    return {&Hook<At>...};
+}
+constexpr auto kHooks = MakeHooks(std::make_index_sequence<kMostCalls>{});
+
+void PatchPlace(std::size_t function, Word* place)
+{
+    const auto hook = reinterpret_cast<Word>(kHooks[function]);
+    if (*place == hook)
+        return;
+    Word& original = recording.originals[function];
+    recording.isMixed = recording.isMixed || (original != 0 && original != *place);
+    original = *place;
+    recording.patches.push_back({place, *place});
+    Write(place, hook);
+}
+
+void PatchImports(HMODULE library)
+{
+    const auto base = reinterpret_cast<Word>(library);
+    const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* const headers =
+        reinterpret_cast<const IMAGE_NT_HEADERS*>(base + static_cast<Word>(dos->e_lfanew));
+    const DWORD table =
+        headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    const auto calls = PlatformCalls();
+    for (auto* module = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + table);
+         module->Name != 0; ++module) {
+        auto* name = reinterpret_cast<const Word*>(base + module->OriginalFirstThunk);
+        auto* place = reinterpret_cast<Word*>(base + module->FirstThunk);
+        for (; *name != 0; ++name, ++place) {
+            if ((*name & IMAGE_ORDINAL_FLAG64) != 0)
+                continue;
+            // two bytes of a hint come before the name
+            const std::string_view text = reinterpret_cast<const char*>(base + *name + 2);
+            for (std::size_t at = 0; at < calls.size(); ++at)
+                if (calls[at].home == Home::kImport && calls[at].name == text)
+                    PatchPlace(at, place);
+        }
+    }
+}
+
+void PatchInterface(Word object, Home home)
+{
+    const std::lock_guard guard{recording.lock};
+    auto* const methods = *reinterpret_cast<Word**>(object);
+    const auto calls = PlatformCalls();
+    for (std::size_t at = 0; at < calls.size(); ++at)
+        if (calls[at].home == home)
+            PatchPlace(at, methods + calls[at].method);
+}
+
+Home InterfaceOf(char letter)
+{
+    switch (letter) {
+        case 'L':
+            return Home::kLocator;
+        case 'S':
+            return Home::kServices;
+        case 'C':
+            return Home::kSecurity;
+        case 'E':
+            return Home::kEnumerator;
+        case 'O':
+        case 'N':
+            return Home::kObject;
+        default:
+            return Home::kImport;
+    }
+}
+
+bool IsHandle(Word value)
+{
+    return value != 0 && value != static_cast<Word>(-1);
+}
+
+/// Keeps what a call gave, so that later calls that are handed it are recognised.
+void Remember(Word value, std::size_t slot, char letter)
+{
+    if (!IsHandle(value))
+        return;
+    memory.slotOf[value] = slot;
+    if (const Home home = InterfaceOf(letter); home != Home::kImport)
+        PatchInterface(value, home);
+}
+
+std::size_t AddSlots(std::size_t count)
+{
+    auto& slots = memory.calls->slots;
+    slots.resize(slots.size() + count);
+    return slots.size() - count;
+}
+
+Argument Room(std::size_t at, Word place)
+{
+    Argument argument{Argument::Kind::kRoom, at * kRoomBytes, {}};
+    std::memcpy(argument.start.data(), reinterpret_cast<const void*>(place), argument.start.size());
+    return argument;
+}
+
+Argument KnownSlot(Word value)
+{
+    const auto known = memory.slotOf.find(value);
+    if (known == memory.slotOf.end())
+        return {Argument::Kind::kWord, value, {}};
+    return {Argument::Kind::kSlot, known->second, {}};
+}
+
+/// The handles of an array, in slots of their own that are next to each other.
+Argument Handles(Word place, Word count)
+{
+    const Argument first = KnownSlot(*reinterpret_cast<const Word*>(place));
+    for (Word at = 1; at < count; ++at)
+        if (KnownSlot(reinterpret_cast<const Word*>(place)[at]).word != first.word + at)
+            throw std::runtime_error("handles to wait for are not those of one row of calls");
+    return {Argument::Kind::kSlots, first.word, {}};
+}
+
+Argument Text(const wchar_t* text, std::size_t length)
+{
+    const auto& kept = memory.calls->wideTexts.emplace_back(text, length);
+    return {Argument::Kind::kWord, reinterpret_cast<Word>(kept.c_str()), {}};
+}
+
+Argument Variant(Word place)
+{
+    auto [known, isNew] = memory.variantAt.try_emplace(place);
+    if (isNew)
+        known->second = &memory.calls->variants.emplace_back();
+    return {Argument::Kind::kWord, reinterpret_cast<Word>(known->second), {}};
+}
+
+Argument ArgumentOf(char letter, std::size_t at, const Words& words)
+{
+    const Word word = words[at];
+    if (word == 0)
+        return {};
+    switch (letter) {
+        case 'w':
+            return Text(reinterpret_cast<const wchar_t*>(word),
+                        std::wcslen(reinterpret_cast<const wchar_t*>(word)));
+        case 'n':
+            return Text(reinterpret_cast<const wchar_t*>(word), words[at + 1]);
+        case 'a':
+            return {Argument::Kind::kWord,
+                    reinterpret_cast<Word>(
+                        memory.calls->narrowTexts.emplace_back(reinterpret_cast<const char*>(word))
+                            .c_str()),
+                    {}};
+        case 'h':
+            return KnownSlot(word);
+        case 'N':
+            return {Argument::Kind::kSlots, AddSlots(words[at - 1]), {}};
+        case 'W':
+            return Handles(word, words[at - 1]);
+        case 'p':
+            return Room(at, word);
+        case 'V':
+            return Variant(word);
+        case 'v':
+        case 'T':
+            return {Argument::Kind::kWord, word, {}};
+        default:
+            return {Argument::Kind::kSlots, AddSlots(1), {}};
+    }
+}
+
+/// Enters what a call stored behind the places that it was given.
+void RememberOutputs(const RecordedCall& call, std::string_view letters, const Words& words)
+{
+    for (std::size_t at = 0; at < letters.size(); ++at) {
+        if (call.arguments[at].kind != Argument::Kind::kSlots || letters[at] == 'W')
+            continue;
+        const std::size_t count = letters[at] == 'N' ? words[at - 1] : 1;
+        for (std::size_t each = 0; each < count; ++each)
+            Remember(reinterpret_cast<const Word*>(words[at])[each], call.arguments[at].word + each,
+                     letters[at]);
+    }
+}
+
+/// What a recorded thread is started with.
+struct ThreadStart {
+    LPTHREAD_START_ROUTINE run;
+    void* argument;
+    ThreadCalls* calls;
+};
+
+DWORD WINAPI RunRecorded(void* argument)
+{
+    const std::unique_ptr<ThreadStart> start{static_cast<ThreadStart*>(argument)};
+    memory.calls = start->calls;
+    const DWORD result = start->run(start->argument);
+    memory.calls = nullptr;
+    return result;
+}
+
+/// Starts a thread that is recorded in its turn.
+void BeginThread(RecordedCall& call, Words& words)
+{
+    const std::lock_guard guard{recording.lock};
+    auto& calls = recording.threads->emplace_back();
+    call.arguments[2] = {Argument::Kind::kThread, reinterpret_cast<Word>(&calls), {}};
+    call.arguments[3] = {};
+    words[3] =
+        reinterpret_cast<Word>(new ThreadStart{reinterpret_cast<LPTHREAD_START_ROUTINE>(words[2]),
+                                               reinterpret_cast<void*>(words[3]), &calls});
+    words[2] = reinterpret_cast<Word>(&RunRecorded);
+}
+
+/// A function that the library looks up by name goes through its hook too.
+Word HookOf(Word function, const char* name)
+{
+    const auto calls = PlatformCalls();
+    for (std::size_t at = 0; function != 0 && at < calls.size(); ++at)
+        if (calls[at].home == Home::kImport && std::strcmp(calls[at].name, name) == 0) {
+            recording.originals[at] = function;
+            return reinterpret_cast<Word>(kHooks[at]);
+        }
+    return function;
+}
+
+Word Record(std::size_t function, Words words)
+{
+    const PlatformCall& known = PlatformCalls()[function];
+    const std::string_view letters = known.arguments;
+    RecordedCall call{.function = function, .arguments = {}, .count = letters.size()};
+    for (std::size_t at = 0; at < letters.size(); ++at)
+        call.arguments[at] = ArgumentOf(letters[at], at, words);
+    if (letters.find('T') != std::string_view::npos)
+        BeginThread(call, words);
+
+    Word result = Invoke(recording.originals[function], words);
+    const DWORD error = GetLastError();
+    call.result = static_cast<std::uint32_t>(result);
+    RememberOutputs(call, letters, words);
+    if (known.result == Result::kHandle) {
+        call.resultSlot = static_cast<std::ptrdiff_t>(AddSlots(1));
+        Remember(result, static_cast<std::size_t>(call.resultSlot), 'h');
+    }
+    memory.calls->calls.push_back(call);
+    if (std::strcmp(known.name, "GetProcAddress") == 0)
+        result = HookOf(result, reinterpret_cast<const char*>(words[1]));
+    SetLastError(error);
+    return result;
+}
+
+Word OnCall(std::size_t function, Words words)
+{
+    if (memory.calls == nullptr || memory.depth != 0)
+        return Invoke(recording.originals[function], words);
+    ++memory.depth;
+    const Word result = Record(function, words);
+    --memory.depth;
+    return result;
+}
+
+DWORD WINAPI ReplayThread(void* thread);
+
+void ReplayCalls(ThreadCalls& thread)
+{
+    const auto known = PlatformCalls();
+    thread.deviations = 0;
+    for (const RecordedCall& call : thread.calls) {
+        Words words{};
+        for (std::size_t at = 0; at < call.count; ++at) {
+            const Argument& argument = call.arguments[at];
+            switch (argument.kind) {
+                case Argument::Kind::kWord:
+                    words[at] = argument.word;
+                    break;
+                case Argument::Kind::kSlot:
+                    words[at] = thread.slots[argument.word];
+                    break;
+                case Argument::Kind::kSlots:
+                    words[at] = reinterpret_cast<Word>(&thread.slots[argument.word]);
+                    break;
+                case Argument::Kind::kRoom:
+                    words[at] = reinterpret_cast<Word>(&thread.room[argument.word]);
+                    std::memcpy(&thread.room[argument.word], argument.start.data(),
+                                argument.start.size());
+                    break;
+                case Argument::Kind::kThread:
+                    words[at] = reinterpret_cast<Word>(&ReplayThread);
+                    words[++at] = argument.word;
+                    break;
+            }
+        }
+        const PlatformCall& function = known[call.function];
+        const Word result =
+            Invoke(function.home == Home::kImport
+                       ? recording.originals[call.function]
+                       : (*reinterpret_cast<const Word* const*>(words[0]))[function.method],
+                   words);
+        if (call.resultSlot >= 0)
+            thread.slots[static_cast<std::size_t>(call.resultSlot)] = result;
+        if (function.result == Result::kStatus && static_cast<std::uint32_t>(result) != call.result)
+            ++thread.deviations;
+    }
+}
+
+DWORD WINAPI ReplayThread(void* thread)
+{
+    ReplayCalls(*static_cast<ThreadCalls*>(thread));
+    return 0;
+}
+
+}  // namespace
+
+void CallRecord::Begin(HMODULE library)
+{
+    if (PlatformCalls().size() > kMostCalls)
+        throw std::logic_error("more platform calls than hooks");
+    recording.threads = &threads_;
+    memory = {};
+    memory.calls = &threads_.emplace_back();
+    PatchImports(library);
+}
+
+void CallRecord::End()
+{
+    memory.calls = nullptr;
+    for (const Patch& patch : recording.patches)
+        Write(patch.place, patch.original);
+    recording.patches.clear();
+    if (recording.isMixed)
+        throw std::runtime_error("an interface has two implementations");
+    for (auto& thread : threads_)
+        thread.room.resize(kMostArguments * kRoomBytes);
+}
+
+CallRecord::~CallRecord()
+{
+    recording.originals = {};
+}
+
+void CallRecord::Replay()
+{
+    ReplayCalls(threads_.front());
+}
+
+std::size_t CallRecord::CallCount() const
+{
+    return std::transform_reduce(threads_.begin(), threads_.end(), std::size_t{0}, std::plus<>{},
+                                 [](const ThreadCalls& thread) { return thread.calls.size(); });
+}
+
+int CallRecord::Deviations() const
+{
+    return std::transform_reduce(threads_.begin(), threads_.end(), 0, std::plus<>{},
+                                 [](const ThreadCalls& thread) { return thread.deviations; });
+}
+
+}  // namespace orrery::bench
