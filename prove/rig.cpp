@@ -69,7 +69,12 @@ Rig::Holdings Rig::Count()
 
 std::string Rig::Leftovers(const Holdings& before, bool alone)
 {
-    const Holdings after = Count();
+    Holdings after = Count();
+    // The handles of a thread that has just ended go a little later.
+    for (int wait = 0; alone && after.freshHandle > before.freshHandle && wait < 50; ++wait) {
+        Sleep(10);
+        after = Count();
+    }
     std::string text = gates_.ledger.Settle();
     text += Left("blocks of memory", before.blocks, after.blocks);
     if (alone)
