@@ -55,7 +55,7 @@ Facts Rig::Run(bool threaded, std::optional<Place> failing, const FaultCode* cod
     constexpr DWORD kSeveral = 8;
     const Holdings before = Count();
     gates_.faults.Begin(threaded, failing, code);
-    const std::wstring report = CollectFrom(&*machine_, threaded ? kSeveral : 1);
+    const std::wstring report = CollectFrom(*machine_, threaded ? kSeveral : 1);
     gates_.faults.End();
     Facts facts = FactsOf(report);
     facts.leftovers = Leftovers(before, alone);
@@ -69,7 +69,12 @@ Rig::Holdings Rig::Count()
 
 std::string Rig::Leftovers(const Holdings& before, bool alone)
 {
-    const Holdings after = Count();
+    Holdings after = Count();
+    // The handles of a thread that has just ended go a little later.
+    for (int wait = 0; alone && after.freshHandle > before.freshHandle && wait < 50; ++wait) {
+        Sleep(10);
+        after = Count();
+    }
     std::string text = gates_.ledger.Settle();
     text += Left("blocks of memory", before.blocks, after.blocks);
     if (alone)

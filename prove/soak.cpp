@@ -19,6 +19,8 @@
 namespace orrery::prove {
 namespace {
 
+// Not one a run: which places are free at a moment depends a little on what Wine does meanwhile.
+constexpr std::uintptr_t kMostRise = 2 * sizeof(void*);
 constexpr std::size_t kMostGrowth = std::size_t{512} * 1024;  // bytes, for all runs together
 
 /// What a process holds.
@@ -137,7 +139,8 @@ private:
 
     void Compare(const Footprint& early, const Footprint& late)
     {
-        Expect(late.freshHandle <= early.freshHandle, "the value of a fresh handle has risen");
+        Expect(late.freshHandle <= early.freshHandle + kMostRise,
+               "the value of a fresh handle has risen");
         Expect(late.threads <= early.threads, "there are more threads");
         Expect(late.privateBytes <= early.privateBytes + kMostGrowth, "private memory has grown");
         Expect(late.blocks <= early.blocks, "the library holds more blocks of memory");

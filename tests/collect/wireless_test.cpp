@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -118,6 +119,17 @@ TEST_F(Wireless, PassesOverWhatIsNotConnected)
     wlan.connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES) - 1;
     wlan.interfaces[3].description = L"One";
     EXPECT_EQ(Read(L"One"), L"||||");
+}
+
+TEST_F(Wireless, AsksForAnyNetworkWhereTheTypeHasNoName)
+{
+    auto connection = MakeConnection("Home");
+    const std::int32_t type = 7;
+    std::memcpy(&connection.wlanAssociationAttributes.dot11BssType, &type, sizeof type);
+    wlan.interfaces = {
+        {L"One", wlan_interface_state_connected, connection, 6, {{{"Home", 2437000}}}}};
+    EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
+    EXPECT_EQ(wlan.networksAsked, dot11_BSS_type_any);
 }
 
 TEST_F(Wireless, ReadsAFullSsidIntoTheBytesThatFollow)

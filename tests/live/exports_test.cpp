@@ -1,5 +1,4 @@
 #include <windows.h>
-#include <psapi.h>
 
 #include <orrery/inventory.h>
 
@@ -214,39 +213,6 @@ TEST_F(Exports, DropTheCategoriesThatFollowACancel)
     EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
     for (const auto& call : simulation.Trace())
         EXPECT_EQ(call.find("Win32_BaseBoard"), std::string::npos) << call;
-}
-
-/// The value of a fresh handle: it rises with every handle that was not given back.
-std::uintptr_t FreshHandle()
-{
-    const UniqueHandle event{CreateEventW(nullptr, FALSE, FALSE, nullptr)};
-    return reinterpret_cast<std::uintptr_t>(event.get());
-}
-
-std::size_t PrivateBytes()
-{
-    PROCESS_MEMORY_COUNTERS_EX counters{};
-    K32GetProcessMemoryInfo(GetCurrentProcess(),
-                            reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters), sizeof counters);
-    return counters.PrivateUsage;
-}
-
-TEST_F(Exports, LeaveHandlesAndMemoryFlatOverAHundredRuns)
-{
-    const auto scenario = Desktop();
-    const auto run = [&] {
-        const sim::Simulation simulation{scenario};
-        ASSERT_EQ(library.getInventory(Path(L"r.tsv").c_str()), 1);
-        ASSERT_EQ(simulation.LiveObjects(), 0);
-    };
-    for (int warmUp = 0; warmUp < 10; ++warmUp)
-        run();
-    const auto handle = FreshHandle();
-    const auto bytes = PrivateBytes();
-    for (int round = 0; round < 100; ++round)
-        run();
-    EXPECT_LE(FreshHandle(), handle + 4 * sizeof(void*));  // a slot of slack, not one a run
-    EXPECT_LE(PrivateBytes(), bytes + std::size_t{512} * 1024);
 }
 
 /// Reads a table of the loaded module's headers.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 namespace orrery {
 namespace {
 
@@ -24,6 +25,7 @@ TEST(TimeZone, IsNamedWithItsOffset)
         {0, -60, L"N", L"x", L"(GMT +01:00) N"},
         {0, 60, L"N", L"x", L"(GMT -01:00) N"},
         {0, -840, L"N", L"x", L"(GMT +14:00) N"},
+        {0, std::numeric_limits<LONG>::min(), L"N", L"x", L"(GMT +35791394:08) N"},
         {1, 300, L"", L"x", L""},
         {2, 300, L"x", L"", L""},
         {TIME_ZONE_ID_INVALID, 300, L"x", L"x", L""},

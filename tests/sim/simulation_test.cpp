@@ -333,6 +333,17 @@ TEST_F(SimulatedMachine, TracesCallsAndCountsObjects)
     EXPECT_EQ(simulation_.Trace(), expected);
     EXPECT_EQ(seen, std::vector<std::string>(expected.begin() + 2, expected.end()));
     EXPECT_EQ(simulation_.CallCount(), 9);
+
+    EXPECT_THROW(simulation_.Forget(), std::logic_error);
+    services_.reset();
+    simulation_.Forget();
+    EXPECT_EQ(simulation_.CallCount(), 0);
+    simulation_.LetJudge([](const std::string& line) {
+        return line.find("EMPTY") == line.npos ? std::nullopt : std::optional{E_ABORT};
+    });
+    EXPECT_TRUE(Connect(L"root\\cimv2", &result_));
+    EXPECT_FALSE(Connect(L"root\\EMPTY", &result_));
+    EXPECT_EQ(result_, E_ABORT);
 }
 
 TEST_F(SimulatedMachine, ServesManyThreads)

@@ -39,7 +39,8 @@ public:
     void Run(DWORD processors, const std::function<void()>& action,
              const std::filesystem::path& lent = {}, UniqueFile file = {}) const;
 
-    Simulation& wmi() const noexcept { return *wmi_; }
+    Simulation& wmi() noexcept { return *wmi_; }
+    const Simulation& wmi() const noexcept { return *wmi_; }
     const Wlan& wlan() const noexcept { return *wlan_; }
 
 private:
