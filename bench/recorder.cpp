@@ -12,7 +12,7 @@
 namespace orrery::bench {
 namespace {
 
-constexpr std::size_t kRoomBytes = 64 * 1024;  // for one argument
+constexpr std::size_t kRoomBytes = 65536;  // for one argument
 constexpr std::size_t kMostCalls = 128;
 
 using Function = Word(WINAPI*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
@@ -39,23 +39,27 @@ void Write(Word* place, Word value)
     VirtualProtect(place, sizeof value, protection, &protection);
 }
 
+/// What a thread needs to know of its own past while it is recorded.
+struct Memory {
+    ThreadCalls* calls = nullptr;
+    std::map<Word, std::size_t> slotOf{};
+    std::map<Word, VARIANT*> variantAt{};
+    int depth = 0;  ///< in a platform call, whose own calls are not the library's
+};
+
 /// The recording that goes on; hooks are plain functions and need it from anywhere.
 struct Recording {
     std::deque<ThreadCalls>* threads = nullptr;
     std::mutex lock;
     std::vector<Patch> patches;
     std::array<Word, kMostCalls> originals{};
-    bool isMixed = false;  ///< an interface had two implementations
+    std::unique_ptr<Memory> callersMemory;  ///< of the thread that records
+    bool isMixed = false;                   ///< an interface had two implementations
 } recording;
 
-/// What a thread needs to know of its own past while it is recorded.
-struct Memory {
-    ThreadCalls* calls = nullptr;
-    std::map<Word, std::size_t> slotOf;
-    std::map<Word, VARIANT*> variantAt;
-    int depth = 0;  ///< in a platform call, whose own calls are not the library's
-};
-thread_local Memory memory;
+// A plain pointer, as threads of Windows that end while the process does cannot always run
+// destructors.
+thread_local Memory* memory = nullptr;
 
 Word OnCall(std::size_t function, Words words);
 
@@ -149,14 +153,14 @@ void Remember(Word value, std::size_t slot, char letter)
 {
     if (!IsHandle(value))
         return;
-    memory.slotOf[value] = slot;
+    memory->slotOf[value] = slot;
     if (const Home home = InterfaceOf(letter); home != Home::kImport)
         PatchInterface(value, home);
 }
 
 std::size_t AddSlots(std::size_t count)
 {
-    auto& slots = memory.calls->slots;
+    auto& slots = memory->calls->slots;
     slots.resize(slots.size() + count);
     return slots.size() - count;
 }
@@ -170,8 +174,8 @@ Argument Room(std::size_t at, Word place)
 
 Argument KnownSlot(Word value)
 {
-    const auto known = memory.slotOf.find(value);
-    if (known == memory.slotOf.end())
+    const auto known = memory->slotOf.find(value);
+    if (known == memory->slotOf.end())
         return {Argument::Kind::kWord, value, {}};
     return {Argument::Kind::kSlot, known->second, {}};
 }
@@ -188,15 +192,15 @@ Argument Handles(Word place, Word count)
 
 Argument Text(const wchar_t* text, std::size_t length)
 {
-    const auto& kept = memory.calls->wideTexts.emplace_back(text, length);
+    const auto& kept = memory->calls->wideTexts.emplace_back(text, length);
     return {Argument::Kind::kWord, reinterpret_cast<Word>(kept.c_str()), {}};
 }
 
 Argument Variant(Word place)
 {
-    auto [known, isNew] = memory.variantAt.try_emplace(place);
+    auto [known, isNew] = memory->variantAt.try_emplace(place);
     if (isNew)
-        known->second = &memory.calls->variants.emplace_back();
+        known->second = &memory->calls->variants.emplace_back();
     return {Argument::Kind::kWord, reinterpret_cast<Word>(known->second), {}};
 }
 
@@ -214,7 +218,7 @@ Argument ArgumentOf(char letter, std::size_t at, const Words& words)
         case 'a':
             return {Argument::Kind::kWord,
                     reinterpret_cast<Word>(
-                        memory.calls->narrowTexts.emplace_back(reinterpret_cast<const char*>(word))
+                        memory->calls->narrowTexts.emplace_back(reinterpret_cast<const char*>(word))
                             .c_str()),
                     {}};
         case 'h':
@@ -258,9 +262,10 @@ struct ThreadStart {
 DWORD WINAPI RunRecorded(void* argument)
 {
     const std::unique_ptr<ThreadStart> start{static_cast<ThreadStart*>(argument)};
-    memory.calls = start->calls;
+    Memory own{.calls = start->calls};
+    memory = &own;
     const DWORD result = start->run(start->argument);
-    memory.calls = nullptr;
+    memory = nullptr;
     return result;
 }
 
@@ -283,6 +288,7 @@ Word HookOf(Word function, const char* name)
     const auto calls = PlatformCalls();
     for (std::size_t at = 0; function != 0 && at < calls.size(); ++at)
         if (calls[at].home == Home::kImport && std::strcmp(calls[at].name, name) == 0) {
+            const std::lock_guard guard{recording.lock};
             recording.originals[at] = function;
             return reinterpret_cast<Word>(kHooks[at]);
         }
@@ -307,7 +313,7 @@ Word Record(std::size_t function, Words words)
         call.resultSlot = static_cast<std::ptrdiff_t>(AddSlots(1));
         Remember(result, static_cast<std::size_t>(call.resultSlot), 'h');
     }
-    memory.calls->calls.push_back(call);
+    memory->calls->calls.push_back(call);
     if (std::strcmp(known.name, "GetProcAddress") == 0)
         result = HookOf(result, reinterpret_cast<const char*>(words[1]));
     SetLastError(error);
@@ -316,11 +322,11 @@ Word Record(std::size_t function, Words words)
 
 Word OnCall(std::size_t function, Words words)
 {
-    if (memory.calls == nullptr || memory.depth != 0)
+    if (memory == nullptr || memory->depth != 0)
         return Invoke(recording.originals[function], words);
-    ++memory.depth;
+    ++memory->depth;
     const Word result = Record(function, words);
-    --memory.depth;
+    --memory->depth;
     return result;
 }
 
@@ -381,14 +387,15 @@ void CallRecord::Begin(HMODULE library)
     if (PlatformCalls().size() > kMostCalls)
         throw std::logic_error("more platform calls than hooks");
     recording.threads = &threads_;
-    memory = {};
-    memory.calls = &threads_.emplace_back();
+    recording.callersMemory = std::make_unique<Memory>();
+    memory = recording.callersMemory.get();
+    memory->calls = &threads_.emplace_back();
     PatchImports(library);
 }
 
 void CallRecord::End()
 {
-    memory.calls = nullptr;
+    memory = nullptr;
     for (const Patch& patch : recording.patches)
         Write(patch.place, patch.original);
     recording.patches.clear();

@@ -346,6 +346,16 @@ TEST_F(SimulatedMachine, TracesCallsAndCountsObjects)
     EXPECT_EQ(result_, E_ABORT);
 }
 
+TEST_F(SimulatedMachine, ObeysRulesWithoutATrace)
+{
+    simulation_.StopTrace();
+    EXPECT_TRUE(Enumerate(L"Win32_Part", &result_));
+    simulation_.FailNthCall(1, E_ABORT);
+    EXPECT_FALSE(Enumerate(L"Win32_Part", &result_));
+    EXPECT_EQ(result_, E_ABORT);
+    EXPECT_EQ(simulation_.CallCount(), 2);  // what the fixture called before
+}
+
 TEST_F(SimulatedMachine, ServesManyThreads)
 {
     std::atomic<int> delivered = 0;
