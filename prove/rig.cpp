@@ -59,6 +59,8 @@ Facts Rig::Run(bool threaded, std::optional<Place> failing, const FaultCode* cod
     gates_.faults.End();
     Facts facts = FactsOf(report);
     facts.leftovers = Leftovers(before, alone);
+    const std::uintptr_t handle = FreshHandle();
+    facts.handleRise = handle > before.freshHandle ? handle - before.freshHandle : 0;
     return facts;
 }
 
@@ -69,21 +71,14 @@ Rig::Holdings Rig::Count()
 
 std::string Rig::Leftovers(const Holdings& before, bool alone)
 {
-    Holdings after = Count();
-    // The handles of a thread that has just ended go a little later.
-    for (int wait = 0; alone && after.freshHandle > before.freshHandle && wait < 50; ++wait) {
-        Sleep(10);
-        after = Count();
-    }
+    const Holdings after = Count();
     std::string text = gates_.ledger.Settle();
     text += Left("blocks of memory", before.blocks, after.blocks);
     if (alone)
         text += Left("COM texts", before.texts, after.texts);
     text += Left("COM objects", 0, machine_->wmi().LiveObjects());
     text += Left("WLAN buffers", 0, static_cast<int>(machine_->wlan().blocks.size()));
-    if (alone && after.freshHandle > before.freshHandle)
-        text += "; a fresh handle has risen from " + std::to_string(before.freshHandle) + " to " +
-                std::to_string(after.freshHandle);
+    machine_->wlan().freed.clear();
     if (machine_->wmi().LiveObjects() == 0)
         machine_->wmi().Forget();
     return text;

@@ -31,7 +31,7 @@ public:
     std::map<std::wstring, Devices::Answer> devices;
 
     Simulation& wmi() noexcept { return *wmi_; }
-    const Wlan& wlan() const noexcept { return *wlan_; }
+    Wlan& wlan() noexcept { return *wlan_; }
 
 private:
     void ReadItem(const NativeItem& item);
