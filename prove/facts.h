@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <map>
 #include <string>
 
@@ -17,9 +16,6 @@ struct Facts {
     int elapsedTimes = 0;
     std::string flaws;      ///< what is not as the library writes reports; empty when all is well
     std::string leftovers;  ///< what the run left behind, likewise
-    /// How far the value of a fresh handle has risen. It may do so once for each lock of this program
-    /// itself, so only a rise that is seen again tells anything.
-    std::uintptr_t handleRise = 0;
 };
 
 /// Takes a report apart.

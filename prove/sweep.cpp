@@ -93,9 +93,6 @@ public:
         ++runs_;
         const std::string failed = rig_.faults().Failed();
         std::string flaws = facts.leftovers;
-        if (facts.handleRise != 0 &&
-            rig_.Run(attempt.threaded, attempt.place, &kFaultCodes[attempt.code]).handleRise != 0)
-            flaws += "; a handle left";
         if (failed.empty())
             flaws += "; the run has not come to this call";
         if (failed != "_wfopen")  // without a file there are no facts
