@@ -111,10 +111,10 @@ private:
     {
         std::ofstream{path_, std::ios::binary} << kKept;
         NowTrying("cancelling with seed " + std::to_string(seed));
-        const unsigned given = seed == 0 && !threaded ? kNeverInline : seed;
-        CChildProcess process{
-            L"cancelled " + std::to_wstring(given) + L" \"" + path_.wstring() + L"\"",
-            inherited_.get()};
+        const std::wstring arguments = std::wstring{L"cancelled "} +
+                                       (threaded ? L"threads " : L"inline ") +
+                                       std::to_wstring(seed) + L" \"" + path_.wstring() + L'"';
+        CChildProcess process{arguments, inherited_.get()};
         if (!process.EndsWithin(kLongestMilliseconds))
             return Report(seed, "a hang"), Facts{};
         ended_ = static_cast<int>(process.EndCode()) - kResultCode;
@@ -130,7 +130,7 @@ private:
                    Facts{};
         std::wstring report(text.size() / sizeof(wchar_t), L'\0');
         text.copy(reinterpret_cast<char*>(report.data()), report.size() * sizeof(wchar_t));
-        const Facts facts = FactsOf(report);
+        Facts facts = FactsOf(report);
         const std::string flaws =
             seed == 0 ? facts.flaws : FlawsOfPart(whole_[threaded ? 1 : 0], facts);
         if (!flaws.empty())
@@ -142,16 +142,6 @@ private:
     {
         findings_ += what;
         Print("FOUND " + what + " (again: scripts/prove cancel " + std::to_string(seed) + ")\n");
-    }
-
-public:
-    static constexpr unsigned kNeverInline = 0xFFFFFFFC;
-
-private:
-    static UniqueHandle InheritableEvent()
-    {
-        SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-        return UniqueHandle{CreateEventW(&inheritable, TRUE, FALSE, nullptr)};
     }
 
     const std::filesystem::path path_ =
@@ -178,16 +168,15 @@ int CancelMany(int processes, unsigned seed)
     return canceller.found;
 }
 
-int CollectAndCancel(unsigned seed, const std::wstring& path)
+int CollectAndCancel(bool threaded, unsigned seed, const std::wstring& path)
 {
-    const bool never = seed == 0 || seed == Canceller::kNeverInline;
+    constexpr DWORD kSeveral = 8;
     NowTrying("cancelling with seed " + std::to_string(seed));
     sim::WholeMachine machine{MachineFile(L"workstation")};
-    machine.platform.processors = seed == Canceller::kNeverInline || !IsThreaded(seed) ? 1 : 8;
-    if (seed == 0)
-        machine.platform.processors = 8;
+    machine.platform.processors = threaded ? kSeveral : 1;
     const sim::Platform platform{machine.platform};
     const CInventoryLibrary library;
+    const bool never = seed == 0;
     const Moment moment = MomentOf(seed);
     std::atomic<int> calls{0};
     if (!never && moment.call != 0)

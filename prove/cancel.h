@@ -12,6 +12,6 @@ int CancelMany(int processes, unsigned seed);
 /// The work of such a process: collects once, cancels at a moment that the seed chooses, and ends.
 /// @param seed 0 never cancels
 /// @return the exit code, which tells the library's result
-int CollectAndCancel(unsigned seed, const std::wstring& path);
+int CollectAndCancel(bool threaded, unsigned seed, const std::wstring& path);
 
 }  // namespace orrery::prove

@@ -69,8 +69,8 @@ public:
 
     void OnOddity(report::Oddity oddity, std::uint64_t line) override
     {
-        // A value may be as long as it likes; its line is cut.
-        if (oddity != report::Oddity::kCut)
+        // A value may be as long as it likes, its line is cut; and there may be no fact at all.
+        if (oddity != report::Oddity::kCut && oddity != report::Oddity::kEmpty)
             facts_.flaws += "; line " + std::to_string(line) + " is odd (kind " +
                             std::to_string(static_cast<int>(oddity)) + ")";
     }

@@ -142,7 +142,6 @@ void FeedDevices(Dice& dice)
     for (std::size_t at = 0; at <= drives.Count(); ++at)
         static_cast<void>(drives.SizeInMebibytes(at));
     static_cast<void>(ProbeDiskType(L"\\\\.\\PHYSICALDRIVE0"));
-    Demand(devices.CountOpen() == 0, "every device is closed");
 }
 
 void FeedNetwork(Dice& dice)

@@ -85,30 +85,18 @@ auto Last(First first, Rest... rest)
         return Last(rest...);
 }
 
-template <class Result>
-Result FailedResult(Fails fails, const FaultCode& code)
+template <Fails kFails, class Result>
+Result FailedResult(const FaultCode& code)
 {
     SetLastError(code.windows);
-    switch (fails) {
-        case Fails::kWithCode:
-            if constexpr (std::is_integral_v<Result>)
-                return static_cast<Result>(code.windows);
-            break;
-        case Fails::kWithResult:
-            if constexpr (std::is_integral_v<Result>)
-                return static_cast<Result>(code.result);
-            break;
-        case Fails::kWithAllBits:
-            if constexpr (std::is_same_v<Result, HANDLE>)
-                return INVALID_HANDLE_VALUE;
-            else if constexpr (std::is_integral_v<Result>)
-                return static_cast<Result>(-1);
-            break;
-        case Fails::kNever:
-        case Fails::kWithNothing:
-            break;
-    }
-    return Result{};
+    if constexpr (kFails == Fails::kWithCode)
+        return static_cast<Result>(code.windows);
+    else if constexpr (kFails == Fails::kWithResult)
+        return static_cast<Result>(code.result);
+    else if constexpr (kFails == Fails::kWithAllBits)
+        return (Result)std::intptr_t{-1};  // NOLINT: a handle or a number
+    else
+        return Result{};
 }
 
 template <Name kName, Conduct kConduct, class Function>
@@ -126,7 +114,7 @@ struct Gate<kName, kConduct, Result(Arguments...)> {
         if constexpr (kConduct.fails != Fails::kNever)
             if (const FaultCode* const code = gates->faults.Ask(kName.text);
                 code != nullptr && (kConduct.fails != Fails::kWithResult || FAILED(code->result)))
-                return FailedResult<Result>(kConduct.fails, *code);
+                return FailedResult<kConduct.fails, Result>(*code);
         if constexpr (kConduct.does == Does::kGivesLast)
             gates->ledger.Give(kConduct.resource, AsPointer(Last(arguments...)));
         if constexpr (kConduct.does == Does::kGivesForThread)
@@ -339,6 +327,10 @@ std::vector<Row> Imported()
               Takes(Fails::kWithNothing, Does::kTakesResult, kHandle)>(),
         RowOf<"CreateFileW", decltype(CreateFileW),
               Takes(Fails::kWithAllBits, Does::kTakesResult, kHandle)>(),
+        RowOf<"CreateEventA", decltype(CreateEventA),
+              Takes(Fails::kNever, Does::kTakesResult, kHandle)>(),
+        RowOf<"CreateSemaphoreA", decltype(CreateSemaphoreA),
+              Takes(Fails::kNever, Does::kTakesResult, kHandle)>(),
         RowOf<"CloseHandle", decltype(CloseHandle), Gives(kHandle)>(),
         RowOf<"DeviceIoControl", decltype(DeviceIoControl), kNothing>(),
         RowOf<"FreeLibrary", decltype(FreeLibrary), Gives(kLibrary)>(),

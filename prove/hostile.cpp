@@ -13,6 +13,7 @@
 #include "client/support/child_process.h"
 #include "prove/feeds.h"
 #include "prove/guard.h"
+#include "prove/rig.h"
 #include "support/com.h"
 
 namespace orrery::prove {
@@ -42,12 +43,6 @@ const Kind& KindOf(const std::string& name)
     if (kind == kKinds.end())
         throw std::runtime_error("no such kind of answers: " + name);
     return *kind;
-}
-
-UniqueHandle InheritableEvent()
-{
-    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-    return UniqueHandle{CreateEventW(&inheritable, TRUE, FALSE, nullptr)};
 }
 
 /// Feeds one kind until the time is up.
@@ -99,8 +94,9 @@ void Feed(const std::string& kind, std::uint64_t seed, int count, int seconds)
     int fed = 0;
     while (fed < count && Clock::now() < end) {
         const std::uint64_t now = seed + static_cast<std::uint64_t>(fed);
-        NowTrying(kind + " " + std::to_string(now) + " (again: scripts/prove feed " + kind + " " +
-                  std::to_string(now) + " 1 60)");
+        std::string attempt = kind;
+        attempt.append(" ").append(std::to_string(now));
+        NowTrying(attempt + " (again: scripts/prove feed " + attempt + " 1 60)");
         Dice dice{now};
         chosen.feed(dice);
         ++fed;

@@ -31,14 +31,7 @@ public:
     const Faults& faults() const noexcept { return gates_.faults; }
 
 private:
-    /// What the process holds after a run.
-    struct Holdings {
-        int blocks;
-        int texts;
-        std::uintptr_t freshHandle;
-    };
-    static Holdings Count();
-    std::string Leftovers(const Holdings& before, bool alone);
+    Facts RunOnce(bool threaded, std::optional<Place> failing, const FaultCode* code, bool alone);
 
     UniqueModule library_;
     Gates gates_;
@@ -48,6 +41,9 @@ private:
 /// The value of the last of many fresh handles: it rises with every handle that was not given back,
 /// since free places are filled from below.
 std::uintptr_t FreshHandle();
+
+/// What a process of this program's own needs to inherit.
+UniqueHandle InheritableEvent();
 
 /// A machine of the test data.
 std::wstring MachineFile(const wchar_t* name);

@@ -19,7 +19,7 @@
 namespace orrery::prove {
 namespace {
 
-// Not one a run: which places are free at a moment depends a little on what Wine does meanwhile.
+// Not one a run: locks of this program itself take one at the first wait for them.
 constexpr std::uintptr_t kMostRise = 2 * sizeof(void*);
 constexpr std::size_t kMostGrowth = std::size_t{512} * 1024;  // bytes, for all runs together
 

@@ -40,6 +40,7 @@ public:
              const std::filesystem::path& lent = {}, UniqueFile file = {}) const;
 
     Simulation& wmi() noexcept { return *wmi_; }
+    Wlan& wlan() noexcept { return *wlan_; }
     const Simulation& wmi() const noexcept { return *wmi_; }
     const Wlan& wlan() const noexcept { return *wlan_; }
 
