@@ -1,7 +1,5 @@
 #pragma once
 
-#include <windows.h>
-
 #include "prove/dice.h"
 
 namespace orrery::prove {

@@ -55,9 +55,10 @@ int FeedKind(const Kind& kind, int seconds, std::uint64_t seed)
     while (Clock::now() < end) {
         const auto left =
             std::chrono::duration_cast<std::chrono::seconds>(end - Clock::now()).count() + 1;
-        const std::wstring arguments = L"feed " + FromUtf8(kind.name) + L" " +
-                                       std::to_wstring(seed) + L" " + std::to_wstring(kind.batch) +
-                                       L" " + std::to_wstring(left);
+        std::wstring arguments = L"feed " + FromUtf8(kind.name);
+        for (const std::uint64_t number :
+             {seed, static_cast<std::uint64_t>(kind.batch), static_cast<std::uint64_t>(left)})
+            arguments.append(1, L' ').append(std::to_wstring(number));
         CChildProcess process{arguments, inherited.get()};
         while (!process.EndsWithin(100)) {
         }
