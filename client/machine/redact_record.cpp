@@ -177,8 +177,6 @@ void Redact(Record* record)
         for (Value& value : item.values)
             RedactValue(&value, &redactor);
     }
-    for (std::string& problem : record->problems)
-        redactor.TakeText(&problem);
     redactor.Finish();
 }
 
