@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <numeric>

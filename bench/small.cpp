@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 

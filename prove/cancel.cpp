@@ -13,6 +13,7 @@
 #include <iterator>
 #include <random>
 #include <string_view>
+#include <system_error>
 #include <thread>
 
 #include "client/commands/library.h"
@@ -89,6 +90,13 @@ std::string FlawsOfPart(const Facts& whole, const Facts& part)
 class Canceller {
 public:
     Canceller() : whole_{Collect(0, false), Collect(0, true)} {}
+    ~Canceller()
+    {
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
+    Canceller(const Canceller&) = delete;
+    Canceller& operator=(const Canceller&) = delete;
 
     void Try(unsigned seed)
     {

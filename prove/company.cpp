@@ -33,7 +33,7 @@ void Company::Serve()
     ComPtr<IStream> stream;
     Expect(SUCCEEDED(CreateStreamOnHGlobal(nullptr, TRUE, stream.put())));
     // The client ends first: it needs somebody who answers.
-    while (!ending_ || client_.joinable()) {
+    while (!ending_ || !clientEnded_) {
         ServeCalls();
         ComPtr<IUnknown> link;
         Expect(SUCCEEDED(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER,
@@ -70,6 +70,7 @@ void Company::Call()
         offered_ = nullptr;
     }
     CoUninitialize();
+    clientEnded_ = true;
 }
 
 }  // namespace orrery::prove

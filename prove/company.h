@@ -23,7 +23,7 @@ private:
     void Call();
     void Expect(bool succeeded) { failures_ += succeeded ? 0 : 1; }
 
-    std::atomic<bool> ending_{false};
+    std::atomic<bool> ending_{false}, clientEnded_{false};
     std::atomic<int> rounds_{0}, failures_{0};
     std::atomic<void*> offered_{nullptr};  ///< an IStream that holds a marshalled interface
     std::thread server_, client_;

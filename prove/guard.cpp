@@ -49,7 +49,8 @@ void Watch()
 {
     for (;;) {
         Sleep(1000);
-        if (GetTickCount() - since > kLongestMilliseconds)
+        const DWORD start = since;  // read before the clock, so that it is never later
+        if (GetTickCount() - start > kLongestMilliseconds)
             EndWith("a hang");
     }
 }

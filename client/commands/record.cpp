@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <memory>
 #include <string>
 
@@ -12,6 +14,8 @@ namespace {
 void RecordMachine(const std::string& output, bool isRedacted)
 {
     CheckOutputFile(output, {});
+    // A drive without a medium fails instead of asking whoever sits at the machine for a disk.
+    SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS);
     machine::Record record;
     machine::RecordWindows(&record);
     machine::RecordWmi(&record);

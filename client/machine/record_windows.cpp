@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <functional>
+#include <memory>
 #include <set>
+#include <span>
 
 #include "client/console.h"
 #include "client/machine/ask_within.h"
@@ -18,6 +21,7 @@
 #include "native/user_context.h"
 #include "native/video_adapter.h"
 #include "support/library.h"
+#include "support/number_of.h"
 #include "support/registry.h"
 #include "support/text.h"
 #include "support/winsock.h"
@@ -258,14 +262,14 @@ void AddInterface(const CHardwareCollector& wlan, HANDLE client, const WLAN_INTE
 {
     const std::span field{info.strInterfaceDescription};
     const std::wstring description{field.begin(), std::find(field.begin(), field.end(), L'\0')};
-    record->items.push_back(
-        {.heading = "wireless interface",
-         .values = {TextValue("Description", description), NumberValue("State", info.isState)}});
-    if (info.isState != wlan_interface_state_connected)
+    record->items.push_back({.heading = "wireless interface",
+                             .values = {TextValue("Description", description),
+                                        NumberValue("State", NumberOf(info.isState))}});
+    if (NumberOf(info.isState) != wlan_interface_state_connected)
         return;
     const auto connection = AskInterface<WLAN_CONNECTION_ATTRIBUTES>(
         wlan, client, info.InterfaceGuid, wlan_intf_opcode_current_connection);
-    if (!connection || connection->isState != wlan_interface_state_connected)
+    if (!connection || NumberOf(connection->isState) != wlan_interface_state_connected)
         return;
     const auto& association = connection->wlanAssociationAttributes;
     const auto& security = connection->wlanSecurityAttributes;
@@ -276,9 +280,9 @@ void AddInterface(const CHardwareCollector& wlan, HANDLE client, const WLAN_INTE
     }
     auto& values = record->items.back().values;
     values.push_back(TextValue("SSID", FromUtf8(name)));
-    values.push_back(NumberValue("Authentication", security.dot11AuthAlgorithm));
-    values.push_back(NumberValue("Cipher", security.dot11CipherAlgorithm));
-    values.push_back(NumberValue("PhyType", association.dot11PhyType));
+    values.push_back(NumberValue("Authentication", NumberOf(security.dot11AuthAlgorithm)));
+    values.push_back(NumberValue("Cipher", NumberOf(security.dot11CipherAlgorithm)));
+    values.push_back(NumberValue("PhyType", NumberOf(association.dot11PhyType)));
     if (const auto channel =
             AskInterface<ULONG>(wlan, client, info.InterfaceGuid, wlan_intf_opcode_channel_number))
         values.push_back(NumberValue("Channel", *channel));
@@ -373,7 +377,7 @@ private:
             if (value)
                 item.values.push_back(*std::move(value));
             else
-                record_->problems.push_back(ToUtf8(path) + ", " + ToUtf8(name) +
+                record_->problems.push_back("a value of the registry, " + ToUtf8(name) +
                                             ", of registry type " + std::to_string(stored->type));
         }
         record_->items.push_back(std::move(item));
@@ -436,7 +440,7 @@ void RecordWindows(Record* record)
 {
     Add("the facts of the system", AskSystem, record);
     const DWORD letters = GetLogicalDrives();
-    for (wchar_t letter = L'A'; letter <= L'Z'; ++letter)
+    for (wchar_t letter = L'C'; letter <= L'Z'; ++letter)
         if ((letters >> (letter - L'A') & 1) != 0)
             Add(
                 "the facts of a volume", [letter] { return AskVolume(letter); }, record);

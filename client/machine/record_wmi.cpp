@@ -332,8 +332,10 @@ private:
     /// @return nothing when it was not answered, which is a problem of the record then
     std::optional<Answer> Put(const WmiQuestion& question, const std::wstring& text, const Row& row)
     {
-        const std::string about = ToUtf8(question.className) +
-                                  (question.source == kNoQuestion ? "" : " by " + ToUtf8(text));
+        // Without the object, whose path may name the computer.
+        const std::string about =
+            ToUtf8(question.className) +
+            (question.asking == Asking::kMethod ? '.' + ToUtf8(question.text) : "");
         if (refused_.contains(question.wmiNamespace))
             return std::nullopt;
         auto answer =

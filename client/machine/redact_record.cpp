@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <span>
 
 #include "client/machine/record.h"
 #include "client/report/redact.h"
@@ -135,6 +136,17 @@ void RedactMethod(std::string* heading, report::CRedactor* redactor)
 
 void RedactValue(Value* value, report::CRedactor* redactor)
 {
+    const auto identity =
+        std::find_if(kIdentities.begin(), kIdentities.end(),
+                     [&](const Identity& each) { return each.name == value->name; });
+    const Identity known =
+        identity == kIdentities.end() ? Identity{value->name, "", value->name} : *identity;
+    const bool isSecret = report::IsSecret(known.section, known.property);
+    // The line of the object text would tell what is replaced.
+    if (isSecret)
+        value->objectLine.reset();
+    else if (value->objectLine)
+        redactor->TakeText(&*value->objectLine);
     if (value->spelling == Value::Spelling::kBare || value->typeWord == "REG_BINARY" ||
         std::find(kKept.begin(), kKept.end(), value->name) != kKept.end())
         return;
@@ -142,25 +154,14 @@ void RedactValue(Value* value, report::CRedactor* redactor)
         RedactPath(&value->parts.front(), redactor);
         return;
     }
-    const auto identity =
-        std::find_if(kIdentities.begin(), kIdentities.end(),
-                     [&](const Identity& each) { return each.name == value->name; });
-    const Identity known =
-        identity == kIdentities.end() ? Identity{value->name, "", value->name} : *identity;
-    bool isSecret = false;
     for (std::string& part : value->parts) {
         if (value->name == "Address" && IsPassedOver(part))
             continue;
         const std::string original = part;
-        isSecret = redactor->Take(known.section, known.property, &part);
+        redactor->Take(known.section, known.property, &part);
         if (isSecret)
             part = Plausible(value->name, original, part);
     }
-    // The line of the object text would tell what was replaced.
-    if (isSecret)
-        value->objectLine.reset();
-    else if (value->objectLine)
-        redactor->TakeText(&*value->objectLine);
 }
 
 }  // namespace
@@ -176,8 +177,6 @@ void Redact(Record* record)
         for (Value& value : item.values)
             RedactValue(&value, &redactor);
     }
-    for (std::string& problem : record->problems)
-        redactor.TakeText(&problem);
     redactor.Finish();
 }
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <span>
 #include <string>
 
 #include "support/code_name.h"
+#include "support/number_of.h"
 #include "support/text.h"
 
 namespace orrery {
@@ -71,30 +71,10 @@ struct WirelessPass {
     WlanBlock<WLAN_CONNECTION_ATTRIBUTES> connection{};
 };
 
-/// The number in a field of the service, which may be none of those that the SDK's enumeration has;
-/// reading it as one of them would be undefined then.
-template <class Enumeration>
-std::int32_t NumberOf(const Enumeration& field)
-{
-    std::int32_t number = 0;
-    static_assert(sizeof field == sizeof number);
-    std::memcpy(&number, &field, sizeof number);
-    return number;
-}
-
-/// The type of a network. One without a name becomes "any", as the service does not look at the type
-/// where it lists all networks.
-DOT11_BSS_TYPE BssTypeOf(const DOT11_BSS_TYPE& field)
-{
-    switch (NumberOf(field)) {
-        case dot11_BSS_type_infrastructure:
-            return dot11_BSS_type_infrastructure;
-        case dot11_BSS_type_independent:
-            return dot11_BSS_type_independent;
-        default:
-            return dot11_BSS_type_any;
-    }
-}
+/// What WlanGetNetworkBssList is; the type of a network may be a number that its enumeration lacks.
+using GetNetworks = DWORD(WINAPI*)(HANDLE client, const GUID* id, const DOT11_SSID* ssid,
+                                   std::int32_t bssType, BOOL isSecured, void* reserved,
+                                   WLAN_BSS_LIST** list);
 
 /// Asks an interface, and replaces the block with the answer if there is one.
 /// @return the answer's size; 0 when there is none, or one that is said to be too small for a T
@@ -125,12 +105,12 @@ std::wstring SsidText(const DOT11_SSID& ssid, const void* record, std::size_t re
 }
 
 /// Notes the centre frequency of the last network with this SSID.
-void ReadCenterFrequency(WirelessPass& pass, const GUID& id, DOT11_BSS_TYPE bssType,
+void ReadCenterFrequency(WirelessPass& pass, const GUID& id, std::int32_t bssType,
                          std::wstring_view ssid)
 {
     WLAN_BSS_LIST* list = nullptr;
-    if (pass.collector.wlanGetNetworkBssList(pass.client, &id, nullptr, bssType, FALSE, nullptr,
-                                             &list) != ERROR_SUCCESS ||
+    const auto getNetworks = reinterpret_cast<GetNetworks>(pass.collector.wlanGetNetworkBssList);
+    if (getNetworks(pass.client, &id, nullptr, bssType, FALSE, nullptr, &list) != ERROR_SUCCESS ||
         list == nullptr)
         return;
     pass.networks = {list, WlanFree{pass.collector.wlanFreeMemory}};
@@ -166,7 +146,7 @@ void ReadConnection(WirelessPass& pass, const WLAN_INTERFACE_INFO& info)
     if (QueryInterface(pass, info.InterfaceGuid, wlan_intf_opcode_channel_number,
                        &pass.channelBlock) != 0)
         pass.channel = *pass.channelBlock;
-    ReadCenterFrequency(pass, info.InterfaceGuid, BssTypeOf(association.dot11BssType), ssid);
+    ReadCenterFrequency(pass, info.InterfaceGuid, NumberOf(association.dot11BssType), ssid);
 
     const auto found = pass.collector.adapterDetails.find(DescriptionOf(info));
     if (found == pass.collector.adapterDetails.end())

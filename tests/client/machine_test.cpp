@@ -105,9 +105,9 @@ instance of Win32_DiskDrive
 query Associators of {Win32_DiskDrive.DeviceID='\\.\PHYSICALDRIVE7'} where AssocClass=Win32_DiskDriveToDiskPartition
 instance of Win32_DiskPartition
 {
-    DeviceID = "Part 7";
+    DeviceID = "Disk #7, Partition #0";
 };
-query Associators of {Win32_DiskPartition.DeviceID='Part 7'} where AssocClass=Win32_LogicalDiskToPartition
+query Associators of {Win32_DiskPartition.DeviceID='Disk #7, Partition #0'} where AssocClass=Win32_LogicalDiskToPartition
 instance of Win32_LogicalDisk
 {
     DeviceID = "C:";

@@ -121,7 +121,7 @@ TEST_F(Wireless, PassesOverWhatIsNotConnected)
     EXPECT_EQ(Read(L"One"), L"||||");
 }
 
-TEST_F(Wireless, AsksForAnyNetworkWhereTheTypeHasNoName)
+TEST_F(Wireless, AsksForNetworksOfTheConnectionsTypeWhateverItIs)
 {
     auto connection = MakeConnection("Home");
     const std::int32_t type = 7;
@@ -129,7 +129,7 @@ TEST_F(Wireless, AsksForAnyNetworkWhereTheTypeHasNoName)
     wlan.interfaces = {
         {L"One", wlan_interface_state_connected, connection, 6, {{{"Home", 2437000}}}}};
     EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|2437000|6");
-    EXPECT_EQ(wlan.networksAsked, dot11_BSS_type_any);
+    EXPECT_EQ(wlan.networksAsked, type);
 }
 
 TEST_F(Wireless, ReadsAFullSsidIntoTheBytesThatFollow)

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/number_of.h"
+
 namespace orrery::sim {
 namespace {
 
@@ -108,7 +110,7 @@ DWORD Wlan::GetNetworkBssList(HANDLE client, const GUID* id, DOT11_SSID* ssid, D
                               BOOL secured, void*, WLAN_BSS_LIST** list)
 {
     ++current->calls;
-    current->networksAsked = type;
+    current->networksAsked = NumberOf(type);  // may be none of the enumeration
     // one network, or only secured ones, would be less than is wanted
     if (client != kClient || ssid != nullptr || secured)
         return ERROR_INVALID_PARAMETER;

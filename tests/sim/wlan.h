@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <wlanapi.h>
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -46,7 +47,7 @@ public:
     bool tellsSizes = true;
     DWORD hiddenNetworks = 0;  ///< counted in a list that is too small to hold them
     int calls = 0;             ///< all but those that free
-    DOT11_BSS_TYPE networksAsked = dot11_BSS_type_any;
+    std::int32_t networksAsked = 0;
     std::map<void*, std::string> blocks;  ///< allocated and not freed
     std::vector<std::string> freed;
 
