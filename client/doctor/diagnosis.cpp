@@ -75,6 +75,15 @@ std::string ErrorNumber(std::uint32_t error)
     return number.data();
 }
 
+/// What to do about a refusal: no account has more rights than an administrator and LocalSystem.
+/// @param ifElevated where the program has these rights already
+std::string RefusalAdvice(const Findings& findings, std::string_view ifElevated)
+{
+    const bool isElevated =
+        findings.rights == Rights::kAdministrator || findings.rights == Rights::kLocalSystem;
+    return std::string{isElevated ? ifElevated : kElevate};
+}
+
 std::string WmiAdvice(const Outcome& outcome, const Findings& findings)
 {
     const KnownError* const known = FindError(outcome.error);
@@ -87,9 +96,11 @@ std::string WmiAdvice(const Outcome& outcome, const Findings& findings)
         return std::string{kRestart};
     if (known == nullptr)
         return std::string{kRepair};
-    if (known->advice == kElevate && findings.rights == Rights::kAdministrator)
-        return "This program has an administrator's rights already: allow them the namespace in "
-               "the security settings of WMI Control (wmimgmt.msc), or run as LocalSystem.";
+    if (known->advice == kElevate)
+        return RefusalAdvice(findings,
+                             "This program has an administrator's rights already: allow its "
+                             "account the namespace in the security settings of WMI Control "
+                             "(wmimgmt.msc).");
     return std::string{known->advice};
 }
 
@@ -152,11 +163,15 @@ void AddNamespaces(const Findings& findings, std::vector<Trouble>* troubles)
         if (outcome.ending == Ending::kAnswered || isTold[first])
             continue;
         Trouble trouble{true, "", {}, WmiAdvice(outcome, findings)};
+        std::vector<std::string> paths;  // one may be opened for several kinds of session
         for (std::size_t at = first; at < all.size(); ++at) {
             if (all[at].outcome.ending != outcome.ending || all[at].outcome.error != outcome.error)
                 continue;
             isTold[at] = true;
-            trouble.what += (at == first ? "" : ", ") + all[at].path;
+            if (std::find(paths.begin(), paths.end(), all[at].path) == paths.end()) {
+                trouble.what += (paths.empty() ? "" : ", ") + all[at].path;
+                paths.push_back(all[at].path);
+            }
             for (const ClassFinding& asked : findings.classes)
                 if (asked.wmiNamespace == at)
                     AddLosses(&trouble.losses, asked);
@@ -180,8 +195,7 @@ void AddMissingValues(const ClassFinding& asked, const std::string& name,
                       std::vector<Trouble>* troubles)
 {
     std::string properties;
-    // A property without a value leaves an empty fact, or none: the library looks no further.
-    Loss loss{{}, Without::kEmpty, ""};
+    std::vector<Loss> losses;
     const auto hasNone = [&asked](const std::string& property) {
         return std::find(asked.withoutValue.begin(), asked.withoutValue.end(), property) !=
                asked.withoutValue.end();
@@ -189,15 +203,21 @@ void AddMissingValues(const ClassFinding& asked, const std::string& name,
     for (const Feed& feed : asked.feeds)
         for (const FedKey& each : feed.keys)
             if (hasNone(each.reads))
-                loss.keys.push_back(each.key);
+                AddLoss(&losses, {{each.key}, each.blank, each.blankStandIn});
     for (const std::string& property : asked.withoutValue)
         properties += (properties.empty() ? "" : ", ") + property;
-    std::vector<Loss> losses;
-    AddLoss(&losses, loss);
     if (!losses.empty())
         troubles->push_back({false, name + " gives no " + properties, std::move(losses),
                              "Nothing, if the maker left it blank; else update the firmware or "
                              "the driver."});
+}
+
+/// How far a question about several objects came.
+std::string ShareAnswered(const ClassFinding& asked)
+{
+    return asked.objects < 2 ? ""
+                             : "; " + std::to_string(asked.objectsAnswered) + " of " +
+                                   std::to_string(asked.objects) + " answered";
 }
 
 void AddClass(const ClassFinding& asked, const Findings& findings, std::vector<Trouble>* troubles)
@@ -209,10 +229,12 @@ void AddClass(const ClassFinding& asked, const Findings& findings, std::vector<T
     if (asked.outcome.ending != Ending::kAnswered) {
         troubles->push_back(
             {true,
-             name + (asked.outcome.ending == Ending::kNoAnswer
-                         ? " gives no answer within " + std::to_string(findings.timeoutSeconds) +
-                               " s, and may hold up the whole run"
-                         : " fails: " + ErrorText(asked.outcome.error)),
+             name +
+                 (asked.outcome.ending == Ending::kNoAnswer
+                      ? " gives no answer within " + std::to_string(findings.timeoutSeconds) +
+                            " s, and may hold up the whole run"
+                      : " fails: " + ErrorText(asked.outcome.error)) +
+                 ShareAnswered(asked),
              LossesOf(asked), WmiAdvice(asked.outcome, findings)});
     } else if (asked.count == 0) {
         troubles->push_back({!asked.mayBeEmpty, name + " has no instance", LossesOf(asked),
@@ -302,6 +324,8 @@ void AddScsi(const Findings& findings, std::vector<Trouble>* troubles)
     if (findings.scsi.drives != 0 || drives == findings.classes.end() ||
         drives->count > drives->late)
         return;
+    constexpr std::string_view kNoPort =
+        "Most drives of today have no such port: have WMI tell them.";
     Outcome outcome = findings.scsi.outcome;
     for (const Outcome& port : findings.scsi.ports)
         if (port.ending == Ending::kFailed && port.error == kAccessDenied)
@@ -309,12 +333,11 @@ void AddScsi(const Findings& findings, std::vector<Trouble>* troubles)
     std::string what = "No drive answers on SCSI ports 0 and 1, which stand in for WMI";
     if (outcome.ending == Ending::kFailed || outcome.ending == Ending::kNoAnswer)
         what += ": " + EndingText(outcome, findings);
-    troubles->push_back({true,
-                         what,
-                         {{{"DiskDrive.Caption", "DiskDrive.Size"}, Without::kLeftOut, ""}},
-                         outcome.error == kAccessDenied
-                             ? std::string{kElevate}
-                             : "Most drives of today have no such port: have WMI tell them."});
+    troubles->push_back(
+        {true,
+         what,
+         {{{"DiskDrive.Caption", "DiskDrive.Size"}, Without::kLeftOut, ""}},
+         outcome.error == kAccessDenied ? RefusalAdvice(findings, kNoPort) : std::string{kNoPort}});
 }
 
 }  // namespace

@@ -48,6 +48,10 @@ Json JsonOf(const ClassFinding& asked, const Findings& findings)
     AddOutcome(&json, asked.outcome);
     json["instances"] = asked.count;
     json["late"] = asked.late;
+    if (asked.objects != 0) {
+        json["objects"] = asked.objects;
+        json["objectsAnswered"] = asked.objectsAnswered;
+    }
     if (asked.count != 0) {
         json["firstMilliseconds"] = asked.first;
         json["lastMilliseconds"] = asked.last;

@@ -39,6 +39,9 @@ struct NamespaceFinding {
 struct FedKey {
     std::string reads;  ///< empty: it needs the answer without being read from it
     std::string key;    ///< "Section.Property"
+    /// What becomes of the key where an answer is there, but has no value for it.
+    Without blank = Without::kEmpty;
+    std::string blankStandIn{};
 };
 
 /// Keys of the report that an answer feeds.
@@ -63,6 +66,9 @@ struct ClassFinding {
     unsigned first = 0, last = 0;  ///< milliseconds until the first and the last instance
     std::size_t count = 0;
     std::size_t late = 0;  ///< of the count: come when the library no longer waits
+    /// What the question is put about one after the other, and how many of these were answered; 0
+    /// for a question that is put once.
+    std::size_t objects = 0, objectsAnswered = 0;
     /// Properties without a value in any instance.
     std::vector<std::string> withoutValue;
 };

@@ -5,7 +5,7 @@
 namespace orrery::machine {
 namespace {
 
-enum : std::size_t { kClasses, kQueries, kStorage, kTpm, kVolumeEncryption };
+enum : std::size_t { kClasses, kAdapters, kDrives, kStorage, kTpm, kVolumeEncryption };
 
 constexpr std::uint32_t kMany = 100;
 
@@ -16,6 +16,16 @@ std::vector<KeySource> KeysOf(ClassDescriptor descriptor)
     for (PropertyList at = PropertiesOf(descriptor); *at != nullptr; ++at)
         keys.push_back({*at, *at});
     return keys;
+}
+
+/// A feed whose facts fare without a value as they do without the whole answer.
+Feed Alike(Feed feed)
+{
+    for (KeySource& key : feed.keys) {
+        key.blank = feed.without;
+        key.blankStandIn = feed.standIn;
+    }
+    return feed;
 }
 
 /// A class that is enumerated.
@@ -98,8 +108,8 @@ std::vector<WmiQuestion> ClassQuestions()
                 kEmpty}}),
         Batch(L"Win32_PhysicalMemory",
               {{L"BIOS", L"PhysicalMemoryLocation", KeysOf(of::kPhysicalMemoryLocation), kLeftOut},
-               {L"Memory", L"PhysicalMemory", KeysOf(of::kPhysicalMemory), kStandIn,
-                L"an estimate from the memory that Windows can use"}}),
+               Alike({L"Memory", L"PhysicalMemory", KeysOf(of::kPhysicalMemory), kStandIn,
+                      L"an estimate from the memory that Windows can use"})}),
         Batch(L"Win32_PhysicalMemoryArray", {{L"SystemOverview",
                                               L"PhysicalMemoryLocation",
                                               {{L"MemoryDevices", L"MemorySlots"}},
@@ -123,64 +133,68 @@ std::vector<WmiQuestion> ClassQuestions()
 std::vector<Feed> DriveFeed(std::vector<KeySource> keys, Without without = Without::kLeftOut,
                             const wchar_t* standIn = nullptr)
 {
-    return {{L"PhysicalDrive", L"DiskDrive", std::move(keys), without, standIn}};
+    return {Alike({L"PhysicalDrive", L"DiskDrive", std::move(keys), without, standIn})};
 }
 
 std::vector<Feed> AdapterFeeds()
 {
-    return {{L"Network",
-             L"NetworkAdapter",
-             {{L"MACAddress", nullptr},
-              {L"Name", nullptr},
-              {L"Manufacturer", L"Manufacturer"},
-              {L"PhysicalAdapter", L"PhysicalAdapter"},
-              {L"Speed", L"Speed"},
-              {L"NetConnectionStatus", L"NetConnectionStatus"},
-              // Only adapters that are known here are looked for at the WLAN service.
-              {nullptr, L"SSID"},
-              {nullptr, L"Protocol"},
-              {nullptr, L"SecurityType"},
-              {nullptr, L"NetworkBand"},
-              {nullptr, L"NetworkChannel"}},
-             Without::kEmpty}};
+    return {
+        {L"Network",
+         L"NetworkAdapter",
+         {{L"MACAddress", nullptr},
+          {L"Name", nullptr},
+          {L"Manufacturer", L"Manufacturer"},
+          {L"PhysicalAdapter", L"PhysicalAdapter", Without::kStandIn, L"\"Logical\""},
+          {L"Speed", L"Speed"},
+          {L"NetConnectionStatus", L"NetConnectionStatus", Without::kStandIn, L"\"Disconnected\""},
+          // Only adapters that are known here are looked for at the WLAN service.
+          {nullptr, L"SSID"},
+          {nullptr, L"Protocol"},
+          {nullptr, L"SecurityType"},
+          {nullptr, L"NetworkBand"},
+          {nullptr, L"NetworkChannel"}},
+         Without::kEmpty}};
 }
 
 std::vector<Feed> TpmFeeds()
 {
     return {{L"SystemOverview", L"SystemOverview", {{L"SpecVersion", L"TpmChip"}}, Without::kEmpty},
-            {L"SystemOverview",
-             L"SystemOverview",
-             {{L"IsActivated_InitialValue", L"TpmActivated"},
-              {L"IsEnabled_InitialValue", L"TpmEnabled"}},
-             Without::kZero}};
+            Alike({L"SystemOverview",
+                   L"SystemOverview",
+                   {{L"IsActivated_InitialValue", L"TpmActivated"},
+                    {L"IsEnabled_InitialValue", L"TpmEnabled"}},
+                   Without::kZero})};
 }
 
-std::vector<Feed> VolumeFeed(const wchar_t* reads)
+std::vector<Feed> VolumeFeed(const wchar_t* reads, const wchar_t* blankStandIn)
 {
-    return {{L"PhysicalDrive", L"LogicalDisk", {{reads, L"BitLockerStatus"}}, Without::kZero}};
+    return {{L"PhysicalDrive",
+             L"LogicalDisk",
+             {{reads, L"BitLockerStatus", Without::kStandIn, blankStandIn}},
+             Without::kZero}};
 }
 
 std::vector<WmiQuestion> AllWmiQuestions()
 {
     std::vector<WmiQuestion> all = ClassQuestions();
-    all.push_back(Query(kQueries, L"Win32_NetworkAdapter",
+    all.push_back(Query(kAdapters, L"Win32_NetworkAdapter",
                         L"SELECT MACAddress, Name, Manufacturer, PhysicalAdapter, Speed, "
                         L"NetConnectionStatus FROM Win32_NetworkAdapter",
                         false, AdapterFeeds()));
-    all.push_back(Query(kQueries, L"Win32_DiskDrive",
+    all.push_back(Query(kDrives, L"Win32_DiskDrive",
                         L"SELECT DeviceID, Caption, MediaType FROM Win32_DiskDrive", false,
                         DriveFeed({{L"DeviceID", nullptr},
                                    {L"Caption", nullptr},
                                    {L"MediaType", L"MediaType"},
                                    {nullptr, L"LogicalDisks"}})));
-    all.push_back(About(IndexOf(all, kQueries, L"Win32_DiskDrive"), L"DeviceID", Asking::kQueryEach,
-                        Query(kQueries, L"Win32_DiskPartition",
+    all.push_back(About(IndexOf(all, kDrives, L"Win32_DiskDrive"), L"DeviceID", Asking::kQueryEach,
+                        Query(kDrives, L"Win32_DiskPartition",
                               L"Associators of {Win32_DiskDrive.DeviceID='%'} where "
                               L"AssocClass=Win32_DiskDriveToDiskPartition",
                               false, DriveFeed({{L"DeviceID", L"LogicalDisks"}}))));
-    all.push_back(About(IndexOf(all, kQueries, L"Win32_DiskPartition"), L"DeviceID",
+    all.push_back(About(IndexOf(all, kDrives, L"Win32_DiskPartition"), L"DeviceID",
                         Asking::kQueryEach,
-                        Query(kQueries, L"Win32_LogicalDisk",
+                        Query(kDrives, L"Win32_LogicalDisk",
                               L"Associators of {Win32_DiskPartition.DeviceID='%'} where "
                               L"AssocClass=Win32_LogicalDiskToPartition",
                               false, DriveFeed({{L"DeviceID", L"LogicalDisks"}}))));
@@ -196,11 +210,15 @@ std::vector<WmiQuestion> AllWmiQuestions()
     all.push_back(About(kNoQuestion, nullptr, Asking::kQueryEach,
                         Query(kVolumeEncryption, L"Win32_EncryptableVolume",
                               L"SELECT * FROM Win32_EncryptableVolume Where DriveLetter='%' ", true,
-                              VolumeFeed(L"ProtectionStatus"))));
+                              VolumeFeed(L"ProtectionStatus",
+                                         L"\"1\" or \"3\", as if not protected; \"0\" if the "
+                                         L"class has no such property"))));
     all.push_back(About(IndexOf(all, kVolumeEncryption, L"Win32_EncryptableVolume"), L"__PATH",
                         Asking::kMethod,
                         Query(kVolumeEncryption, L"Win32_EncryptableVolume", L"GetLockStatus", true,
-                              VolumeFeed(L"LockStatus"))));
+                              VolumeFeed(L"LockStatus",
+                                         L"\"1\" or \"7\", as if not locked; \"0\" if the method "
+                                         L"gives no such property"))));
     return all;
 }
 
@@ -336,10 +354,12 @@ std::vector<RegistryQuestion> AllRegistryQuestions()
 
 const std::vector<WmiNamespace>& WmiNamespaces()
 {
-    // Two spellings of one namespace, each for its own kind of session.
+    // One namespace in two spellings and for three kinds of session: the adapters do without a
+    // session whose security is refused, the drives make do with it.
     static const auto& kNamespaces = *new std::vector<WmiNamespace>{
         {L"root\\cimv2", Session::kDefault, RefusedBlanket::kKeepsSession},
         {L"ROOT\\CIMV2", Session::kOwn, RefusedBlanket::kEndsSession},
+        {L"ROOT\\CIMV2", Session::kOwn, RefusedBlanket::kKeepsSession},
         {L"\\\\.\\ROOT\\microsoft\\windows\\storage", Session::kOwn, RefusedBlanket::kKeepsSession},
         {L"\\\\.\\root\\CIMV2\\Security\\MicrosoftTpm", Session::kOwn,
          RefusedBlanket::kEndsSession},

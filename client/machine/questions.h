@@ -19,6 +19,9 @@ struct KeySource {
     const wchar_t* reads;     ///< property of the class, or value of the registry key; null for a
                               ///< fact that needs the answer without being read from it
     const wchar_t* property;  ///< of the report; null for what only helps to find another fact
+    /// What becomes of the fact where an answer is there, but has no value for it.
+    Without blank = Without::kEmpty;
+    const wchar_t* blankStandIn = nullptr;  ///< as Feed::standIn
 };
 
 /// A part of the report that an answer feeds.
@@ -26,7 +29,7 @@ struct Feed {
     const wchar_t* category;  ///< as in the report's elapsed times
     const wchar_t* section;
     std::vector<KeySource> keys;
-    Without without;
+    Without without;                   ///< the whole answer
     const wchar_t* standIn = nullptr;  ///< what else is asked, or found, in words
 };
 

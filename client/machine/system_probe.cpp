@@ -9,6 +9,7 @@
 
 #include "client/machine/ask_within.h"
 #include "native/physical_drive.h"
+#include "support/number_of.h"
 #include "support/registry.h"
 #include "support/text.h"
 #include "support/unique.h"
@@ -118,7 +119,7 @@ void AskConnections(const CHardwareCollector& library, HANDLE client,
 {
     for (const auto& adapter : std::span{&list.InterfaceInfo[0], list.dwNumberOfItems}) {
         ++finding->adapters;
-        if (adapter.isState != wlan_interface_state_connected)
+        if (NumberOf(adapter.isState) != wlan_interface_state_connected)
             continue;
         ++finding->connected;
         void* answer = nullptr;

@@ -84,6 +84,12 @@ public:
         ++count_;
         late_ += isLate ? 1 : 0;
     }
+    /// Notes that the question was answered for an object.
+    void CountObject()
+    {
+        const std::lock_guard lock{mutex_};
+        ++objectsAnswered_;
+    }
     void Finish(HRESULT result)
     {
         const std::lock_guard lock{mutex_};
@@ -100,6 +106,7 @@ public:
         finding->last = last_;
         finding->count = count_;
         finding->late = late_;
+        finding->objectsAnswered = objectsAnswered_;
         if (count_ != 0)
             for (const std::wstring& property : lacking_)
                 finding->withoutValue.push_back(ToUtf8(property));
@@ -120,7 +127,7 @@ private:
     Clock::time_point start_ = Clock::now();
     Outcome outcome_{Ending::kNoAnswer, 0};
     unsigned first_ = 0, last_ = 0;
-    std::size_t count_ = 0, late_ = 0;
+    std::size_t count_ = 0, late_ = 0, objectsAnswered_ = 0;
     std::set<std::wstring> lacking_;
     std::vector<std::wstring> identities_;
 };
@@ -178,6 +185,29 @@ HRESULT AskMethod(IWbemServices* services, const std::wstring& object, CProgress
     return result;
 }
 
+/// Puts a question about one object.
+HRESULT AskAbout(IWbemServices* services, const std::wstring& object, const wchar_t* source,
+                 CProgress* progress)
+{
+    const WmiQuestion& question = progress->question();
+    if (question.asking == Asking::kMethod)
+        return AskMethod(services, object, progress);
+    std::wstring text = question.text;
+    text.replace(text.find(L'%'), 1, object);
+    return AskQuery(services, text, source, progress);
+}
+
+/// Whether the library asks about the other objects after one that fails: it asks about each volume
+/// for itself, but ends the walk from drives to partitions to volumes.
+bool IsAskedForEachVolume(const WmiQuestion& question)
+{
+    const WmiQuestion* first = &question;
+    while (first->source != kNoQuestion)
+        first = &WmiQuestions()[first->source];
+    return first->asking == Asking::kQueryEach;
+}
+
+/// @return for a question about objects the first failure
 HRESULT Ask(IWbemServices* services, const Identities& objects, const wchar_t* source,
             CProgress* progress)
 {
@@ -186,17 +216,19 @@ HRESULT Ask(IWbemServices* services, const Identities& objects, const wchar_t* s
         return AskBatch(services, source, progress);
     if (question.asking == Asking::kQuery)
         return AskQuery(services, question.text, source, progress);
-    HRESULT result = S_OK;
-    for (std::size_t at = 0; at < objects.size() && SUCCEEDED(result); ++at) {
-        if (question.asking == Asking::kMethod) {
-            result = AskMethod(services, objects[at], progress);
+    HRESULT firstFailure = S_OK;
+    for (const std::wstring& object : objects) {
+        const HRESULT result = AskAbout(services, object, source, progress);
+        if (SUCCEEDED(result)) {
+            progress->CountObject();
             continue;
         }
-        std::wstring text = question.text;
-        text.replace(text.find(L'%'), 1, objects[at]);
-        result = AskQuery(services, text, source, progress);
+        if (SUCCEEDED(firstFailure))
+            firstFailure = result;
+        if (!IsAskedForEachVolume(question))
+            break;
     }
-    return result;
+    return firstFailure;
 }
 
 /// The property of a question's instances that other questions need; null for none.
@@ -245,7 +277,8 @@ std::vector<doctor::Feed> FeedsOf(const WmiQuestion& question)
         for (const KeySource& key : each.keys)
             if (key.property != nullptr)
                 feed.keys.push_back({key.reads != nullptr ? ToUtf8(key.reads) : "",
-                                     ToUtf8(each.section) + '.' + ToUtf8(key.property)});
+                                     ToUtf8(each.section) + '.' + ToUtf8(key.property), key.blank,
+                                     key.blankStandIn != nullptr ? ToUtf8(key.blankStandIn) : ""});
     }
     return feeds;
 }
@@ -311,6 +344,7 @@ void ProbeWmi(std::chrono::seconds limit, const Announce& announce, doctor::Find
                                                                     : identities[question.source];
         if (isAboutObjects && objects.empty())
             continue;
+        finding.objects = objects.size();
         identities[number] = ProbeClass(number, objects, limit, &finding);
     }
 }

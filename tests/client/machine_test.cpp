@@ -15,6 +15,7 @@
 #include "client/machine/wmi_probe.h"
 #include "entry/categories.h"
 #include "sim/devices.h"
+#include "sim/ip_helper.h"
 #include "sim/platform.h"
 #include "sim/registry_tree.h"
 #include "sim/simulation.h"
@@ -70,6 +71,77 @@ TEST(Questions, AreThoseOfTheLibrary)
     EXPECT_EQ(stated, asked);
 }
 
+/// A machine that has one of everything, and tells nothing of it.
+std::wstring BlankMachine()
+{
+    std::wstring text = L"namespace root\\cimv2\n";
+    for (const auto& each : WmiQuestions())
+        if (each.asking == Asking::kBatch)
+            text.append(L"instance of ").append(each.className).append(L"\n{\n};\n");
+    return text +
+           LR"(instance of Win32_NetworkAdapter
+{
+    Name = "Card";
+    MACAddress = "1";
+};
+namespace root\microsoft\windows\storage
+instance of MSFT_PhysicalDisk
+{
+};
+namespace root\CIMV2\Security\MicrosoftTpm
+instance of Win32_Tpm
+{
+};
+namespace root\CIMV2\Security\MicrosoftVolumeEncryption
+instance of Win32_EncryptableVolume
+{
+    DriveLetter = "C:";
+    ProtectionStatus = NULL;
+    __PATH = "V";
+};
+method GetLockStatus of V
+instance of __PARAMETERS
+{
+    LockStatus = NULL;
+};
+)";
+}
+
+TEST(Questions, KnowWhatTheReportShowsForABlankValue)
+{
+    const sim::Platform platform{
+        {.memory = 8ULL << 30,
+         .volumes = {{L'C', {DRIVE_FIXED, 1 << 30, 1 << 20, L"NTFS", L"System", 1}}}}};
+    const sim::IpHelper ipHelper{
+        {sim::MakeAdapter("Card", {2, 0, 0, 0, 0, 1}, IF_TYPE_ETHERNET_CSMACD)}};
+    const sim::Simulation simulation{BlankMachine()};
+    const ComApartment apartment;
+    CInvMap map;
+    const auto collector = std::make_unique<CHardwareCollector>();
+    for (const auto& category : kHardwareCategories)
+        RunCategory(category.id, collector.get(), &map);
+    for (const auto& question : WmiQuestions())
+        for (const Feed& feed : question.feeds)
+            for (const KeySource& each : feed.keys) {
+                if (each.reads == nullptr || each.property == nullptr)
+                    continue;
+                CHardwareObject* fact = nullptr;
+                const bool isThere =
+                    map.Lookup(FactKey(feed.section, each.property, 0).c_str(), &fact) == 1;
+                const std::string value = isThere ? '"' + ToUtf8(fact->value.view()) + '"' : "none";
+                const std::string standIn =
+                    each.blankStandIn != nullptr ? ToUtf8(each.blankStandIn) : "";
+                const bool isStated = each.blank == Without::kLeftOut ? value == "none"
+                                      : each.blank == Without::kEmpty ? value == "\"\""
+                                      : each.blank == Without::kZero  ? value == "\"0\""
+                                      : standIn.starts_with('"')
+                                          ? standIn.find(value) != std::string::npos
+                                          : value != "\"\"";
+                EXPECT_TRUE(isStated) << ToUtf8(feed.section) << '.' << ToUtf8(each.property) << ' '
+                                      << value << ' ' << standIn;
+            }
+}
+
 constexpr wchar_t kMachine[] =
     LR"(namespace root\cimv2
 instance of Win32_BIOS
@@ -102,10 +174,23 @@ instance of Win32_DiskDrive
     DeviceID = "\\\\.\\PHYSICALDRIVE7";
     MediaType = "Fixed";
 };
+instance of Win32_DiskDrive
+{
+    DeviceID = "\\\\.\\PHYSICALDRIVE8";
+};
+instance of Win32_DiskDrive
+{
+    DeviceID = "\\\\.\\PHYSICALDRIVE9";
+};
 query Associators of {Win32_DiskDrive.DeviceID='\\.\PHYSICALDRIVE7'} where AssocClass=Win32_DiskDriveToDiskPartition
 instance of Win32_DiskPartition
 {
     DeviceID = "Disk #7, Partition #0";
+};
+query Associators of {Win32_DiskDrive.DeviceID='\\.\PHYSICALDRIVE9'} where AssocClass=Win32_DiskDriveToDiskPartition
+instance of Win32_DiskPartition
+{
+    DeviceID = "Disk #9, Partition #0";
 };
 query Associators of {Win32_DiskPartition.DeviceID='Disk #7, Partition #0'} where AssocClass=Win32_LogicalDiskToPartition
 instance of Win32_LogicalDisk
@@ -117,7 +202,13 @@ class Nothing
 namespace root\CIMV2\Security\MicrosoftVolumeEncryption
 instance of Win32_EncryptableVolume
 {
-    DriveLetter = "C:";
+    DriveLetter = "D:";
+    ProtectionStatus = 1;
+    __PATH = "U";
+};
+instance of Win32_EncryptableVolume
+{
+    DriveLetter = "E:";
     ProtectionStatus = 1;
     __PATH = "V";
 };
@@ -143,6 +234,9 @@ std::string Lines(const doctor::Findings& findings)
     for (const auto& each : findings.classes) {
         lines += each.name + ' ' + EndingOf(each.outcome) + ' ' + std::to_string(each.count) +
                  (each.late != 0 ? ", late " + std::to_string(each.late) : "");
+        if (each.objects != 0)
+            lines += " for " + std::to_string(each.objectsAnswered) + " of " +
+                     std::to_string(each.objects);
         for (const std::string& property : each.withoutValue)
             lines += ' ' + property;
         lines += '\n';
@@ -152,9 +246,18 @@ std::string Lines(const doctor::Findings& findings)
 
 TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
 {
-    const sim::Platform platform{
-        {.volumes = {{L'C', {DRIVE_FIXED, 1 << 30, 1 << 20, L"NTFS", L"System", 1}}}}};
+    const sim::Platform platform{{.volumes = {{L'C', {}}, {L'D', {}}, {L'E', {}}}}};
     sim::Simulation simulation{kMachine};
+    // at call level, as sessions for one use are secured
+    simulation.FailCall("IClientSecurity::SetBlanket(10, 0, null, 3, 3, null, 0)", 0,
+                        E_ACCESSDENIED);
+    for (const char* const query :
+         {"Associators of {Win32_DiskDrive.DeviceID='\\\\.\\PHYSICALDRIVE8'} where "
+          "AssocClass=Win32_DiskDriveToDiskPartition",
+          "SELECT * FROM Win32_EncryptableVolume Where DriveLetter='C:' "})
+        simulation.FailCall("IWbemServices::ExecQuery(WQL, " + std::string{query} + ", 0x30)", 0,
+                            static_cast<HRESULT>(WBEM_E_FAILED));
+    // "U" has no such method
     simulation.FailCall(
         "IWbemLocator::ConnectServer(\\\\.\\root\\CIMV2\\Security\\MicrosoftTpm, null, null, null, "
         "0x0, null)",
@@ -167,6 +270,7 @@ TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
         3s, [&announced](const std::string& what) { announced = what; }, &findings);
     EXPECT_EQ(Lines(findings),
               "root\\cimv2 answered\n"
+              "ROOT\\CIMV2 access denied (0x80070005)\n"
               "ROOT\\CIMV2 answered\n"
               "\\\\.\\ROOT\\microsoft\\windows\\storage answered\n"
               "\\\\.\\root\\CIMV2\\Security\\MicrosoftTpm access denied (0x80041003)\n"
@@ -178,18 +282,18 @@ TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
               "Win32_PhysicalMemoryArray no such class (0x80041010) 0\n"
               "Win32_Processor answered 2, late 1 CurrentClockSpeed Manufacturer NumberOfCores "
               "NumberOfLogicalProcessors\n"
-              "Win32_DiskDrive answered 1 Caption Size\n"
+              "Win32_DiskDrive answered 3 Caption Size\n"
               "Win32_USBController no such class (0x80041010) 0\n"
               "Win32_BaseBoard no answer 0\n"
               "Win32_SystemSlot answered 0\n"
-              "Win32_NetworkAdapter no such class (0x80041010) 0\n"
-              "Win32_DiskDrive answered 1\n"
-              "Win32_DiskPartition answered 1\n"
-              "Win32_LogicalDisk answered 1\n"
+              "Win32_NetworkAdapter not asked 0\n"
+              "Win32_DiskDrive answered 3\n"
+              "Win32_DiskPartition WMI or its provider failed (0x80041001) 1 for 1 of 3\n"
+              "Win32_LogicalDisk answered 1 for 1 of 1\n"
               "MSFT_PhysicalDisk no such class (0x80041010) 0\n"
               "Win32_Tpm not asked 0\n"
-              "Win32_EncryptableVolume answered 1\n"
-              "Win32_EncryptableVolume answered 1\n");
+              "Win32_EncryptableVolume WMI or its provider failed (0x80041001) 2 for 2 of 3\n"
+              "Win32_EncryptableVolume 0x8004102F 1 for 1 of 2\n");
     EXPECT_EQ(announced, "Win32_EncryptableVolume");
     for (const auto& each : findings.classes)
         EXPECT_EQ(each.late != 0, each.last >= 1000) << each.name << each.last;

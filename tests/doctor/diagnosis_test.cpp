@@ -46,7 +46,7 @@ Findings Sound()
         Answered(0, "Win32_BIOS", Asking::kClass, "Serial", "BIOS.Serial", Without::kEmpty),
         Answered(0, "Win32_DiskDrive", Asking::kClass, "Size", "DiskDrive.Size", Without::kStandIn,
                  "ports"),
-        Answered(1, "Win32_Tpm", Asking::kQuery, "Spec", "SystemOverview.Tpm", Without::kZero)};
+        Answered(1, "Win32_Tpm", Asking::kQuery, "IsActivated", "SystemOverview.Tpm", Without::kZero)};
     sound.wlan = {true, kAnswered, 1, 1, kAnswered, {}};
     sound.scsi = {kAnswered, {Failed(2), Failed(2)}, 0};
     return sound;
@@ -93,6 +93,31 @@ TEST(Diagnosis, SaysWhatIsMissingWhatItCostsAndWhatToDo)
          },
          "missing: root\\b cannot be opened: access denied (0x80041003) |Z SystemOverview.Tpm"
          " !wmimgmt\n"},
+        {[](Findings& f) {
+             f.classes[0].outcome = Failed(0x80041003);
+             f.classes[1].count = 0;
+             f.scsi.ports[0] = Failed(5);
+             f.rights = Rights::kLocalSystem;
+         },
+         "missing: Win32_BIOS in root\\a fails: access denied (0x80041003) |E BIOS.Serial "
+         "!wmimgmt\n"
+         "missing: Win32_DiskDrive in root\\a has no instance |Sports DiskDrive.Size"
+         " !verifyrepository !hardware\n"
+         "missing: No drive answers on SCSI ports 0 and 1, which stand in for WMI: access denied "
+         "(error 5) |X DiskDrive.Caption DiskDrive.Size !no such port\n"},
+        // One path for two kinds of session.
+        {[](Findings& f) {
+             f.namespaces = {{"root\\b", Failed(0x8004100E), 0},
+                             {"root\\b", Failed(0x8004100E), 0}};
+         },
+         "missing: root\\b cannot be opened: no such namespace (0x8004100E) |E BIOS.Serial"
+         " |Sports DiskDrive.Size |Z SystemOverview.Tpm !edition !verifyrepository\n"},
+        {[](Findings& f) {
+             f.classes[2].outcome = Failed(0x8004100E);
+             f.classes[2].objects = 3, f.classes[2].objectsAnswered = 2;
+         },
+         "missing: Query for Win32_Tpm in root\\b fails: no such namespace (0x8004100E); 2 of 3 "
+         "answered |Z SystemOverview.Tpm !edition !verifyrepository\n"},
         // One service behind all; an instance that the service would have given is no news.
         {[](Findings& f) {
              f.wmiService = ServiceState::kDisabled;
@@ -151,6 +176,15 @@ TEST(Diagnosis, SaysWhatIsMissingWhatItCostsAndWhatToDo)
          "note: Query for Win32_Tpm in root\\b has no instance |Z SystemOverview.Tpm !hardware\n"},
         {[](Findings& f) { f.classes[0].withoutValue = {"Serial"}; },
          "note: Win32_BIOS in root\\a gives no Serial |E BIOS.Serial !blank\n"},
+        {[](Findings& f) {
+             f.classes[0].withoutValue = {"A", "B", "C"};
+             f.classes[0].feeds = {{{{"A", "K.A", Without::kStandIn, "word"},
+                                     {"B", "K.B"},
+                                     {"A", "K.C", Without::kLeftOut}},
+                                    Without::kZero,
+                                    ""}};
+         },
+         "note: Win32_BIOS in root\\a gives no A, B, C |Sword K.A |E K.B |X K.C !blank\n"},
         {[](Findings& f) {
              f.wlan.connection = Failed(5);
              f.wlan.deniedBy = {"this user"};
