@@ -46,7 +46,8 @@ Findings Sound()
         Answered(0, "Win32_BIOS", Asking::kClass, "Serial", "BIOS.Serial", Without::kEmpty),
         Answered(0, "Win32_DiskDrive", Asking::kClass, "Size", "DiskDrive.Size", Without::kStandIn,
                  "ports"),
-        Answered(1, "Win32_Tpm", Asking::kQuery, "IsActivated", "SystemOverview.Tpm", Without::kZero)};
+        Answered(1, "Win32_Tpm", Asking::kQuery, "IsActivated", "SystemOverview.Tpm",
+                 Without::kZero)};
     sound.wlan = {true, kAnswered, 1, 1, kAnswered, {}};
     sound.scsi = {kAnswered, {Failed(2), Failed(2)}, 0};
     return sound;
