@@ -96,13 +96,29 @@ std::vector<std::string> ReversedArguments(int count, char** arguments)
 }
 #endif
 
-std::string ExitCodeHelp(std::initializer_list<ExitCode> codes)
+std::string ExitCodeHelp(std::initializer_list<ExitCode> codes, const std::string& no)
 {
     std::string text = "Exit codes:";
-    for (const auto& [code, meaning] : kExitCodes)
-        if (codes.size() == 0 || std::find(codes.begin(), codes.end(), code) != codes.end())
-            text += "\n  " + std::to_string(static_cast<int>(code)) + "  " + meaning;
+    for (const auto& [code, meaning] : kExitCodes) {
+        const bool isNo = code == ExitCode::kNo;
+        const bool isGiven =
+            isNo ? !no.empty()
+                 : codes.size() == 0 || std::find(codes.begin(), codes.end(), code) != codes.end();
+        if (isGiven)
+            text += "\n  " + std::to_string(static_cast<int>(code)) + "  " + (isNo ? no : meaning);
+    }
     return text;
+}
+
+CLI::Validator SecondsFrom(std::uint32_t least, std::uint32_t most)
+{
+    const auto check = [least, most](const std::string& text) {
+        return CLI::Range(least, most)(text).empty()
+                   ? std::string{}
+                   : "give a number of seconds from " + std::to_string(least) + " to " +
+                         std::to_string(most) + ", not \"" + text + '"';
+    };
+    return CLI::Validator{check, ""};
 }
 
 void RunCommandLine(CLI::App& app, const std::vector<std::string>& reversedArguments)

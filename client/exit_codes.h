@@ -27,8 +27,7 @@ struct ExitCodeMeaning {
 /// The exit codes as the help text lists them.
 inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
     {ExitCode::kDone, "done"},
-    {ExitCode::kNo,
-     "get: there is no such value; diff: the reports differ; doctor: something is missing"},
+    {ExitCode::kNo, ""},  // each command has a "no" of its own
     {ExitCode::kInput, "wrong usage, or a path or report that cannot be used"},
     {ExitCode::kReport, "the report or text cannot be written"},
     {ExitCode::kLibrary, "orrery.dll cannot be used"},
@@ -37,6 +36,11 @@ inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
     {ExitCode::kCrash, "the run crashed, no report was written"},
     {ExitCode::kUnexpected, "an unexpected failure, such as too little memory"},
 });
+
+/// What kNo means for the commands that give it.
+inline constexpr char kNoOfGet[] = "there is no such value";
+inline constexpr char kNoOfDiff[] = "the reports differ";
+inline constexpr char kNoOfDoctor[] = "something is missing";
 
 /// Ends a command: the message says what went wrong, where, and what to do about it.
 class CommandError : public std::runtime_error {

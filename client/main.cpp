@@ -17,27 +17,27 @@ ExitCode Run(int argumentCount, char** arguments)
     app.allow_windows_style_options(false);
     app.set_version_flag("--version", "orreryctl " ORRERY_VERSION_TEXT, "Print the version");
     app.set_help_flag("-h,--help", "Print this help");
-#ifdef _WIN32
     AddCollectCommand(app, &result);
+#ifdef _WIN32
     AddCollectChildCommand(app);
-    AddDoctorCommand(app, &result);
 #endif
+    AddDoctorCommand(app, &result);
     AddShowCommand(app, &result);
     AddGetCommand(app, &result);
     AddConvertCommand(app, &result);
     AddDiffCommand(app, &result);
     AddRedactCommand(app, &result);
-#ifdef _WIN32
     AddRecordCommand(app, &result);
-#endif
+    const std::string no = std::string{"get: "} + kNoOfGet + "; diff: " + kNoOfDiff;
 #ifdef _WIN32
-    app.footer("Example:\n  orreryctl collect report.tsv\n\n" + ExitCodeHelp());
+    app.footer("Example:\n  orreryctl collect report.tsv\n\n" +
+               ExitCodeHelp({}, no + "; doctor: " + kNoOfDoctor));
 #else
     app.footer(
         "Reports are collected on Windows, where there is a command for it.\n\n"
         "Example:\n  orreryctl show report.tsv\n\n" +
-        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kReport,
-                      ExitCode::kUnexpected}));
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
+                     no));
 #endif
     RunCommandLine(app, ReversedArguments(argumentCount, arguments));
     return result;

@@ -21,11 +21,26 @@ std::string Reason(const std::error_code& error)
     return error.default_error_condition().message();
 }
 
-[[noreturn]] void FailWrite(const std::string& target, const std::string& reason)
+[[noreturn]] void FailWrite(const std::string& target, const std::error_code& error)
 {
-    throw CommandError(ExitCode::kReport, '"' + target + "\" cannot be written: " + reason +
+    const std::string start = '"' + target + "\" cannot be written: ";
+    if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory)
+        throw CommandError(ExitCode::kInput,
+                           start + "its folder does not exist; create it or choose another one");
+    throw CommandError(ExitCode::kReport, start + Reason(error) +
                                               "; choose a folder with free space in which you "
                                               "may create files");
+}
+
+/// Whether it is known that there is no such folder.
+bool IsMissing(const fs::path& folder)
+{
+    // The C library, which answers here, takes the "?" of a path without a limit for a wildcard.
+    if (folder.empty() || folder.u8string().starts_with(u8R"(\\?\)"))
+        return false;
+    std::error_code error;
+    const fs::file_status status = fs::status(folder, error);
+    return fs::status_known(status) && !fs::is_directory(status);
 }
 
 /// Whether the path stands for a device, a pipe or what the shell has put behind standard output.
@@ -118,7 +133,9 @@ void CheckOutputFile(const std::string& target, const fs::path& source)
                            '"' + target + "\" is a folder; give the name of a file in it");
     if (!IsDirect(path) && fs::equivalent(path, source, error))
         throw CommandError(ExitCode::kInput,
-                           '"' + target + "\" is the report itself; choose another name");
+                           '"' + target + "\" is the file that is read; choose another name");
+    if (!IsDirect(path) && IsMissing(path.parent_path()))
+        FailWrite(target, std::make_error_code(std::errc::no_such_file_or_directory));
 }
 
 void WriteOutputFile(const std::string& target, const TextSource& text)
@@ -127,15 +144,15 @@ void WriteOutputFile(const std::string& target, const TextSource& text)
     if (IsDirect(path)) {
         // A shell's >> must keep what is in the file already.
         if (const auto error = WriteAll(path, std::ios::app, text))
-            FailWrite(target, Reason(error));
+            FailWrite(target, error);
         return;
     }
     const fs::path file = FollowLinks(path);
     CTemporaryFile temporary{TemporaryNameFor(file)};
     if (const auto error = WriteAll(temporary.path(), std::ios::trunc, text))
-        FailWrite(target, Reason(error));
+        FailWrite(target, error);
     if (const auto error = temporary.MoveTo(file))
-        FailWrite(target, Reason(error));
+        FailWrite(target, error);
 }
 
 }  // namespace orrery

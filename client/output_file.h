@@ -10,14 +10,14 @@ namespace orrery {
 /// Finds out whether a file may be written in place of what is at that path.
 /// @param target  as the user typed it, in UTF-8
 /// @param source  the file that the command reads
-/// @throws CommandError (kInput) when the target is the source or a folder
+/// @throws CommandError (kInput) when the target is the source, a folder or in none
 void CheckOutputFile(const std::string& target, const std::filesystem::path& source);
 
 /// Writes a file whole: under a temporary name beside it, which takes its place when all is written.
 /// A failure leaves an earlier file as it was, and nothing else in its folder. What is no ordinary
 /// file, such as "nul", "/dev/stdout" or a pipe, is written to directly.
 /// @param target  as the user typed it, in UTF-8
-/// @throws CommandError (kReport) when it cannot be written
+/// @throws CommandError when it cannot be written: kInput without its folder, else kReport
 void WriteOutputFile(const std::string& target, const TextSource& text);
 
 }  // namespace orrery

@@ -216,7 +216,7 @@ void AddCollectCommand(CLI::App& app, ExitCode* result)
     collect
         ->add_option("--timeout", arguments->timeout,
                      "End a run that takes longer, up to a week; 0 lets it take any time")
-        ->check(CLI::Range(0U, 604'800U).description(""))
+        ->check(SecondsFrom(0, 604'800))
         ->type_name("SECONDS")
         ->capture_default_str();
     collect->add_flag("--quiet", arguments->options.isQuiet,
@@ -228,7 +228,7 @@ void AddCollectCommand(CLI::App& app, ExitCode* result)
         "Ctrl+C.\n\n"
         "Examples:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n"
         "  orreryctl collect pc.tsv --timeout 120 --quiet\n\n" +
-        ExitCodeHelp());
+        ExitCodeHelp({}));
     collect->callback([arguments, result] {
         arguments->options.timeout = std::chrono::seconds{arguments->timeout};
         *result = CollectReport(FromUtf8(arguments->report), arguments->options);

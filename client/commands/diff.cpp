@@ -65,7 +65,7 @@ void AddDiffCommand(CLI::App& app, ExitCode* result)
         "index: + was added, - was removed, ~ changed. A section that one report does not have at\n"
         "all is \"not collected\" there; this counts as a difference.\n\n"
         "Example:\n  orreryctl diff monday.tsv friday.tsv\n\n" +
-        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kUnexpected}));
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kUnexpected}, kNoOfDiff));
     diff->callback([options, result] { *result = DiffReports(*options); });
 }
 

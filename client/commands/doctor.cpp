@@ -72,7 +72,7 @@ void AddDoctorCommand(CLI::App& app, ExitCode* result)
     command
         ->add_option("--timeout", options->timeout,
                      "Give up a single question after this time, up to an hour")
-        ->check(CLI::Range(1U, 3600U).description(""))
+        ->check(SecondsFrom(1, 3600))
         ->type_name("SECONDS")
         ->capture_default_str();
     command->footer(
@@ -80,8 +80,8 @@ void AddDoctorCommand(CLI::App& app, ExitCode* result)
         "report go without an answer and what to do about it. Writes no report and changes\n"
         "nothing. Run it with the rights, and as the user, that the inventory runs with.\n\n"
         "Examples:\n  orreryctl doctor\n  orreryctl doctor --to json -o doctor.json\n\n" +
-        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kReport,
-                      ExitCode::kUnexpected}));
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
+                     kNoOfDoctor));
     command->callback([options, result] { *result = RunDoctor(*options); });
 }
 

@@ -5,6 +5,7 @@
 #include "client/commands/open_report.h"
 #include "client/console.h"
 #include "client/report/find_value.h"
+#include "client/suggestion.h"
 #include "client/terminal_text.h"
 #include "client/utf8.h"
 
@@ -21,8 +22,11 @@ bool GetValue(const Options& options)
     const report::FoundValue found = report::FindValue(PathFromUtf8(options.path), name);
     PrintWarnings(options.path, found.warnings);
     if (!found.value) {
+        const std::string suggestion = Suggestion(options.name, found.alike);
         PrintError("the report \"" + options.path + "\" has no value " + options.name +
-                   ", in just these letters; \"orreryctl show\" shows what it has");
+                   (suggestion.empty()
+                        ? ", in just these letters; \"orreryctl show\" shows what it has"
+                        : suggestion));
         return false;
     }
     const Terminal terminal = OutputTerminal();
@@ -52,8 +56,8 @@ void AddGetCommand(CLI::App& app, ExitCode* result)
         "Examples:\n  orreryctl get report.tsv BIOS.SerialNumber\n"
         "  orreryctl get report.tsv LogicalDisk.FreeSpace.1\n"
         "  orreryctl get report.tsv ET.Network\n\n" +
-        ExitCodeHelp({ExitCode::kDone, ExitCode::kNo, ExitCode::kInput, ExitCode::kReport,
-                      ExitCode::kUnexpected}));
+        ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
+                     kNoOfGet));
     get->callback([options, result] {
         if (!GetValue(*options))
             *result = ExitCode::kNo;

@@ -13,6 +13,11 @@ namespace {
 
 void RecordMachine(const std::string& output, bool isRedacted)
 {
+    // A slip must not replace a report.
+    if (!output.ends_with(".machine"))
+        throw CommandError(ExitCode::kInput, "the file's name \"" + output +
+                                                 "\" does not end in \".machine\" in lower case; "
+                                                 "use for example \"pc.machine\"");
     CheckOutputFile(output, {});
     // A drive without a medium fails instead of asking whoever sits at the machine for a disk.
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS);
@@ -34,7 +39,11 @@ void AddRecordCommand(CLI::App& app, ExitCode* /*result*/)
         "record", "Write down what this PC answers to the library, so that others can replay it");
     const auto output = std::make_shared<std::string>();
     const auto isRedacted = std::make_shared<bool>(false);
-    record->add_option("OUT.machine", *output, "The file to write")->type_name("")->required();
+    record
+        ->add_option("OUT.machine", *output,
+                     "The file to write; its name ends in \".machine\" in lower case")
+        ->type_name("")
+        ->required();
     record->add_flag("--redact", *isRedacted,
                      "Replace serial numbers, addresses, names of networks, of this PC and of its "
                      "user");

@@ -10,10 +10,22 @@
 namespace orrery::report {
 namespace {
 
+/// Compares names, whose letters are ASCII.
+bool IsEqualButForCase(std::u16string_view one, std::u16string_view other)
+{
+    const auto lower = [](char16_t unit) {
+        return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+    };
+    return std::equal(
+        one.begin(), one.end(), other.begin(), other.end(),
+        [lower](char16_t left, char16_t right) { return lower(left) == lower(right); });
+}
+
 /// Keeps the latest value of one name, and the elapsed time at one place.
 class CValueSink : public FactSink {
 public:
-    explicit CValueSink(const ValueName& name) : name_(name), section_(Wide(name.section))
+    explicit CValueSink(const ValueName& name)
+        : name_(name), section_(Wide(name.section)), wideProperty_(Wide(name.property))
     {
         const auto category =
             std::find(kElapsedCategories.begin(), kElapsedCategories.end(), name.property);
@@ -22,14 +34,18 @@ public:
     }
     void OnFact(const FactView& fact) override
     {
+        if (IsElapsedTime(fact)) {
+            if (elapsedCount_++ == elapsedPlace_)
+                Keep(fact, &elapsed_);
+            return;
+        }
+        if (alike_.empty() && fact.index == name_.index)
+            NoteAlike(fact);
         if (fact.section != section_ || fact.index != name_.index)
             return;
         property_.clear();
         AppendUtf8(fact.property, &property_);
-        if (IsElapsedTime(fact)) {
-            if (elapsedCount_++ == elapsedPlace_)
-                Keep(fact, &elapsed_);
-        } else if (property_ == name_.property) {
+        if (property_ == name_.property) {
             if (value_)
                 OnOddity(Oddity::kDuplicate, fact.line);
             Keep(fact, &value_);
@@ -40,12 +56,28 @@ public:
     FoundValue Take()
     {
         const bool areNamed = elapsedCount_ == kElapsedCategories.size();
-        return {value_ || !areNamed ? value_ : elapsed_, warnings_.Take()};
+        if (areNamed && name_.index == 0 && IsEqualButForCase(section_, u"ET"))
+            for (const auto& category : kElapsedCategories)
+                alike_.push_back("ET." + std::string{category});
+        return {value_ || !areNamed ? value_ : elapsed_, std::move(alike_), warnings_.Take()};
     }
 
 private:
     static std::u16string Wide(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
 
+    /// Keeps the name of a fact that the user may have meant.
+    void NoteAlike(const FactView& fact)
+    {
+        if (!IsEqualButForCase(fact.section, section_) ||
+            !IsEqualButForCase(fact.property, wideProperty_))
+            return;
+        std::string& name = alike_.emplace_back();
+        AppendUtf8(fact.section, &name);
+        name += '.';
+        AppendUtf8(fact.property, &name);
+        if (name_.index != 0)
+            name += '.' + std::to_string(name_.index);
+    }
     void Keep(const FactView& fact, std::optional<std::string>* value)
     {
         value->emplace();
@@ -54,11 +86,12 @@ private:
     }
 
     const ValueName& name_;
-    const std::u16string section_;
+    const std::u16string section_, wideProperty_;
     std::size_t elapsedPlace_ = kElapsedCategories.size();
     std::size_t elapsedCount_ = 0;
     std::string property_;  // of the present fact; kept for its memory
     std::optional<std::string> value_, elapsed_;
+    std::vector<std::string> alike_;
     CWarnings warnings_;
 };
 

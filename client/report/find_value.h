@@ -23,6 +23,7 @@ ValueName ParseValueName(std::string_view text);
 
 struct FoundValue {
     std::optional<std::string> value;  ///< in UTF-8; none where the report has no such fact
+    std::vector<std::string> alike;    ///< names it has, of which one may have been meant
     std::vector<Warning> warnings;     ///< about the report
 };
 

@@ -21,7 +21,8 @@ run replay_machine.exe "$windows\\own.machine" "$windows\\replayed.tsv"
 diff <(steady "$scratch/own.tsv") <(steady "$scratch/replayed.tsv")
 
 # What cannot be written is said, and nothing is left behind.
-if wine orreryctl.exe record "$windows" </dev/null >"$scratch/log" 2>&1; then
+mkdir "$scratch/folder.machine"
+if wine orreryctl.exe record "$windows\\folder.machine" </dev/null >"$scratch/log" 2>&1; then
     echo "a folder was taken for a file" >&2
     exit 1
 fi

@@ -3,6 +3,7 @@
 #include "client/command_line.h"
 #include "client/console.h"
 #include "client/output_file.h"
+#include "client/utf8.h"
 #include "sim/whole_machine.h"
 
 int main(int argumentCount, char** arguments)
@@ -13,7 +14,12 @@ int main(int argumentCount, char** arguments)
         PrintToErrors("usage: replay_machine FILE.machine REPORT.tsv\n");
         return static_cast<int>(ExitCode::kInput);
     }
+    const auto fail = [](const std::exception& error, ExitCode code) {
+        PrintToErrors(std::string{"replay_machine: "} + error.what() + '\n');
+        return static_cast<int>(code);
+    };
     try {
+        CheckOutputFile(given[0], PathFromUtf8(given[1]));
         std::wstring report;
         {
             const sim::WholeMachine machine{FromUtf8(given[1])};
@@ -22,9 +28,12 @@ int main(int argumentCount, char** arguments)
         WriteOutputFile(given[0], [&report](const TextSink& sink) {
             sink({reinterpret_cast<const char*>(report.data()), report.size() * sizeof(wchar_t)});
         });
+    } catch (const sim::ScenarioError& error) {
+        return fail(error, ExitCode::kInput);
+    } catch (const CommandError& error) {
+        return fail(error, error.code());
     } catch (const std::exception& error) {
-        PrintToErrors(std::string{"replay_machine: "} + error.what() + '\n');
-        return static_cast<int>(ExitCode::kUnexpected);
+        return fail(error, ExitCode::kUnexpected);
     }
     return 0;
 }

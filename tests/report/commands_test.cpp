@@ -46,19 +46,26 @@ protected:
         AddConvertCommand(app, &result);
         AddDiffCommand(app, &result);
         AddRedactCommand(app, &result);
+#ifndef _WIN32
+        AddCollectCommand(app, &result);
+        AddDoctorCommand(app, &result);
+        AddRecordCommand(app, &result);
+#endif
         std::reverse(arguments.begin(), arguments.end());
         for (std::string& argument : arguments)
             if (argument.starts_with('@'))
                 argument = folder_.Path(argument.substr(1));
-        message_.clear();
+        std::string failure;
         testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
         try {
             RunCommandLine(app, arguments);
         } catch (const CommandError& error) {
             result = error.code();
-            message_ = error.what();
+            failure = error.what();
         }
         output_ = testing::internal::GetCapturedStdout();
+        message_ = testing::internal::GetCapturedStderr() + failure;
         return static_cast<int>(result);
     }
 
@@ -84,11 +91,17 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {{"show", "@a.tsv", "bios"}, 0, ""},
         {{"show", "@a.tsv", "Bio"}, 2, "no section \"Bio\"; did you mean \"BIOS\"?"},
         {{"get", "@a.tsv", "BIOS.Version"}, 0, ""},
-        {{"get", "@a.tsv", "BIOS.Versions"}, 1, ""},
+        {{"get", "@a.tsv", "BIOS.Versions"}, 1, "no value BIOS.Versions, in just these letters;"},
+        {{"get", "@a.tsv", "bios.VERSION"}, 1, "VERSION; did you mean \"BIOS.Version\"?"},
         {{"get", "@a.tsv", "BIOS"}, 2, "give SECTION.PROPERTY"},
         {{"convert", "@a.tsv"}, 2, "--to is required"},
         {{"convert", "@a.tsv", "--to", "xml"}, 2, "xml not in {json,csv,html}"},
-        {{"convert", "@a.tsv", "--to", "csv", "-o", "@a.tsv"}, 2, "is the report itself"},
+        {{"convert", "@a.tsv", "--to", "csv", "-o", "@a.tsv"}, 2, "is the file that is read"},
+#ifndef _WIN32
+        {{"collect", "x.tsv"}, 2, "collect runs on Windows only"},
+        {{"doctor"}, 2, "doctor runs on Windows only"},
+        {{"record", "--help"}, 2, "record runs on Windows only"},
+#endif
         {{"shwo"}, 2, "\"shwo\" is not known here; did you mean \"show\"?"},
         {{"print", "@a.tsv"}, 2, "\"print\" is not known here\n\"orreryctl\" takes: show, get"},
         {{"convert", "@a.tsv", "--redcat"}, 2, "did you mean \"--redact\"?"},
@@ -102,11 +115,19 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
     }
 }
 
-TEST_F(Commands, ShowAnExampleInTheirHelp)
+TEST_F(Commands, ShowAnExampleAndTheirOwnExitCodesInTheirHelp)
 {
-    for (const char* command : {"show", "get", "convert", "diff", "redact"}) {
+    const struct {
+        const char *command, *codes;
+    } rows[] = {
+        {"show", "  0  done\n  2  wrong"},    {"get", "\n  1  there is no such value\n"},
+        {"convert", "  0  done\n  2  wrong"}, {"diff", "\n  1  the reports differ\n"},
+        {"redact", "  0  done\n  2  wrong"},
+    };
+    for (const auto& [command, codes] : rows) {
         EXPECT_EQ(Run({command, "--help"}), 0);
         EXPECT_NE(output_.find(std::string{"\n  orreryctl "} + command), std::string::npos);
+        EXPECT_NE(output_.find(codes), std::string::npos) << output_;
     }
 }
 
@@ -117,9 +138,10 @@ TEST_F(Commands, WriteAWholeFileOrNone)
         std::string input, output;
         int expected;
     } rows[] = {
-        {"@a.tsv", "@a.tsv", 2},      {"@a.tsv", "@folder/../a.tsv", 2},
-        {"@a.tsv", "@folder", 2},     {"@none.tsv", "@out.tsv", 2},
-        {"@text.tsv", "@out.tsv", 2}, {"@a.tsv", "@nowhere/out.tsv", 3},
+        {"@a.tsv", "@a.tsv", 2},         {"@a.tsv", "@folder/../a.tsv", 2},
+        {"@a.tsv", "@folder", 2},        {"@none.tsv", "@out.tsv", 2},
+        {"@text.tsv", "@out.tsv", 2},    {"@a.tsv", "@nowhere/out.tsv", 2},
+        {"@a.tsv", "@a.tsv/out.tsv", 2},
     };
     for (const auto& [input, output, expected] : rows) {
         EXPECT_EQ(Run({"redact", input, output}), expected) << input << ' ' << output;

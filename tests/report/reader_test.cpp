@@ -205,6 +205,10 @@ TEST(FindValue, GivesOneValueByItsName)
         EXPECT_EQ(found.value_or("(none)"), row.value != nullptr ? row.value : "(none)")
             << row.name;
     }
+    EXPECT_EQ(FindValue(whole, ParseValueName("disk.NAME.1")).alike,
+              std::vector<std::string>{"Disk.Name.1"});
+    EXPECT_EQ(FindValue(whole, ParseValueName("disk.NAME")).alike, std::vector<std::string>{});
+    EXPECT_EQ(FindValue(whole, ParseValueName("et.bios")).alike.front(), "ET.BIOS");
     EXPECT_EQ(Warnings(FindValue(whole, ParseValueName("Disk.Name.1")).warnings),
               "17: the fact was there before; this later value counts\n");
 }

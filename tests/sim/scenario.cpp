@@ -457,14 +457,16 @@ const Namespace* Scenario::Find(std::wstring_view name) const
 
 void FailLine(int number, const std::string& expected)
 {
-    throw std::runtime_error("line " + std::to_string(number) + ": expected " + expected);
+    throw ScenarioError("line " + std::to_string(number) + ": expected " + expected);
 }
 
 std::wstring LoadScenario(const wchar_t* path)
 {
     std::ifstream file{std::filesystem::path{path}, std::ios::binary};
     if (!file)
-        throw std::runtime_error("no scenario " + std::filesystem::path{path}.string());
+        throw ScenarioError('"' + std::filesystem::path{path}.string() + "\" cannot be read: " +
+                            (std::filesystem::exists(path) ? "it is a folder or may not be opened"
+                                                           : "there is no such file"));
     const std::string bytes{std::istreambuf_iterator<char>{file}, {}};
     const int size = static_cast<int>(bytes.size());
     std::wstring text(bytes.size(), L'\0');

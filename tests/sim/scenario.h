@@ -6,6 +6,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -82,7 +83,7 @@ struct Namespace {
 /// What a simulated machine answers, read from a text. docs/machines.md tells its form.
 class Scenario {
 public:
-    /// @throw std::runtime_error naming the line and what was expected there
+    /// @throw ScenarioError naming the line and what was expected there
     explicit Scenario(std::wstring_view text);
 
     /// Compares without regard to case and to a leading "\\.\"; null when there is none.
@@ -96,12 +97,18 @@ private:
     bool hasWmi_ = true;
 };
 
+/// Tells that a scenario cannot be used.
+class ScenarioError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// Refuses a line of a scenario.
-/// @throw std::runtime_error always
+/// @throw ScenarioError always
 [[noreturn]] void FailLine(int number, const std::string& expected);
 
 /// Reads a scenario, or another text, from a UTF-8 file.
-/// @throw std::runtime_error when the file cannot be read
+/// @throw ScenarioError when the file cannot be read
 std::wstring LoadScenario(const wchar_t* path);
 
 }  // namespace orrery::sim

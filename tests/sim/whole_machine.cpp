@@ -319,15 +319,14 @@ decltype(&GetInventoryEx) FindLibrary(const UniqueModule& library)
 
 WholeMachine::WholeMachine(const std::wstring& path)
 {
+    const std::wstring text = LoadScenario(path.c_str());
     try {
-        const std::wstring text = LoadScenario(path.c_str());
         scenario_ = Scenario{text};
         for (const NativeItem& item : scenario_.nativeItems())
             ReadItem(item);
         Install(text);
-    } catch (const std::runtime_error& error) {
-        throw std::runtime_error(std::filesystem::path{path}.filename().string() + ", " +
-                                 error.what());
+    } catch (const ScenarioError& error) {
+        throw ScenarioError(std::filesystem::path{path}.filename().string() + ", " + error.what());
     }
 }
 

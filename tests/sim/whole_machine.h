@@ -25,7 +25,7 @@ namespace orrery::sim {
 /// there. One at a time, and no other simulation beside it.
 class WholeMachine {
 public:
-    /// @throw std::runtime_error naming the file, the line and what was expected there
+    /// @throw ScenarioError naming the file, the line and what was expected there
     explicit WholeMachine(const std::wstring& path);
 
     /// The answers of Windows itself, which a test may change before it installs them.
