@@ -55,7 +55,7 @@ void MakeReport(const fs::path& path, std::uintmax_t bytes)
 void PlainRead(const fs::path& path)
 {
     std::ifstream file{path, std::ios::binary};
-    std::vector<char> block(256 * 1024);
+    std::vector<char> block(std::size_t{256} * 1024);
     while (file)
         file.read(block.data(), static_cast<std::streamsize>(block.size()));
 }

@@ -97,7 +97,9 @@ void Feed(const std::string& kind, std::uint64_t seed, int count, int seconds)
         const std::uint64_t now = seed + static_cast<std::uint64_t>(fed);
         std::string attempt = kind;
         attempt.append(" ").append(std::to_string(now));
-        NowTrying(attempt + " (again: scripts/prove feed " + attempt + " 1 60)");
+        std::string again = attempt;
+        again.append(" (again: scripts/prove feed ").append(attempt).append(" 1 60)");
+        NowTrying(again);
         Dice dice{now};
         chosen.feed(dice);
         ++fed;

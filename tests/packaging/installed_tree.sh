@@ -38,8 +38,14 @@ diff - files.txt <<'END' || fail "the installed tree differs"
 ./lib/orrery.lib
 ./lib/pkgconfig/orrery-inventory.pc
 ./share/doc/OrreryInventory/CHANGELOG.md
+./share/doc/OrreryInventory/CONTRIBUTING.md
 ./share/doc/OrreryInventory/LICENSE
 ./share/doc/OrreryInventory/README.md
+./share/doc/OrreryInventory/examples/Collect.cs
+./share/doc/OrreryInventory/examples/collect.c
+./share/doc/OrreryInventory/examples/collect.cpp
+./share/doc/OrreryInventory/examples/collect.ps1
+./share/doc/OrreryInventory/examples/collect.py
 ./share/doc/OrreryInventory/third-party-notices.txt
 END
 ! grep -rlF -e "$root" -e "$HOME/" -e "$scratch" "$tree" || fail "files name a folder of this machine"
