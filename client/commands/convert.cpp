@@ -43,11 +43,7 @@ void ConvertReport(const ConvertOptions& options)
     const auto format =
         std::find_if(kFormats.begin(), kFormats.end(),
                      [&options](const Format& each) { return each.name == options.format; });
-    const auto text = [&](const TextSink& sink) { format->write(report, sink); };
-    if (options.output.empty())
-        PrintOrFail(text);
-    else
-        WriteOutputFile(options.output, text);
+    WriteOrPrint(options.output, [&](const TextSink& sink) { format->write(report, sink); });
 }
 
 }  // namespace

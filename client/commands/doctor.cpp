@@ -45,13 +45,10 @@ ExitCode RunDoctor(const DoctorOptions& options)
     // A file is for any width, whatever the terminal is like.
     const report::ShowStyle style =
         options.output.empty() ? StyleOf(OutputTerminal()) : report::ShowStyle{};
-    const auto text =
+    WriteOrPrint(
+        options.output,
         WholeText(options.format == "json" ? doctor::FormatDiagnosisJson(findings, troubles)
-                                           : doctor::FormatDiagnosis(findings, troubles, style));
-    if (options.output.empty())
-        PrintOrFail(text);
-    else
-        WriteOutputFile(options.output, text);
+                                           : doctor::FormatDiagnosis(findings, troubles, style)));
     return doctor::IsAnythingMissing(troubles) ? ExitCode::kNo : ExitCode::kDone;
 }
 

@@ -34,7 +34,7 @@ bool GetValue(const Options& options)
         terminal.isTerminal
             ? Escaped(*found.value, terminal.unicode ? Charset::kUnicode : Charset::kAscii)
             : *found.value;
-    PrintOrFail([&text](const TextSink& sink) { sink(text + '\n'); });
+    PrintOrFail(WholeText(text + '\n'));
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "client/console.h"
+#include "client/output_file.h"
 #include "client/report/redact.h"
 #include "client/utf8.h"
 
@@ -43,6 +44,14 @@ void PrintOrFail(const TextSource& text, ExitCode failure)
         throw CommandError(failure,
                            "standard output does not take the text; check that its disk has space "
                            "left and its reader still runs");
+}
+
+void WriteOrPrint(const std::string& output, const TextSource& text)
+{
+    if (output.empty())
+        PrintOrFail(text);
+    else
+        WriteOutputFile(output, text);
 }
 
 }  // namespace orrery

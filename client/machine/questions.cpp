@@ -369,6 +369,12 @@ const std::vector<WmiNamespace>& WmiNamespaces()
     return kNamespaces;
 }
 
+ComPtr<IWbemServices> OpenNamespace(const WmiNamespace& wanted, HRESULT* result)
+{
+    return wanted.session == Session::kDefault ? OpenDefaultSession(result)
+                                               : OpenSession(wanted.path, wanted.refused, result);
+}
+
 const std::vector<WmiQuestion>& WmiQuestions()
 {
     static const auto& kQuestions = *new std::vector<WmiQuestion>{AllWmiQuestions()};

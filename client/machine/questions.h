@@ -48,6 +48,10 @@ struct WmiNamespace {
 /// The namespaces, in an order to which WmiQuestion::wmiNamespace counts.
 const std::vector<WmiNamespace>& WmiNamespaces();
 
+/// Opens a namespace as the library does.
+/// @param result takes what the connection ended with; may be null
+ComPtr<IWbemServices> OpenNamespace(const WmiNamespace& wanted, HRESULT* result = nullptr);
+
 enum class Asking {
     kBatch,      ///< the class is enumerated: one batch within a second, see FirstBatch
     kQuery,      ///< one query in WQL, read to the end

@@ -1,6 +1,5 @@
 #include <winsock2.h>
 #include <windows.h>
-#include <winioctl.h>
 
 #include <algorithm>
 #include <array>
@@ -18,6 +17,7 @@
 #include "native/computer_system.h"
 #include "native/devices.h"
 #include "native/local_drive.h"
+#include "native/seek_penalty.h"
 #include "native/user_context.h"
 #include "native/video_adapter.h"
 #include "support/library.h"
@@ -153,20 +153,12 @@ Record AskVolume(wchar_t letter)
 Record AskDrive(int number)
 {
     const std::wstring path = L"\\\\.\\PHYSICALDRIVE" + std::to_wstring(number);
-    const UniqueFile drive{CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                       0, nullptr)};
+    const UniqueFile drive = OpenDrive(path.c_str());
     if (!drive)
         return {};
     Item item{.heading = "drive " + ToUtf8(path)};
-    STORAGE_PROPERTY_QUERY query{};
-    query.PropertyId = static_cast<STORAGE_PROPERTY_ID>(8);  // has several names in SDK headers
-    DEVICE_SEEK_PENALTY_DESCRIPTOR answer{};
-    DWORD returned = 0;
-    if (DeviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, &answer,
-                        sizeof answer, &returned, nullptr) &&
-        returned == sizeof answer)
-        item.values.push_back(FlagValue("IncursSeekPenalty", answer.IncursSeekPenalty != FALSE));
+    if (const auto penalty = ReadSeekPenalty(drive.get()))
+        item.values.push_back(FlagValue("IncursSeekPenalty", *penalty));
     return {.items = {item}, .problems = {}};
 }
 
@@ -296,10 +288,7 @@ Record AskWireless()
     const CHardwareCollector wlan;
     HANDLE client = nullptr;
     DWORD negotiated = 0;
-    if (wlan.wlanOpenHandle == nullptr || wlan.wlanEnumInterfaces == nullptr ||
-        wlan.wlanQueryInterface == nullptr || wlan.wlanGetNetworkBssList == nullptr ||
-        wlan.wlanFreeMemory == nullptr ||
-        wlan.wlanOpenHandle(2, nullptr, &negotiated, &client) != ERROR_SUCCESS)
+    if (!wlan.hasWlan() || wlan.wlanOpenHandle(2, nullptr, &negotiated, &client) != ERROR_SUCCESS)
         return record;
     WLAN_INTERFACE_INFO_LIST* list = nullptr;
     if (wlan.wlanEnumInterfaces(client, nullptr, &list) == ERROR_SUCCESS && list != nullptr) {

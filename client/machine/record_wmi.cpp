@@ -198,7 +198,6 @@ void AddObject(IWbemClassObject* object, const Row& row, Answer* answer)
 void AddRows(IEnumWbemClassObject* rows, Clock::time_point start, const Row& row,
              std::uint32_t maxRows, Answer* answer)
 {
-    constexpr std::chrono::milliseconds kBatchTime{1000};
     for (std::uint32_t count = 0; count < maxRows; ++count) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(start + kRowsLimit -
                                                                                 Clock::now());
@@ -213,7 +212,7 @@ void AddRows(IEnumWbemClassObject* rows, Clock::time_point start, const Row& row
                                        std::to_string(kRowsLimit.count()) + " s");
         if (FAILED(result) || returned == 0)
             return;
-        if (row.hasText && passed >= kBatchTime)
+        if (row.hasText && passed.count() >= kBatchMilliseconds)
             answer->items.push_back(
                 {.heading = "after " + std::to_string(passed.count()) + " ms", .hasBody = false});
         if (object)
@@ -224,19 +223,12 @@ void AddRows(IEnumWbemClassObject* rows, Clock::time_point start, const Row& row
     }
 }
 
-ComPtr<IWbemServices> Connect(const WmiNamespace& wmiNamespace)
-{
-    return wmiNamespace.session == Session::kDefault
-               ? OpenDefaultSession()
-               : OpenSession(wmiNamespace.path, wmiNamespace.refused);
-}
-
 /// Puts a question, in the thread that is made for it.
 /// @param text of the query, or the path of the method's object
 Answer Ask(const WmiQuestion& question, const std::wstring& text, const Row& row)
 {
     Answer answer;
-    const auto services = Connect(WmiNamespaces()[question.wmiNamespace]);
+    const auto services = OpenNamespace(WmiNamespaces()[question.wmiNamespace]);
     answer.isConnected = static_cast<bool>(services);
     if (!services)
         return answer;

@@ -140,10 +140,7 @@ WlanFinding ReadWlan()
     WlanFinding finding;
     finding.deniedBy = LocationDeniedBy();
     const CHardwareCollector library;  // finds the functions as the library does
-    finding.hasLibrary =
-        library.wlanOpenHandle != nullptr && library.wlanEnumInterfaces != nullptr &&
-        library.wlanQueryInterface != nullptr && library.wlanGetNetworkBssList != nullptr &&
-        library.wlanFreeMemory != nullptr;
+    finding.hasLibrary = library.hasWlan();
     if (!finding.hasLibrary)
         return finding;
     constexpr DWORD kClientVersion = 2;
@@ -164,10 +161,8 @@ WlanFinding ReadWlan()
 doctor::ScsiFinding ReadScsi()
 {
     doctor::ScsiFinding finding;
-    for (const wchar_t* const path : {L"\\\\.\\Scsi0:", L"\\\\.\\Scsi1:"}) {
-        const UniqueFile port{CreateFileW(path, GENERIC_READ | GENERIC_WRITE,
-                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                          OPEN_EXISTING, 0, nullptr)};
+    for (const int number : {0, 1}) {
+        const UniqueFile port = OpenScsiPort(number);
         finding.ports.push_back(OutcomeOf(port ? ERROR_SUCCESS : GetLastError()));
     }
     finding.drives = CPhysicalDrive{}.Count();

@@ -37,13 +37,6 @@ Outcome OutcomeOf(HRESULT result)
     return {Ending::kFailed, static_cast<std::uint32_t>(result)};
 }
 
-/// @param result takes what the connection ended with
-ComPtr<IWbemServices> Open(const WmiNamespace& wanted, HRESULT* result)
-{
-    return wanted.session == Session::kDefault ? OpenDefaultSession(result)
-                                               : OpenSession(wanted.path, wanted.refused, result);
-}
-
 /// What a question has brought so far. The thread that asks fills it, and whoever waits for it takes
 /// what there is when the time is over.
 class CProgress {
@@ -255,7 +248,7 @@ doctor::NamespaceFinding ProbeNamespace(const WmiNamespace& wanted, std::chrono:
     const auto ask = [&wanted] {
         const auto start = Clock::now();
         HRESULT result = E_FAIL;
-        const bool isOpen = static_cast<bool>(Open(wanted, &result));
+        const bool isOpen = static_cast<bool>(OpenNamespace(wanted, &result));
         return std::pair{isOpen ? Outcome{Ending::kAnswered, 0} : OutcomeOf(result),
                          MillisecondsSince(start)};
     };
@@ -308,7 +301,7 @@ Identities ProbeClass(std::size_t number, const Identities& objects, std::chrono
     const auto ask = [progress, objects, number] {
         HRESULT result = E_FAIL;
         const WmiQuestion& asked = progress->question();
-        if (const auto services = Open(WmiNamespaces()[asked.wmiNamespace], &result)) {
+        if (const auto services = OpenNamespace(WmiNamespaces()[asked.wmiNamespace], &result)) {
             progress->Begin();
             result = Ask(services.get(), objects, NeededFrom(number), progress.get());
         }

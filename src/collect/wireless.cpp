@@ -177,9 +177,7 @@ std::wstring_view SecurityName(std::int32_t authentication, std::int32_t cipher)
 
 void ReadWirelessDetails(CHardwareCollector* collector)
 {
-    if (collector->wlanOpenHandle == nullptr || collector->wlanEnumInterfaces == nullptr ||
-        collector->wlanQueryInterface == nullptr || collector->wlanGetNetworkBssList == nullptr ||
-        collector->wlanFreeMemory == nullptr)
+    if (!collector->hasWlan())
         return;
     constexpr DWORD kClientVersion = 2;
     DWORD negotiated = 0;

@@ -12,7 +12,6 @@
 
 #include "native/platform_version.h"
 #include "support/text.h"
-#include "support/unique.h"
 
 namespace orrery {
 namespace {
@@ -25,14 +24,6 @@ constexpr std::size_t kRequestBytes = sizeof(SRB_IO_CONTROL) + sizeof(SENDCMDINP
 constexpr std::size_t kAnswerAt = sizeof(SRB_IO_CONTROL) + sizeof(SENDCMDOUTPARAMS) - 1;
 static_assert(sizeof(SRB_IO_CONTROL) == 28 && kRequestBytes == 60 && kAnswerAt == 44);
 static_assert(std::tuple_size_v<IdentifyRequest> == kAnswerAt + IdentifyBlock::extent + 1);
-
-UniqueFile OpenScsiPort(int port)
-{
-    const std::wstring path = L"\\\\.\\Scsi" + std::to_wstring(port) + L':';
-    return UniqueFile{CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
-                                  nullptr)};
-}
 
 std::optional<DriveRecord> Identify(HANDLE port, std::uint8_t target)
 {
@@ -62,6 +53,14 @@ std::uint64_t SectorCount(IdentifyBlock block)
 }
 
 }  // namespace
+
+UniqueFile OpenScsiPort(int port)
+{
+    const std::wstring path = L"\\\\.\\Scsi" + std::to_wstring(port) + L':';
+    return UniqueFile{CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                                  nullptr)};
+}
 
 IdentifyRequest MakeIdentifyRequest(std::uint8_t target) noexcept
 {

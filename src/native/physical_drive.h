@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "store/wide_string.h"
+#include "support/unique.h"
 
 namespace orrery {
 
@@ -36,6 +37,9 @@ std::optional<DriveRecord> ParseIdentify(IdentifyBlock block);
 /// Text of an identification, whose characters are swapped within each word of two bytes. It ends
 /// at its first zero; white space at either end is dropped. Bytes above 0x7F are sign-extended.
 WideString AtaText(std::span<const std::uint8_t> bytes);
+
+/// Opens a SCSI port, which takes administrative rights.
+UniqueFile OpenScsiPort(int port);
 
 /// The first drives on the SCSI ports 0 and 1, two a port, asked when the object is built. Empty
 /// without the right to open the ports, and outside the NT family.

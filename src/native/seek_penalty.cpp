@@ -3,8 +3,6 @@
 #include <windows.h>
 #include <winioctl.h>
 
-#include "support/unique.h"
-
 namespace orrery {
 namespace {
 
@@ -17,24 +15,35 @@ static_assert(sizeof(DEVICE_SEEK_PENALTY_DESCRIPTOR) == 12);
 
 }  // namespace
 
-WideString ProbeDiskType(const wchar_t* devicePath)
+UniqueFile OpenDrive(const wchar_t* devicePath)
 {
-    const UniqueFile drive{CreateFileW(devicePath, GENERIC_READ | GENERIC_WRITE,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                       0, nullptr)};
-    if (!drive)
-        return {};
+    return UniqueFile{CreateFileW(devicePath, GENERIC_READ | GENERIC_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                                  nullptr)};
+}
+
+std::optional<bool> ReadSeekPenalty(HANDLE drive)
+{
     STORAGE_PROPERTY_QUERY query{};
     query.PropertyId = kSeekPenaltyProperty;
     query.QueryType = PropertyStandardQuery;
     DEVICE_SEEK_PENALTY_DESCRIPTOR answer{};
     DWORD returned = 0;
-    if (!DeviceIoControl(drive.get(), IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, &answer,
+    if (!DeviceIoControl(drive, IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, &answer,
                          sizeof answer, &returned, nullptr) ||
         returned != sizeof answer)
+        return std::nullopt;
+    return answer.IncursSeekPenalty != FALSE;
+}
+
+WideString ProbeDiskType(const wchar_t* devicePath)
+{
+    const UniqueFile drive = OpenDrive(devicePath);
+    const auto penalty = drive ? ReadSeekPenalty(drive.get()) : std::nullopt;
+    if (!penalty)
         return {};
     // The reverse of what the field's name says, and intended: a set flag is a solid state drive's.
-    return answer.IncursSeekPenalty ? L"SSD" : L"HDD";
+    return *penalty ? L"SSD" : L"HDD";
 }
 
 }  // namespace orrery

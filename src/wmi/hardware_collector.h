@@ -55,6 +55,13 @@ public:
     decltype(&WlanQueryInterface) wlanQueryInterface = nullptr;
     decltype(&WlanGetNetworkBssList) wlanGetNetworkBssList = nullptr;
     decltype(&WlanFreeMemory) wlanFreeMemory = nullptr;
+    /// Whether all five are there.
+    bool hasWlan() const noexcept
+    {
+        return wlanOpenHandle != nullptr && wlanEnumInterfaces != nullptr &&
+               wlanQueryInterface != nullptr && wlanGetNetworkBssList != nullptr &&
+               wlanFreeMemory != nullptr;
+    }
     /// Never freed: each collector leaves one load reference behind for the life of the process.
     HMODULE wlanModule = nullptr;
 
