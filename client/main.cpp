@@ -1,9 +1,10 @@
 #include <exception>
 #include <string>
 
-#include "client/command_line.h"
-#include "client/console.h"
-#include "client/exit_codes.h"
+#include "client/commands/command_line.h"
+#include "client/system/arguments.h"
+#include "client/system/console.h"
+#include "client/system/exit_codes.h"
 #include "orrery_version.h"
 
 namespace orrery {

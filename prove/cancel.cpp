@@ -16,9 +16,9 @@
 #include <system_error>
 #include <thread>
 
-#include "client/commands/library.h"
-#include "client/console.h"
-#include "client/support/child_process.h"
+#include "client/commands/windows/library.h"
+#include "client/system/console.h"
+#include "client/system/child_process.h"
 #include "prove/guard.h"
 #include "prove/rig.h"
 

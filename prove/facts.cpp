@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/report/parser.h"
 
 namespace orrery::prove {

@@ -9,8 +9,8 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "client/console.h"
-#include "client/support/child_process.h"
+#include "client/system/console.h"
+#include "client/system/child_process.h"
 #include "prove/feeds.h"
 #include "prove/guard.h"
 #include "prove/rig.h"

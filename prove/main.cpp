@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "prove/cancel.h"
 #include "prove/hostile.h"
 #include "prove/soak.h"

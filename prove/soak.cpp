@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "prove/company.h"
 #include "prove/guard.h"
 #include "prove/rig.h"

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "prove/guard.h"
 #include "prove/rig.h"
 

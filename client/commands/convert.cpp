@@ -5,14 +5,14 @@
 #include <string_view>
 #include <vector>
 
-#include "client/command_line.h"
+#include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
-#include "client/output_file.h"
+#include "client/system/output_file.h"
 #include "client/page/page.h"
 #include "client/report/csv.h"
 #include "client/report/json.h"
 #include "client/report/report.h"
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {

@@ -2,13 +2,13 @@
 #include <string>
 #include <vector>
 
-#include "client/command_line.h"
+#include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/report/diff.h"
 #include "client/report/diff_text.h"
 #include "client/report/section_digests.h"
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {

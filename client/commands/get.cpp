@@ -1,13 +1,13 @@
 #include <memory>
 #include <string>
 
-#include "client/command_line.h"
+#include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/report/find_value.h"
-#include "client/suggestion.h"
-#include "client/terminal_text.h"
-#include "client/utf8.h"
+#include "client/text/suggestion.h"
+#include "client/text/terminal_text.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {

@@ -2,10 +2,10 @@
 
 #include <string_view>
 
-#include "client/console.h"
-#include "client/output_file.h"
+#include "client/system/console.h"
+#include "client/system/output_file.h"
 #include "client/report/redact.h"
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 #include "client/report/report.h"
-#include "client/text_sink.h"
+#include "client/text/text_sink.h"
 
 namespace orrery {
 

@@ -1,11 +1,11 @@
 #include <memory>
 #include <string>
 
-#include "client/command_line.h"
+#include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
-#include "client/output_file.h"
+#include "client/system/output_file.h"
 #include "client/report/writer.h"
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {

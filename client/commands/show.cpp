@@ -2,10 +2,10 @@
 #include <string>
 #include <vector>
 
-#include "client/command_line.h"
+#include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
 #include "client/commands/terminal_style.h"
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/report/show.h"
 
 namespace orrery {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/report/show.h"
 
 namespace orrery {

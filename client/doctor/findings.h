@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "client/machine/without.h"
+#include "client/doctor/without.h"
 
 namespace orrery::doctor {
 

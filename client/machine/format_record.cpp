@@ -1,7 +1,7 @@
 #include <array>
 #include <cstdio>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/machine/record.h"
 
 namespace orrery::machine {

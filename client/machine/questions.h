@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "client/machine/without.h"
+#include "client/doctor/without.h"
 #include "wmi/session.h"
 
 // What the library asks of Windows, as plain data for the commands that ask the same: which WMI

@@ -9,7 +9,7 @@
 #include <set>
 #include <span>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
 #include "client/machine/record.h"

@@ -7,7 +7,7 @@
 #include <map>
 #include <set>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
 #include "client/machine/record.h"

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
 #include "native/local_drive.h"

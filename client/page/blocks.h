@@ -8,7 +8,7 @@
 
 #include "client/page/markup.h"
 #include "client/report/report.h"
-#include "client/text_sink.h"
+#include "client/text/text_sink.h"
 
 namespace orrery::page {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdio>
 
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery::page {
 namespace {

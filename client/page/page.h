@@ -1,7 +1,7 @@
 #pragma once
 
 #include "client/report/report.h"
-#include "client/text_sink.h"
+#include "client/text/text_sink.h"
 
 namespace orrery::report {
 

@@ -8,7 +8,7 @@
 #include <iterator>
 #include <unordered_map>
 
-#include "client/report/fold_case.h"
+#include "client/text/fold_case.h"
 
 namespace orrery::report {
 namespace {

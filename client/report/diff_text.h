@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "client/report/diff.h"
-#include "client/terminal_text.h"
+#include "client/text/terminal_text.h"
 
 namespace orrery::report {
 

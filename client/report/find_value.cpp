@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <charconv>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 #include "client/report/reader.h"
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery::report {
 namespace {

@@ -11,8 +11,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "client/exit_codes.h"
-#include "client/utf8.h"
+#include "client/system/exit_codes.h"
+#include "client/text/utf8.h"
 
 namespace orrery::report {
 namespace {

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "client/report/fold_case.h"
+#include "client/text/fold_case.h"
 
 namespace orrery::report {
 namespace {

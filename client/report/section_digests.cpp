@@ -8,7 +8,7 @@
 
 #include "client/report/diff.h"
 #include "client/report/reader.h"
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery::report {
 namespace {

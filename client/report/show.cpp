@@ -7,12 +7,12 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 #include "client/report/elapsed_times.h"
-#include "client/report/fold_case.h"
+#include "client/text/fold_case.h"
 #include "client/report/redact.h"
 #include "client/report/units.h"
-#include "client/suggestion.h"
+#include "client/text/suggestion.h"
 
 namespace orrery::report {
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "client/report/report.h"
-#include "client/terminal_text.h"
-#include "client/text_sink.h"
+#include "client/text/terminal_text.h"
+#include "client/text/text_sink.h"
 
 namespace orrery::report {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 namespace orrery::report {
 namespace {

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <vector>
 
-#include "client/console.h"
-#include "client/exit_codes.h"
+#include "client/system/console.h"
+#include "client/system/exit_codes.h"
 #include "support/unique.h"
 
 namespace orrery {

@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/doctor/diagnosis.h"
 #include "client/doctor/words.h"
 #include "client/machine/questions.h"

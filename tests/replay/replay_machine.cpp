@@ -1,9 +1,10 @@
 // Collects from a simulated machine with the real library and writes its report.
 
-#include "client/command_line.h"
-#include "client/console.h"
-#include "client/output_file.h"
-#include "client/utf8.h"
+#include "client/system/arguments.h"
+#include "client/system/console.h"
+#include "client/system/exit_codes.h"
+#include "client/system/output_file.h"
+#include "client/text/utf8.h"
 #include "sim/whole_machine.h"
 
 int main(int argumentCount, char** arguments)

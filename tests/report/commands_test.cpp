@@ -14,10 +14,10 @@
 #include <string>
 #include <vector>
 
-#include "client/command_line.h"
-#include "client/console.h"
-#include "client/output_file.h"
-#include "client/utf8.h"
+#include "client/commands/command_line.h"
+#include "client/system/console.h"
+#include "client/system/output_file.h"
+#include "client/text/utf8.h"
 #include "report_text.h"
 #include "test_folder.h"
 

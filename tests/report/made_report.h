@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "client/report/report.h"
-#include "client/text_sink.h"
+#include "client/text/text_sink.h"
 
 namespace orrery {
 

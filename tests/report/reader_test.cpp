@@ -5,11 +5,11 @@
 #include <filesystem>
 #include <string>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 #include "client/report/find_value.h"
 #include "client/report/section_digests.h"
 #include "client/report/show.h"
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 #include "made_report.h"
 #include "report_text.h"
 #include "test_folder.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/report/fold_case.h"
+#include "client/text/fold_case.h"
 #include "made_report.h"
 
 namespace orrery::report {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 #include "client/report/units.h"
 #include "made_report.h"
 

@@ -7,13 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 
 namespace orrery {
-
-/// The program's arguments as they were typed, in UTF-8, without its name. They come last first, as
-/// the parser takes them.
-std::vector<std::string> ReversedArguments(int count, char** arguments);
 
 /// The exit codes as the help of the program and of its commands ends with them.
 /// @param codes that the command gives, besides kNo; all when none is named

@@ -1,10 +1,10 @@
-#include "client/suggestion.h"
+#include "client/text/suggestion.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <utility>
 
-#include "client/report/fold_case.h"
+#include "client/text/fold_case.h"
 
 namespace orrery {
 namespace {
@@ -38,7 +38,7 @@ std::string Suggestion(std::string_view word, const std::vector<std::string>& kn
     for (const std::string& candidate : known) {
         if (word.size() > kLongestWord || candidate.size() > kLongestWord)
             continue;
-        const std::string folded = report::FoldCase(word), other = report::FoldCase(candidate);
+        const std::string folded = FoldCase(word), other = FoldCase(candidate);
         // The start of a longer word is as near as a slip.
         const std::size_t distance =
             folded.size() >= 3 && other.starts_with(folded) ? 1 : Distance(folded, other);

@@ -1,4 +1,4 @@
-#include "client/commands/collect.h"
+#include "client/commands/windows/collect.h"
 
 #include <windows.h>
 
@@ -10,13 +10,13 @@
 #include <mutex>
 #include <optional>
 
-#include "client/command_line.h"
-#include "client/commands/collect_child.h"
-#include "client/commands/report_file.h"
-#include "client/console.h"
+#include "client/commands/command_line.h"
+#include "client/commands/windows/collect_child.h"
+#include "client/commands/windows/report_file.h"
+#include "client/system/console.h"
 #include "client/report/summary.h"
-#include "client/support/child_process.h"
-#include "client/support/progress_line.h"
+#include "client/system/child_process.h"
+#include "client/system/progress_line.h"
 #include "support/unique.h"
 
 namespace orrery {

@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
-#include "client/command_line.h"
-#include "client/console.h"
+#include "client/commands/command_line.h"
+#include "client/system/console.h"
 #include "client/machine/record.h"
-#include "client/output_file.h"
+#include "client/system/output_file.h"
 
 namespace orrery {
 namespace {

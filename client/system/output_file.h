@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "client/text_sink.h"
+#include "client/text/text_sink.h"
 
 namespace orrery {
 

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 
 namespace orrery {
 

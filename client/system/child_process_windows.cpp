@@ -1,13 +1,13 @@
-#include "client/support/child_process.h"
+#include "client/system/child_process.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <vector>
 
-#include "client/console.h"
-#include "client/exit_codes.h"
-#include "client/support/program_path.h"
+#include "client/system/console.h"
+#include "client/system/exit_codes.h"
+#include "client/system/program_path.h"
 
 namespace orrery {
 namespace {

@@ -1,4 +1,4 @@
-#include "client/commands/report_file.h"
+#include "client/commands/windows/report_file.h"
 
 #include <windows.h>
 
@@ -8,8 +8,8 @@
 #include <span>
 #include <string_view>
 
-#include "client/console.h"
-#include "client/exit_codes.h"
+#include "client/system/console.h"
+#include "client/system/exit_codes.h"
 #include "support/unique.h"
 
 namespace orrery {

@@ -1,4 +1,4 @@
-#include "client/support/program_path.h"
+#include "client/system/program_path.h"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-#include "client/commands/collect_child.h"
+#include "client/commands/windows/collect_child.h"
 
 #include <array>
 #include <cstdint>
@@ -8,9 +8,9 @@
 #include <memory>
 #include <thread>
 
-#include "client/command_line.h"
-#include "client/commands/library.h"
-#include "client/console.h"
+#include "client/commands/command_line.h"
+#include "client/commands/windows/library.h"
+#include "client/system/console.h"
 
 namespace orrery {
 namespace {

@@ -1,6 +1,6 @@
 #include <string>
 
-#include "client/command_line.h"
+#include "client/commands/command_line.h"
 
 namespace orrery {
 namespace {

@@ -3,16 +3,16 @@
 #include <memory>
 #include <string>
 
-#include "client/command_line.h"
+#include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
 #include "client/commands/terminal_style.h"
-#include "client/console.h"
+#include "client/system/console.h"
 #include "client/doctor/diagnosis.h"
 #include "client/doctor/diagnosis_text.h"
 #include "client/machine/system_probe.h"
 #include "client/machine/wmi_probe.h"
-#include "client/output_file.h"
-#include "client/support/progress_line.h"
+#include "client/system/output_file.h"
+#include "client/system/progress_line.h"
 
 namespace orrery {
 namespace {

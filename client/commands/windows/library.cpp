@@ -1,8 +1,8 @@
-#include "client/commands/library.h"
+#include "client/commands/windows/library.h"
 
-#include "client/console.h"
-#include "client/exit_codes.h"
-#include "client/support/program_path.h"
+#include "client/system/console.h"
+#include "client/system/exit_codes.h"
+#include "client/system/program_path.h"
 #include "support/library.h"
 
 namespace orrery {

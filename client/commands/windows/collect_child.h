@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "client/exit_codes.h"
+#include "client/system/exit_codes.h"
 
 namespace orrery {
 

@@ -1,8 +1,8 @@
-#include "client/utf8.h"
+#include "client/text/utf8.h"
 
 #include <array>
 
-#include "client/code_point_ranges.h"
+#include "client/text/code_point_ranges.h"
 
 namespace orrery {
 namespace {

@@ -1,7 +1,7 @@
-#include "client/support/progress_line.h"
+#include "client/system/progress_line.h"
 
-#include "client/console.h"
-#include "client/terminal_text.h"
+#include "client/system/console.h"
+#include "client/text/terminal_text.h"
 
 namespace orrery {
 

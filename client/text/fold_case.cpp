@@ -1,9 +1,9 @@
-#include "client/report/fold_case.h"
+#include "client/text/fold_case.h"
 
 #include <array>
 #include <cstddef>
 
-namespace orrery::report {
+namespace orrery {
 namespace {
 
 struct CaseRange {
@@ -60,4 +60,4 @@ std::string FoldCase(std::string_view text)
     return folded;
 }
 
-}  // namespace orrery::report
+}  // namespace orrery

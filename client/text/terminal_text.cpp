@@ -1,10 +1,10 @@
-#include "client/terminal_text.h"
+#include "client/text/terminal_text.h"
 
 #include <array>
 #include <cstdio>
 
-#include "client/code_point_ranges.h"
-#include "client/utf8.h"
+#include "client/text/code_point_ranges.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {

@@ -1,4 +1,4 @@
-#include "client/console.h"
+#include "client/system/console.h"
 
 #include <algorithm>
 #include <array>

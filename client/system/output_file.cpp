@@ -1,4 +1,4 @@
-#include "client/output_file.h"
+#include "client/system/output_file.h"
 
 #include <array>
 #include <cerrno>
@@ -7,8 +7,8 @@
 #include <random>
 #include <system_error>
 
-#include "client/exit_codes.h"
-#include "client/utf8.h"
+#include "client/system/exit_codes.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {

@@ -1,17 +1,9 @@
-#include "client/command_line.h"
-
-#ifdef _WIN32
-#include <windows.h>
-#include <shellapi.h>
-#endif
+#include "client/commands/command_line.h"
 
 #include <algorithm>
 
-#include "client/console.h"
-#include "client/suggestion.h"
-#ifdef _WIN32
-#include "support/unique.h"
-#endif
+#include "client/system/console.h"
+#include "client/text/suggestion.h"
 
 namespace orrery {
 namespace {
@@ -65,36 +57,7 @@ void Parse(CLI::App& app, const std::vector<std::string>& reversedArguments)
         FailUsage(app, "a command is missing");
 }
 
-#ifdef _WIN32
-struct ArgumentsTraits {
-    using Resource = wchar_t**;
-    static Resource None() noexcept { return nullptr; }
-    static void Close(Resource arguments) noexcept { LocalFree(arguments); }
-};
-#endif
-
 }  // namespace
-
-#ifdef _WIN32
-std::vector<std::string> ReversedArguments(int /*count*/, char** /*arguments*/)
-{
-    // main's own are in the system's code page, which cannot spell every path.
-    int count = 0;
-    const Unique<ArgumentsTraits> all{CommandLineToArgvW(GetCommandLineW(), &count)};
-    std::vector<std::string> arguments;
-    for (int at = count - 1; all && at > 0; --at)
-        arguments.push_back(ToUtf8(all.get()[at]));
-    return arguments;
-}
-#else
-std::vector<std::string> ReversedArguments(int count, char** arguments)
-{
-    std::vector<std::string> reversed;
-    for (int at = count - 1; at > 0; --at)
-        reversed.emplace_back(arguments[at]);
-    return reversed;
-}
-#endif
 
 std::string ExitCodeHelp(std::initializer_list<ExitCode> codes, const std::string& no)
 {
