@@ -8,9 +8,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
+
+#include <nlohmann/json.hpp>
 
 namespace orrery::bench {
 namespace {
@@ -25,24 +28,79 @@ double Seconds(const FILETIME& time) noexcept
     return static_cast<double>(ticks.QuadPart) / kTicksPerSecond;
 }
 
-}  // namespace
+nlohmann::ordered_json figures = nlohmann::ordered_json::array();
+const char* lastGroup = "";
 
 Options ParseOptions(int argumentCount, char** arguments)
 {
     Options options;
     for (int at = 1; at < argumentCount; ++at) {
-        if (std::string_view{arguments[at]} != "--quick")
-            throw std::invalid_argument(std::string{"unknown argument: "} + arguments[at]);
-        options.quick = true;
+        const std::string argument = arguments[at];
+        if (argument == "--quick")
+            options.quick = true;
+        else if (argument.starts_with('-') || !options.json.empty())
+            throw std::invalid_argument("unknown argument: " + argument);
+        else
+            options.json = argument;
     }
     return options;
 }
 
+/// Adds the figures to those that other programs have put into the file.
+void Save(const std::string& path)
+{
+    nlohmann::ordered_json all = nlohmann::ordered_json::array();
+    if (std::ifstream earlier{path})
+        all = nlohmann::ordered_json::parse(earlier);
+    all.insert(all.end(), figures.begin(), figures.end());
+    std::ofstream file{path, std::ios::binary};
+    file << all.dump(2) << '\n';
+    if (!file.flush())
+        throw std::runtime_error(path + " cannot be written");
+}
+
+std::string Amount(double number, const char* unit)
+{
+    std::array<char, 48> text{};
+    std::snprintf(text.data(), text.size(), "%.4g %s", number, unit);
+    return text.data();
+}
+
+void PrintRow(const char* what, const std::string& ours, const char* comparedWith,
+              const std::string& theirs, const char* ratio, const std::string& aim)
+{
+    std::printf("%-70s %14s   %-48s %14s %7s   %s\n", what, ours.c_str(), comparedWith,
+                theirs.c_str(), ratio, aim.c_str());
+}
+
+}  // namespace
+
 void Print(const Figure& figure)
 {
-    std::printf("%s\t%s\t%s\t%.4g\t%s\t%.4g\t%.3f\t%.2f\n", figure.group, figure.what.c_str(),
-                figure.unit, figure.ours, figure.comparedWith.c_str(), figure.theirs, figure.ratio,
-                figure.aim);
+    figures.push_back({{"group", figure.group},
+                       {"what", figure.what},
+                       {"unit", figure.unit},
+                       {"ours", figure.ours},
+                       {"comparedWith", figure.comparedWith},
+                       {"theirs", figure.theirs},
+                       {"ratio", figure.ratio},
+                       {"aim", nullptr}});
+    if (figure.aim != 0)
+        figures.back()["aim"] = figure.aim;
+    if (std::string_view{lastGroup} != figure.group) {
+        std::printf("\n");
+        PrintRow(figure.group, "ours", "compared with", "theirs", "ratio", "aim");
+        lastGroup = figure.group;
+    }
+    std::array<char, 64> ratio{}, aim{"none"};
+    std::snprintf(ratio.data(), ratio.size(), "%.3f", figure.ratio);
+    if (figure.aim != 0 && figure.ratio <= figure.aim)
+        std::snprintf(aim.data(), aim.size(), "at most %.2f: met", figure.aim);
+    else if (figure.aim != 0)
+        std::snprintf(aim.data(), aim.size(), "at most %.2f: missed by %.1f %%", figure.aim,
+                      (figure.ratio / figure.aim - 1) * 100);
+    PrintRow(figure.what.c_str(), Amount(figure.ours, figure.unit), figure.comparedWith.c_str(),
+             Amount(figure.theirs, figure.unit), ratio.data(), aim.data());
     std::fflush(stdout);
 }
 
@@ -88,7 +146,10 @@ void StoreFacts(CInvMap* map, std::int32_t count)
 int Main(int argumentCount, char** arguments, void (*measure)(const Options& options))
 {
     try {
-        measure(ParseOptions(argumentCount, arguments));
+        const Options options = ParseOptions(argumentCount, arguments);
+        measure(options);
+        if (!options.json.empty())
+            Save(options.json);
         return EXIT_SUCCESS;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s: %s\n", arguments[0], error.what());

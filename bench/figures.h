@@ -9,15 +9,13 @@
 
 namespace orrery::bench {
 
-/// What a measuring program was asked for.
+/// What a measuring program was asked for: [--quick] [FIGURES.json].
 struct Options {
     bool quick = false;  ///< a short run that shows the way, with coarser figures
+    std::string json;    ///< the file that its figures are added to; empty for none
 };
 
-/// @throw std::invalid_argument for an argument that is not "--quick"
-Options ParseOptions(int argumentCount, char** arguments);
-
-/// One row of the table that scripts/bench prints.
+/// One row of the table of figures.
 struct Figure {
     const char* group;
     std::string what;
@@ -29,7 +27,7 @@ struct Figure {
     double aim = 0;  ///< the ratio's upper bound; 0 for none
 };
 
-/// Writes a row to standard output, its fields between tabs.
+/// Prints a row of the table, and keeps it for the file of figures.
 void Print(const Figure& figure);
 
 /// Wall time since some start, in seconds.
@@ -45,7 +43,7 @@ std::vector<double> LeastTimes(int rounds, const std::vector<std::function<void(
 /// Stores facts as collectors do: sections of 100 instances with 10 properties each.
 void StoreFacts(CInvMap* map, std::int32_t count);
 
-/// A measuring program: writes what ends it early to standard error.
+/// A measuring program. What ends it early goes to standard error, and no figure to the file then.
 int Main(int argumentCount, char** arguments, void (*measure)(const Options& options));
 
 }  // namespace orrery::bench
