@@ -15,31 +15,6 @@ namespace orrery::bench {
 namespace {
 
 constexpr std::size_t kRoomBytes = 65536;  // for one argument
-constexpr std::size_t kMostCalls = 128;
-
-using Function = Word(WINAPI*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
-
-/// Calls a function of no matter how many words: on x64 the caller removes the arguments, and a
-/// function does not look at those that it has not.
-Word Invoke(Word function, const Words& a)
-{
-    return reinterpret_cast<Function>(function)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7],
-                                                a[8], a[9], a[10]);
-}
-
-/// A word of code or data that was replaced.
-struct Patch {
-    Word* place;
-    Word original;
-};
-
-void Write(Word* place, Word value)
-{
-    DWORD protection = 0;
-    VirtualProtect(place, sizeof value, PAGE_READWRITE, &protection);
-    *place = value;
-    VirtualProtect(place, sizeof value, protection, &protection);
-}
 
 /// What a thread needs to know of its own past while it is recorded.
 struct Memory {
@@ -49,99 +24,35 @@ struct Memory {
     int depth = 0;  ///< in a platform call, whose own calls are not the library's
 };
 
-/// The recording that goes on; hooks are plain functions and need it from anywhere.
+/// The recording that goes on.
 struct Recording {
     std::deque<ThreadCalls>* threads = nullptr;
     std::mutex lock;
-    std::vector<Patch> patches;
-    std::array<Word, kMostCalls> originals{};
+    sim::Interposer* interposer = nullptr;
     std::unique_ptr<Memory> callersMemory;  ///< of the thread that records
-    bool isMixed = false;                   ///< an interface had two implementations
 } recording;
 
 // A plain pointer, as threads of Windows that end while the process does cannot always run
 // destructors.
 thread_local Memory* memory = nullptr;
 
-Word OnCall(std::size_t function, Words words);
-
-template <std::size_t At>
-Word WINAPI Hook(Word a, Word b, Word c, Word d, Word e, Word f, Word g, Word h, Word i, Word j,
-                 Word k)
-{
-    return OnCall(At, {a, b, c, d, e, f, g, h, i, j, k});
-}
-
-template <std::size_t... At>
-constexpr std::array<Function, sizeof...(At)> MakeHooks(std::index_sequence<At...>)
-{
-    return {&Hook<At>...};
-}
-constexpr auto kHooks = MakeHooks(std::make_index_sequence<kMostCalls>{});
-
-void PatchPlace(std::size_t function, Word* place)
-{
-    const auto hook = reinterpret_cast<Word>(kHooks[function]);
-    if (*place == hook)
-        return;
-    Word& original = recording.originals[function];
-    recording.isMixed = recording.isMixed || (original != 0 && original != *place);
-    original = *place;
-    recording.patches.push_back({place, *place});
-    Write(place, hook);
-}
-
-void PatchImports(HMODULE library)
-{
-    const auto base = reinterpret_cast<Word>(library);
-    const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    const auto* const headers =
-        reinterpret_cast<const IMAGE_NT_HEADERS*>(base + static_cast<Word>(dos->e_lfanew));
-    const DWORD table =
-        headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    const auto calls = PlatformCalls();
-    for (auto* module = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + table);
-         module->Name != 0; ++module) {
-        auto* name = reinterpret_cast<const Word*>(base + module->OriginalFirstThunk);
-        auto* place = reinterpret_cast<Word*>(base + module->FirstThunk);
-        for (; *name != 0; ++name, ++place) {
-            if ((*name & IMAGE_ORDINAL_FLAG64) != 0)
-                continue;
-            // two bytes of a hint come before the name
-            const std::string_view text = reinterpret_cast<const char*>(base + *name + 2);
-            for (std::size_t at = 0; at < calls.size(); ++at)
-                if (calls[at].home == Home::kImport && calls[at].name == text)
-                    PatchPlace(at, place);
-        }
-    }
-}
-
-void PatchInterface(Word object, Home home)
-{
-    const std::lock_guard guard{recording.lock};
-    auto* const methods = *reinterpret_cast<Word**>(object);
-    const auto calls = PlatformCalls();
-    for (std::size_t at = 0; at < calls.size(); ++at)
-        if (calls[at].home == home)
-            PatchPlace(at, methods + calls[at].method);
-}
-
-Home InterfaceOf(char letter)
+/// The interface that a place of this letter stores; null for anything else.
+const char* InterfaceOf(char letter)
 {
     switch (letter) {
         case 'L':
-            return Home::kLocator;
+            return "IWbemLocator";
         case 'S':
-            return Home::kServices;
+            return "IWbemServices";
         case 'C':
-            return Home::kSecurity;
+            return "IClientSecurity";
         case 'E':
-            return Home::kEnumerator;
+            return "IEnumWbemClassObject";
         case 'O':
         case 'N':
-            return Home::kObject;
+            return "IWbemClassObject";
         default:
-            return Home::kImport;
+            return nullptr;
     }
 }
 
@@ -156,8 +67,8 @@ void Remember(Word value, std::size_t slot, char letter)
     if (!IsHandle(value))
         return;
     memory->slotOf[value] = slot;
-    if (const Home home = InterfaceOf(letter); home != Home::kImport)
-        PatchInterface(value, home);
+    if (const char* const name = InterfaceOf(letter))
+        recording.interposer->TakeMethods(value, name);
 }
 
 std::size_t AddSlots(std::size_t count)
@@ -284,48 +195,37 @@ void BeginThread(RecordedCall& call, Words& words)
     words[2] = reinterpret_cast<Word>(&RunRecorded);
 }
 
-/// A function that the library looks up by name goes through its hook too.
-Word HookOf(Word function, const char* name)
+Word Record(std::size_t function, Words& words)
 {
-    const auto calls = PlatformCalls();
-    for (std::size_t at = 0; function != 0 && at < calls.size(); ++at)
-        if (calls[at].home == Home::kImport && std::strcmp(calls[at].name, name) == 0) {
-            const std::lock_guard guard{recording.lock};
-            recording.originals[at] = function;
-            return reinterpret_cast<Word>(kHooks[at]);
-        }
-    return function;
-}
-
-Word Record(std::size_t function, Words words)
-{
-    const PlatformCall& known = PlatformCalls()[function];
+    const sim::PlatformCall& known = sim::KnownCalls().calls[function];
     const std::string_view letters = known.arguments;
-    RecordedCall call{.function = function, .arguments = {}, .count = letters.size()};
+    RecordedCall call{.original = recording.interposer->Original(function),
+                      .method = known.method,
+                      .isStatus = known.result == "status",
+                      .count = letters.size()};
     for (std::size_t at = 0; at < letters.size(); ++at)
         call.arguments[at] = ArgumentOf(letters[at], at, words);
     if (letters.find('T') != std::string_view::npos)
         BeginThread(call, words);
 
-    Word result = Invoke(recording.originals[function], words);
+    const Word result = sim::Invoke(recording.interposer->Original(function), words);
     const DWORD error = GetLastError();
     call.result = static_cast<std::uint32_t>(result);
     RememberOutputs(call, letters, words);
-    if (known.result == Result::kHandle) {
+    if (known.result == "handle") {
         call.resultSlot = static_cast<std::ptrdiff_t>(AddSlots(1));
         Remember(result, static_cast<std::size_t>(call.resultSlot), 'h');
     }
     memory->calls->calls.push_back(call);
-    if (std::strcmp(known.name, "GetProcAddress") == 0)
-        result = HookOf(result, reinterpret_cast<const char*>(words[1]));
     SetLastError(error);
     return result;
 }
 
-Word OnCall(std::size_t function, Words words)
+Word OnCall(std::size_t function, Words& words)
 {
-    if (memory == nullptr || memory->depth != 0)
-        return Invoke(recording.originals[function], words);
+    if (memory == nullptr || memory->depth != 0 ||
+        sim::KnownCalls().calls[function].arguments == "-")
+        return sim::Invoke(recording.interposer->Original(function), words);
     ++memory->depth;
     const Word result = Record(function, words);
     --memory->depth;
@@ -336,7 +236,6 @@ DWORD WINAPI ReplayThread(void* thread);
 
 void ReplayCalls(ThreadCalls& thread)
 {
-    const auto known = PlatformCalls();
     thread.deviations = 0;
     for (const RecordedCall& call : thread.calls) {
         Words words{};
@@ -363,15 +262,13 @@ void ReplayCalls(ThreadCalls& thread)
                     break;
             }
         }
-        const PlatformCall& function = known[call.function];
-        const Word result =
-            Invoke(function.home == Home::kImport
-                       ? recording.originals[call.function]
-                       : (*reinterpret_cast<const Word* const*>(words[0]))[function.method],
-                   words);
+        const Word result = sim::Invoke(
+            call.method < 0 ? call.original
+                            : (*reinterpret_cast<const Word* const*>(words[0]))[call.method],
+            words);
         if (call.resultSlot >= 0)
             thread.slots[static_cast<std::size_t>(call.resultSlot)] = result;
-        if (function.result == Result::kStatus && static_cast<std::uint32_t>(result) != call.result)
+        if (call.isStatus && static_cast<std::uint32_t>(result) != call.result)
             ++thread.deviations;
     }
 }
@@ -384,32 +281,18 @@ DWORD WINAPI ReplayThread(void* thread)
 
 }  // namespace
 
-void CallRecord::Begin(HMODULE library)
+CallRecord::CallRecord(HMODULE library, const std::function<void()>& run)
 {
-    if (PlatformCalls().size() > kMostCalls)
-        throw std::logic_error("more platform calls than hooks");
     recording.threads = &threads_;
     recording.callersMemory = std::make_unique<Memory>();
+    recording.callersMemory->calls = &threads_.emplace_back();
+    sim::Interposer interposer{library, OnCall};
+    recording.interposer = &interposer;
     memory = recording.callersMemory.get();
-    memory->calls = &threads_.emplace_back();
-    PatchImports(library);
-}
-
-void CallRecord::End()
-{
+    run();
     memory = nullptr;
-    for (const Patch& patch : recording.patches)
-        Write(patch.place, patch.original);
-    recording.patches.clear();
-    if (recording.isMixed)
-        throw std::runtime_error("an interface has two implementations");
     for (auto& thread : threads_)
-        thread.room.resize(kMostArguments * kRoomBytes);
-}
-
-CallRecord::~CallRecord()
-{
-    recording.originals = {};
+        thread.room.resize(sim::kMostArguments * kRoomBytes);
 }
 
 void CallRecord::Replay()

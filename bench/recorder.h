@@ -6,17 +6,17 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "call_table.h"
+#include "sim/interposer.h"
 
 namespace orrery::bench {
 
-using Word = std::uintptr_t;
-constexpr std::size_t kMostArguments = 11;
-using Words = std::array<Word, kMostArguments>;
+using sim::Word;
+using sim::Words;
 
 /// One argument of a recorded call, ready to be passed again.
 struct Argument {
@@ -27,8 +27,10 @@ struct Argument {
 };
 
 struct RecordedCall {
-    std::size_t function = 0;  ///< its place in PlatformCalls()
-    std::array<Argument, kMostArguments> arguments;
+    Word original = 0;      ///< the function
+    int method = -1;        ///< its place in the interface of the first argument; -1 for none
+    bool isStatus = false;  ///< whether its result is the same each time
+    std::array<Argument, sim::kMostArguments> arguments{};
     std::size_t count = 0;
     std::ptrdiff_t resultSlot = -1;
     std::uint32_t result = 0;
@@ -51,15 +53,9 @@ public:
     /// Replaces the imports of a loaded library, and then the methods of the interfaces it is given,
     /// for as long as a run takes, and records what goes through them.
     /// @param run carries out one run on the calling thread
-    /// @throw std::runtime_error when an interface has two implementations
-    template <class Run>
-    CallRecord(HMODULE library, Run run)
-    {
-        Begin(library);
-        run();
-        End();
-    }
-    ~CallRecord();
+    /// @throw std::runtime_error when the library imports what nobody has classified
+    CallRecord(HMODULE library, const std::function<void()>& run);
+    ~CallRecord() = default;
     CallRecord(const CallRecord&) = delete;
     CallRecord& operator=(const CallRecord&) = delete;
 
@@ -72,9 +68,6 @@ public:
     int Deviations() const;
 
 private:
-    void Begin(HMODULE library);
-    void End();
-
     std::deque<ThreadCalls> threads_;
 };
 

@@ -9,9 +9,8 @@ namespace orrery::prove {
 /// @return the number of findings, which are printed
 int CancelMany(int processes, unsigned seed);
 
-/// The work of such a process: collects once, cancels at a moment that the seed chooses, and ends.
-/// @param seed 0 never cancels
-/// @return the exit code, which tells the library's result
-int CollectAndCancel(bool threaded, unsigned seed, const std::wstring& path);
+/// The work of such a process: collects, and once more with a cancel at a moment that the seed chooses.
+/// @return the exit code, which tells how the run ended
+int CollectAndCancel(unsigned seed);
 
 }  // namespace orrery::prove

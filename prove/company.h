@@ -1,13 +1,13 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <thread>
 
 namespace orrery::prove {
 
-/// Other COM work of a host, done as long as the object lives: one thread in a single-threaded
-/// apartment, which makes objects and serves calls, and one in the multithreaded apartment, which
-/// calls into the first.
+/// Other COM work of a host, done as long as the object lives by a thread in each kind of apartment,
+/// which makes objects and uses one that it keeps.
 class Company {
 public:
     Company();
@@ -15,18 +15,15 @@ public:
     Company(const Company&) = delete;
     Company& operator=(const Company&) = delete;
 
-    int rounds() const noexcept { return rounds_; }      ///< calls from one apartment to the other
+    int rounds() const noexcept { return rounds_; }
     int failures() const noexcept { return failures_; }  ///< COM calls that did not succeed
 
 private:
-    void Serve();
-    void Call();
-    void Expect(bool succeeded) { failures_ += succeeded ? 0 : 1; }
+    void Work(unsigned long apartment);
 
-    std::atomic<bool> ending_{false}, clientEnded_{false};
+    std::atomic<bool> ending_{false};
     std::atomic<int> rounds_{0}, failures_{0};
-    std::atomic<void*> offered_{nullptr};  ///< an IStream that holds a marshalled interface
-    std::thread server_, client_;
+    std::array<std::thread, 2> threads_;
 };
 
 }  // namespace orrery::prove

@@ -3,13 +3,15 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <cstring>
 #include <cwchar>
+
+#include "prove/faults.h"
 
 namespace orrery::prove {
 namespace {
 
 constexpr DWORD kUsersProcess = 0x7FFFFFF0;
+constexpr std::uintptr_t kDesktop = 0x44;
 constexpr std::uintptr_t kWindows = 3;  // one is hidden, one is small, one fills the screen
 
 BOOL WINAPI WalkWindows(WNDENUMPROC visit, LPARAM parameter)
@@ -18,6 +20,24 @@ BOOL WINAPI WalkWindows(WNDENUMPROC visit, LPARAM parameter)
         if (!visit(reinterpret_cast<HWND>(window), parameter))
             return FALSE;
     return TRUE;
+}
+
+/// Opens to one of the two categories that look for the user, so that a run goes both ways: through
+/// the desktop and, where it stays shut, through all windows.
+HDESK WINAPI OpenUsersDesktop(const wchar_t*, DWORD, BOOL, ACCESS_MASK)
+{
+    static const auto video = CallerOf("Video");
+    return Faults::Caller() == video ? reinterpret_cast<HDESK>(kDesktop) : nullptr;
+}
+
+BOOL WINAPI WalkDesktop(HDESK desktop, WNDENUMPROC visit, LPARAM parameter)
+{
+    return desktop == reinterpret_cast<HDESK>(kDesktop) && WalkWindows(visit, parameter);
+}
+
+BOOL WINAPI CloseUsersDesktop(HDESK desktop)
+{
+    return desktop == reinterpret_cast<HDESK>(kDesktop);
 }
 
 BOOL WINAPI TellBounds(HWND window, RECT* bounds)
@@ -71,12 +91,12 @@ BOOL WINAPI KnowUser(const wchar_t*, PSID sid, wchar_t* name, DWORD* size, wchar
 
 }  // namespace
 
-void* MadeAnswer(const char* name)
+std::span<const MadeAnswer> MadeAnswers()
 {
-    const struct {
-        const char* name;
-        void* answer;
-    } rows[] = {
+    static const MadeAnswer answers[] = {
+        {"OpenDesktopW", reinterpret_cast<void*>(&OpenUsersDesktop)},
+        {"EnumDesktopWindows", reinterpret_cast<void*>(&WalkDesktop)},
+        {"CloseDesktop", reinterpret_cast<void*>(&CloseUsersDesktop)},
         {"EnumWindows", reinterpret_cast<void*>(&WalkWindows)},
         {"GetWindowRect", reinterpret_cast<void*>(&TellBounds)},
         {"GetWindowThreadProcessId", reinterpret_cast<void*>(&TellProcess)},
@@ -86,10 +106,7 @@ void* MadeAnswer(const char* name)
         {"OpenProcess", reinterpret_cast<void*>(&OpenUsersProcess)},
         {"LookupAccountSidW", reinterpret_cast<void*>(&KnowUser)},
     };
-    for (const auto& row : rows)
-        if (std::strcmp(row.name, name) == 0)
-            return row.answer;
-    return nullptr;
+    return answers;
 }
 
 }  // namespace orrery::prove

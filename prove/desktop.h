@@ -1,10 +1,17 @@
 #pragma once
 
+#include <span>
+
 namespace orrery::prove {
+
+/// A function that answers in place of the named one, whose signature it has.
+struct MadeAnswer {
+    const char* name;
+    void* answer;
+};
 
 /// What Windows answers about windows and accounts on the made machine: a desktop on which somebody
 /// works, so that a run looks for the user and acts as the user for a while.
-/// @return a function of the signature of the named one; null where Windows itself may answer
-void* MadeAnswer(const char* name);
+std::span<const MadeAnswer> MadeAnswers();
 
 }  // namespace orrery::prove

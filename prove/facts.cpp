@@ -7,6 +7,7 @@
 
 #include "client/system/console.h"
 #include "client/report/parser.h"
+#include "client/text/utf8.h"
 
 namespace orrery::prove {
 namespace {
@@ -87,6 +88,25 @@ private:
 };
 
 }  // namespace
+
+std::string Differences(const Facts& expected, const Facts& got, int caller)
+{
+    const auto& left = expected.byCaller[static_cast<std::size_t>(caller)];
+    const auto& right = got.byCaller[static_cast<std::size_t>(caller)];
+    std::string text;
+    const auto note = [&](const char* what, const std::u16string& key) {
+        text += "; " + CallerName(caller) + what + ToUtf8(std::wstring{key.begin(), key.end()});
+    };
+    for (const auto& [key, value] : left)
+        if (const auto found = right.find(key); found == right.end())
+            note(" lost ", key);
+        else if (found->second != value)
+            note(" changed ", key);
+    for (const auto& [key, value] : right)
+        if (!left.contains(key))
+            note(" made up ", key);
+    return text;
+}
 
 Facts FactsOf(const std::wstring& report)
 {

@@ -14,11 +14,15 @@ struct Facts {
 
     std::array<Values, kCallers> byCaller;  ///< those of the run itself belong to no category
     int elapsedTimes = 0;
+    int result = 0;         ///< of the run
     std::string flaws;      ///< what is not as the library writes reports; empty when all is well
     std::string leftovers;  ///< what the run left behind, likewise
 };
 
 /// Takes a report apart.
 Facts FactsOf(const std::wstring& report);
+
+/// What differs from the facts of a category, in words.
+std::string Differences(const Facts& expected, const Facts& got, int caller);
 
 }  // namespace orrery::prove

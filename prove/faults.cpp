@@ -68,6 +68,11 @@ void Faults::ActAs(int caller)
     currentCaller = caller;
 }
 
+int Faults::Caller()
+{
+    return currentCaller;
+}
+
 void Faults::EnterApartment()
 {
     if (armed_ && !threaded_ && entered_ < kCallers)

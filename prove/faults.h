@@ -52,6 +52,8 @@ public:
     const FaultCode* Ask(const std::string& call);
     /// Lets what the calling thread does count for a caller, until it ends.
     static void ActAs(int caller);
+    /// Who it acts for; negative for a thread that is not part of a run.
+    static int Caller();
     /// The calling thread enters an apartment, as each caller does once and first of all; on one
     /// thread this tells which category is being collected.
     void EnterApartment();

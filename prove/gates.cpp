@@ -1,275 +1,39 @@
 #include "prove/gates.h"
 
-#include <winsock2.h>
-#include <windows.h>
-#include <iphlpapi.h>
-#include <objbase.h>
-#include <oleauto.h>
-#include <wlanapi.h>
-#include <ws2tcpip.h>
-
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 #include "entry/categories.h"
 #include "entry/dispatcher.h"
 #include "prove/desktop.h"
-#include "prove/imports.h"
 
 namespace orrery::prove {
 namespace {
 
-Gates* gates = nullptr;
+using sim::Word;
+
 std::atomic<int> blocksHeld{0};
 
-/// How a call tells that it failed.
-enum class Fails {
-    kNever,
-    kWithCode,     ///< by an error code
-    kWithResult,   ///< by an HRESULT
-    kWithNothing,  ///< by 0 or null
-    kWithAllBits,  ///< by -1, as INVALID_HANDLE_VALUE and TIME_ZONE_ID_INVALID
-};
-
-/// What a call does to the ledger, and where the resource stands in it.
-enum class Does {
-    kNothing,
-    kTakesResult,
-    kTakesLast,  ///< the last argument is the place of what is taken
-    kTakesForThread,
-    kGivesLast,  ///< the last argument
-    kGivesForThread,
-};
-
-struct Conduct {
-    Fails fails = Fails::kNever;
-    Does does = Does::kNothing;
-    Resource resource = Resource::kHandle;
-};
-
-template <std::size_t Size>
-struct Name {
-    // NOLINTNEXTLINE(google-explicit-constructor): a literal is to be given as it is
-    consteval Name(const char (&literal)[Size]) { std::copy_n(literal, Size, text); }
-    char text[Size];
-};
-
-const void* ThisThread()
-{
-    return reinterpret_cast<const void*>(std::uintptr_t{GetCurrentThreadId()});
-}
-
-template <class T>
-const void* AsPointer(T value)
-{
-    if constexpr (std::is_pointer_v<T>)
-        return reinterpret_cast<const void*>(value);
-    else
-        return nullptr;
-}
-
-template <class First, class... Rest>
-auto Last(First first, Rest... rest)
-{
-    if constexpr (sizeof...(rest) == 0)
-        return first;
-    else
-        return Last(rest...);
-}
-
-template <Fails kFails, class Result>
-Result FailedResult(const FaultCode& code)
+Word FailedResult(const std::string& fails, const FaultCode& code)
 {
     SetLastError(code.windows);
-    if constexpr (kFails == Fails::kWithCode)
-        return static_cast<Result>(code.windows);
-    else if constexpr (kFails == Fails::kWithResult)
-        return static_cast<Result>(code.result);
-    else if constexpr (kFails == Fails::kWithAllBits)
-        return (Result)std::intptr_t{-1};  // NOLINT: a handle or a number
-    else
-        return Result{};
+    return fails == "code"     ? code.windows
+           : fails == "result" ? static_cast<DWORD>(code.result)
+           : fails == "ones"   ? ~Word{0}
+                               : 0;
 }
 
-template <Name kName, Conduct kConduct, class Function>
-struct Gate;
-
-/// Takes the place of one function in the library's imports.
-template <Name kName, Conduct kConduct, class Result, class... Arguments>
-struct Gate<kName, kConduct, Result(Arguments...)> {
-    static inline Result(WINAPI* original)(Arguments...) = nullptr;
-
-    static Result WINAPI Call(Arguments... arguments)
-    {
-        if constexpr (std::string_view{kName.text} == "CoInitialize")
-            gates->faults.EnterApartment();
-        if constexpr (kConduct.fails != Fails::kNever)
-            if (const FaultCode* const code = gates->faults.Ask(kName.text);
-                code != nullptr && (kConduct.fails != Fails::kWithResult || FAILED(code->result)))
-                return FailedResult<kConduct.fails, Result>(*code);
-        if constexpr (kConduct.does == Does::kGivesLast)
-            gates->ledger.Give(kConduct.resource, AsPointer(Last(arguments...)));
-        if constexpr (kConduct.does == Does::kGivesForThread)
-            gates->ledger.Give(kConduct.resource, ThisThread());
-        if constexpr (std::is_void_v<Result>) {
-            original(arguments...);
-            if constexpr (std::string_view{kName.text} == "CoUninitialize")
-                gates->faults.LeaveApartment();
-        } else {
-            const Result result = original(arguments...);
-            Note(result, arguments...);
-            return result;
-        }
-    }
-
-private:
-    template <class Value>
-    static bool Succeeded(Value result)
-    {
-        if constexpr (kConduct.fails == Fails::kWithCode)
-            return result == Value{};
-        else if constexpr (kConduct.fails == Fails::kWithResult)
-            return SUCCEEDED(result);
-        else if constexpr (kConduct.fails == Fails::kWithAllBits)
-            return result != INVALID_HANDLE_VALUE;
-        else
-            return result != Value{};
-    }
-
-    template <class Value>
-    static void Note([[maybe_unused]] Value result, [[maybe_unused]] Arguments... arguments)
-    {
-        if constexpr (kConduct.does == Does::kTakesResult) {
-            if (Succeeded(result))
-                gates->ledger.Take(kConduct.resource, AsPointer(result));
-        } else if constexpr (kConduct.does == Does::kTakesLast) {
-            if (Succeeded(result))
-                gates->ledger.Take(kConduct.resource, AsPointer(*Last(arguments...)));
-        } else if constexpr (kConduct.does == Does::kTakesForThread) {
-            if (Succeeded(result))
-                gates->ledger.Take(kConduct.resource, ThisThread());
-        }
-    }
-};
-
-/// One function of Windows: its name, what is called in its place, and where the gate keeps what
-/// it stands for.
-struct Row {
-    const char* name;
-    void* gate;
-    void** original;
-};
-
-template <Name kName, class Function, Conduct kConduct>
-Row RowOf()
+bool Succeeded(const sim::PlatformCall& call, Word result)
 {
-    using ThisGate = Gate<kName, kConduct, Function>;
-    return {kName.text, reinterpret_cast<void*>(&ThisGate::Call),
-            reinterpret_cast<void**>(&ThisGate::original)};
-}
-
-constexpr Conduct kCode{Fails::kWithCode};
-constexpr Conduct kResult{Fails::kWithResult};
-constexpr Conduct kNothing{Fails::kWithNothing};
-constexpr Conduct kAllBits{Fails::kWithAllBits};
-
-constexpr Conduct Takes(Fails fails, Does does, Resource resource)
-{
-    return {fails, does, resource};
-}
-
-constexpr Conduct Gives(Resource resource, Does does = Does::kGivesLast)
-{
-    return {Fails::kNever, does, resource};
-}
-
-void* CountedAllocation(void* block)
-{
-    if (block != nullptr)
-        ++blocksHeld;
-    return block;
-}
-
-// Memory is counted and not failed: one that is short ends the host, as in any C++ program.
-void* (*allocate)(std::size_t) = nullptr;
-void* (*allocateCleared)(std::size_t, std::size_t) = nullptr;
-void* (*reallocate)(void*, std::size_t) = nullptr;
-void (*release)(void*) = nullptr;
-
-void* Allocate(std::size_t size)
-{
-    return CountedAllocation(allocate(size));
-}
-
-void* AllocateCleared(std::size_t count, std::size_t size)
-{
-    return CountedAllocation(allocateCleared(count, size));
-}
-
-void* Reallocate(void* block, std::size_t size)
-{
-    void* const moved = reallocate(block, size);
-    return block == nullptr ? CountedAllocation(moved) : moved;
-}
-
-void Release(void* block)
-{
-    if (block != nullptr)
-        --blocksHeld;
-    release(block);
-}
-
-// Functions that the library finds by name; their gates are handed out instead.
-std::vector<Row> FoundByName()
-{
-    return {
-        RowOf<"GetDiskFreeSpaceExW", decltype(GetDiskFreeSpaceExW), kNothing>(),
-        RowOf<"EnumDisplayDevicesW", decltype(EnumDisplayDevicesW), kNothing>(),
-        RowOf<"GetProductInfo", decltype(GetProductInfo), kNothing>(),
-        RowOf<"IsWow64Process", decltype(IsWow64Process), kNothing>(),
-        RowOf<"SetThreadErrorMode", decltype(SetThreadErrorMode), kNothing>(),
-        RowOf<"GetAdaptersInfo", decltype(GetAdaptersInfo), kCode>(),
-        RowOf<"GetPerAdapterInfo", decltype(GetPerAdapterInfo), kCode>(),
-        RowOf<"GetAdaptersAddresses", decltype(GetAdaptersAddresses), kCode>(),
-        RowOf<"WlanOpenHandle", decltype(WlanOpenHandle), kCode>(),
-        RowOf<"WlanEnumInterfaces", decltype(WlanEnumInterfaces), kCode>(),
-        RowOf<"WlanQueryInterface", decltype(WlanQueryInterface), kCode>(),
-        RowOf<"WlanGetNetworkBssList", decltype(WlanGetNetworkBssList), kCode>(),
-    };
-}
-
-FARPROC WINAPI FindFunction(HMODULE module, const char* name)
-{
-    static const std::vector<Row> rows = FoundByName();
-    if (gates->faults.Ask(std::string{"GetProcAddress of "} + name) != nullptr)
-        return nullptr;
-    const FARPROC found = GetProcAddress(module, name);
-    const auto row = std::find_if(rows.begin(), rows.end(), [name](const Row& each) {
-        return std::strcmp(each.name, name) == 0;
-    });
-    if (found == nullptr || row == rows.end())
-        return found;
-    *row->original = reinterpret_cast<void*>(found);
-    return reinterpret_cast<FARPROC>(row->gate);
-}
-
-HMODULE WINAPI LoadLibraryGate(const wchar_t* name)
-{
-    if (gates->faults.Ask("LoadLibraryW") != nullptr)
-        return nullptr;
-    const HMODULE library = LoadLibraryW(name);
-    // Each collector keeps one reference to this library on purpose.
-    if (std::wstring_view{name} != L"wlanapi.dll" && library != nullptr)
-        gates->ledger.Take(Resource::kLibrary, library);
-    return library;
+    const auto status = static_cast<DWORD>(result);  // the rest of a number's word is not set
+    return call.fails == "code"      ? status == 0
+           : call.fails == "result"  ? SUCCEEDED(static_cast<HRESULT>(status))
+           : call.fails == "ones"    ? result != ~Word{0}
+           : call.result == "handle" ? result != 0
+                                     : status != 0;
 }
 
 struct WorkerStart {
@@ -287,118 +51,76 @@ DWORD WINAPI RunWorker(void* argument)
 
 /// Lets a worker act for its category. A thread that cannot be started is not among the faults: the
 /// run ends then without waiting for the others, as documented.
-HANDLE WINAPI CreateWorker(SECURITY_ATTRIBUTES* security, SIZE_T stack, LPTHREAD_START_ROUTINE run,
-                           void* job, DWORD flags, DWORD* id)
+void ActForCategory(sim::Words& words)
 {
-    const std::int32_t category = static_cast<const CategoryJob*>(job)->id;
+    auto* const job = reinterpret_cast<CategoryJob*>(words[3]);
     const auto at = std::find_if(kHardwareCategories.begin(), kHardwareCategories.end(),
-                                 [category](const Category& each) { return each.id == category; });
-    auto start = std::make_unique<WorkerStart>(
-        WorkerStart{run, job, static_cast<int>(at - kHardwareCategories.begin()) + 1});
-    const HANDLE thread = CreateThread(security, stack, RunWorker, start.get(), flags, id);
-    if (thread != nullptr) {
-        static_cast<void>(start.release());
-        gates->ledger.Take(Resource::kHandle, thread);
-    }
-    return thread;
-}
-
-std::vector<Row> Imported()
-{
-    using enum Resource;
-    return {
-        RowOf<"RegOpenKeyExW", decltype(RegOpenKeyExW),
-              Takes(Fails::kWithCode, Does::kTakesLast, kKey)>(),
-        RowOf<"RegQueryValueExW", decltype(RegQueryValueExW), kCode>(),
-        RowOf<"RegEnumKeyExW", decltype(RegEnumKeyExW), kCode>(),
-        RowOf<"RegCloseKey", decltype(RegCloseKey), Gives(kKey)>(),
-        RowOf<"AllocateAndInitializeSid", decltype(AllocateAndInitializeSid),
-              Takes(Fails::kWithNothing, Does::kTakesLast, kSid)>(),
-        RowOf<"FreeSid", decltype(FreeSid), Gives(kSid)>(),
-        RowOf<"GetTokenInformation", decltype(GetTokenInformation), kNothing>(),
-        RowOf<"GetUserNameW", decltype(GetUserNameW), kNothing>(),
-        RowOf<"ImpersonateLoggedOnUser", decltype(ImpersonateLoggedOnUser),
-              Takes(Fails::kWithNothing, Does::kTakesForThread, kIdentity)>(),
-        RowOf<"RevertToSelf", decltype(RevertToSelf), Gives(kIdentity, Does::kGivesForThread)>(),
-        RowOf<"LookupAccountSidW", decltype(LookupAccountSidW), kNothing>(),
-        RowOf<"OpenProcessToken", decltype(OpenProcessToken),
-              Takes(Fails::kWithNothing, Does::kTakesLast, kHandle)>(),
-        RowOf<"OpenProcess", decltype(OpenProcess),
-              Takes(Fails::kWithNothing, Does::kTakesResult, kHandle)>(),
-        RowOf<"CreateFileW", decltype(CreateFileW),
-              Takes(Fails::kWithAllBits, Does::kTakesResult, kHandle)>(),
-        RowOf<"CreateEventA", decltype(CreateEventA),
-              Takes(Fails::kNever, Does::kTakesResult, kHandle)>(),
-        RowOf<"CreateSemaphoreA", decltype(CreateSemaphoreA),
-              Takes(Fails::kNever, Does::kTakesResult, kHandle)>(),
-        RowOf<"CloseHandle", decltype(CloseHandle), Gives(kHandle)>(),
-        RowOf<"DeviceIoControl", decltype(DeviceIoControl), kNothing>(),
-        RowOf<"FreeLibrary", decltype(FreeLibrary), Gives(kLibrary)>(),
-        RowOf<"GetModuleHandleW", decltype(GetModuleHandleW), kNothing>(),
-        RowOf<"GetComputerNameExW", decltype(GetComputerNameExW), kNothing>(),
-        RowOf<"GetDriveTypeW", decltype(GetDriveTypeW), kNothing>(),
-        RowOf<"GetLogicalDrives", decltype(GetLogicalDrives), kNothing>(),
-        RowOf<"GetTimeZoneInformation", decltype(GetTimeZoneInformation), kAllBits>(),
-        RowOf<"GetVersionExW", decltype(GetVersionExW), kNothing>(),
-        RowOf<"GetVolumeInformationW", decltype(GetVolumeInformationW), kNothing>(),
-        RowOf<"GlobalMemoryStatusEx", decltype(GlobalMemoryStatusEx), kNothing>(),
-        RowOf<"HeapAlloc", decltype(HeapAlloc),
-              Takes(Fails::kWithNothing, Does::kTakesResult, kHeapBlock)>(),
-        RowOf<"HeapFree", decltype(HeapFree), Gives(kHeapBlock)>(),
-        RowOf<"MultiByteToWideChar", decltype(MultiByteToWideChar), kNothing>(),
-        RowOf<"_wfopen", decltype(_wfopen),
-              Takes(Fails::kWithNothing, Does::kTakesResult, kFile)>(),
-        RowOf<"fclose", decltype(fclose), Gives(kFile)>(),
-        RowOf<"CoInitialize", decltype(CoInitialize),
-              Takes(Fails::kWithResult, Does::kTakesForThread, kApartment)>(),
-        RowOf<"CoUninitialize", decltype(CoUninitialize),
-              Gives(kApartment, Does::kGivesForThread)>(),
-        RowOf<"CoSetProxyBlanket", decltype(CoSetProxyBlanket), kResult>(),
-        RowOf<"SysAllocStringLen", decltype(SysAllocStringLen), kNothing>(),
-        RowOf<"VariantChangeType", decltype(VariantChangeType), kResult>(),
-        RowOf<"GetShellWindow", decltype(GetShellWindow), kNothing>(),
-        RowOf<"GetSystemMetrics", decltype(GetSystemMetrics), kNothing>(),
-        RowOf<"OpenDesktopW", decltype(OpenDesktopW),
-              Takes(Fails::kWithNothing, Does::kTakesResult, kDesktop)>(),
-        RowOf<"CloseDesktop", decltype(CloseDesktop), Gives(kDesktop)>(),
-        RowOf<"EnumWindows", decltype(EnumWindows), kNothing>(),
-        RowOf<"GetWindowRect", decltype(GetWindowRect), kNothing>(),
-        RowOf<"GetWindowThreadProcessId", decltype(GetWindowThreadProcessId), kNothing>(),
-        RowOf<"GetClassNameW", decltype(GetClassNameW), kNothing>(),
-        RowOf<"GetWindowLongPtrW", decltype(GetWindowLongPtrW), kNothing>(),
-        RowOf<"WSAStartup", decltype(WSAStartup),
-              Takes(Fails::kWithCode, Does::kTakesForThread, kSockets)>(),
-        RowOf<"WSACleanup", decltype(WSACleanup), Gives(kSockets, Does::kGivesForThread)>(),
-        RowOf<"getnameinfo", decltype(getnameinfo), kCode>(),
-    };
-}
-
-template <class Function>
-void Count(HMODULE library, const char* name, Function* replacement, Function** original)
-{
-    *original = reinterpret_cast<Function*>(
-        ReplaceImport(library, name, reinterpret_cast<void*>(replacement)));
+                                 [job](const Category& each) { return each.id == job->id; });
+    words[3] = reinterpret_cast<Word>(
+        new WorkerStart{reinterpret_cast<LPTHREAD_START_ROUTINE>(words[2]), job,
+                        static_cast<int>(at - kHardwareCategories.begin()) + 1});
+    words[2] = reinterpret_cast<Word>(&RunWorker);
 }
 
 }  // namespace
 
 Gates::Gates(HMODULE library)
+    : interposer_(library, [this](std::size_t at, sim::Words& words) { return OnCall(at, words); })
 {
-    gates = this;
-    for (const Row& row : Imported()) {
-        // In place before the gate can be entered.
-        *row.original = ReplaceImport(library, row.name, nullptr);
-        if (void* const made = MadeAnswer(row.name))
-            *row.original = made;
-        ReplaceImport(library, row.name, row.gate);
+    for (const MadeAnswer& made : MadeAnswers())
+        interposer_.Replace(made.name, made.answer);
+}
+
+Word Gates::OnCall(std::size_t at, sim::Words& words)
+{
+    const sim::PlatformCall& call = sim::KnownCalls().calls[at];
+    if (call.name == "CoInitialize")
+        faults.EnterApartment();
+    const bool isMemory = !call.uses.empty() && call.uses[0].resource == "memory";
+    if (onCall && !isMemory && Faults::Caller() >= 0)
+        onCall(call.name);
+    if (call.fails != "never") {
+        const char* const what =
+            call.name == "GetProcAddress" ? reinterpret_cast<const char*>(words[1]) : nullptr;
+        const FaultCode* const code =
+            faults.Ask(what == nullptr ? call.name : call.name + " of " + what);
+        if (code != nullptr && (call.fails != "result" || FAILED(code->result)))
+            return FailedResult(call.fails, *code);
     }
-    Count(library, "malloc", &Allocate, &allocate);
-    Count(library, "calloc", &AllocateCleared, &allocateCleared);
-    Count(library, "realloc", &Reallocate, &reallocate);
-    Count(library, "free", &Release, &release);
-    ReplaceImport(library, "GetProcAddress", reinterpret_cast<void*>(&FindFunction));
-    ReplaceImport(library, "LoadLibraryW", reinterpret_cast<void*>(&LoadLibraryGate));
-    ReplaceImport(library, "CreateThread", reinterpret_cast<void*>(&CreateWorker));
+    if (call.name == "CreateThread")
+        ActForCategory(words);
+    Note(call, false, 0, words);
+    const Word result = sim::Invoke(interposer_.Original(at), words);
+    const DWORD error = GetLastError();
+    // Each collector keeps one reference to this library on purpose.
+    if (Succeeded(call, result) &&
+        (call.name != "LoadLibraryW" ||
+         std::wstring_view{reinterpret_cast<const wchar_t*>(words[0])} != L"wlanapi.dll"))
+        Note(call, true, result, words);
+    if (call.name == "CoUninitialize")
+        faults.LeaveApartment();
+    SetLastError(error);
+    return result;
+}
+
+void Gates::Note(const sim::PlatformCall& call, bool isTaken, Word result, const sim::Words& words)
+{
+    for (const sim::ResourceUse& use : call.uses) {
+        if (use.isTaken != isTaken)
+            continue;
+        Word which = use.place == 0 ? result : GetCurrentThreadId();
+        if (use.place > 0) {
+            const Word word = words[static_cast<std::size_t>(use.place) - 1];
+            which = isTaken ? *reinterpret_cast<const Word*>(word) : word;
+        }
+        if (use.resource == "memory")
+            // Counted and not failed: memory that is short ends the host, as in any C++ program.
+            blocksHeld += which == 0 ? 0 : isTaken ? 1 : -1;
+        else if (isTaken)
+            ledger.Take(use.resource, reinterpret_cast<const void*>(which));
+        else
+            ledger.Give(use.resource, reinterpret_cast<const void*>(which));
+    }
 }
 
 int Gates::BlocksHeld()

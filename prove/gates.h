@@ -2,8 +2,12 @@
 
 #include <windows.h>
 
+#include <functional>
+#include <string>
+
 #include "prove/faults.h"
 #include "prove/ledger.h"
+#include "sim/interposer.h"
 
 namespace orrery::prove {
 
@@ -13,13 +17,23 @@ namespace orrery::prove {
 class Gates {
 public:
     /// @param library stays loaded
+    /// @throw std::runtime_error when the library imports what nobody has classified
     explicit Gates(HMODULE library);
 
     Faults faults;
     Ledger ledger;
+    /// Told of each call but those for memory, in its thread and before it takes effect. Set while no run goes on.
+    std::function<void(const std::string& call)> onCall;
 
     /// The blocks of memory that the library holds.
     static int BlocksHeld();
+
+private:
+    sim::Word OnCall(std::size_t at, sim::Words& words);
+    void Note(const sim::PlatformCall& call, bool isTaken, sim::Word result,
+              const sim::Words& words);
+
+    sim::Interposer interposer_;
 };
 
 }  // namespace orrery::prove

@@ -35,8 +35,8 @@ int RunCommand(const std::vector<std::string>& words)
     }
     if (command == "cancel" && words.size() == 2)
         return CancelMany(1, NumberOf(option)) == 0 ? 0 : kFound;
-    if (command == "cancelled" && words.size() == 4)
-        return CollectAndCancel(option == "threads", NumberOf(words[2]), FromUtf8(words[3]));
+    if (command == "cancelled" && words.size() == 2)
+        return CollectAndCancel(NumberOf(option));
     if (command == "hostile" && words.size() == 4)
         return Hostile(option == "all" ? "" : option, static_cast<int>(NumberOf(words[2])),
                        NumberOf(words[3])) == 0

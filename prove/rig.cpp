@@ -51,6 +51,8 @@ void Rig::Load(const std::wstring& machineFile)
     machine_.reset();
     machine_.emplace(machineFile);
     machine_->wmi().LetJudge([this](const std::string& line) -> std::optional<HRESULT> {
+        if (gates_.onCall && Faults::Caller() >= 0)
+            gates_.onCall(line);
         const FaultCode* const code = gates_.faults.Ask(line);
         return code != nullptr ? std::optional{code->result} : std::nullopt;
     });
@@ -80,10 +82,12 @@ Facts Rig::RunOnce(bool threaded, std::optional<Place> failing, const FaultCode*
     const int blocks = Gates::BlocksHeld();
     const int texts = TextsHeld();
     gates_.faults.Begin(threaded, failing, code);
-    const std::wstring report = CollectFrom(*machine_, threaded ? kSeveral : 1);
+    std::int32_t result = 0;
+    const std::wstring report = CollectFrom(*machine_, threaded ? kSeveral : 1, &result);
     gates_.faults.End();
 
     Facts facts = FactsOf(report);
+    facts.result = result;
     facts.leftovers = gates_.ledger.Settle();
     facts.leftovers += Left("blocks of memory", blocks, Gates::BlocksHeld());
     if (alone)

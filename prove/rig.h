@@ -29,6 +29,12 @@ public:
               bool alone = true);
 
     const Faults& faults() const noexcept { return gates_.faults; }
+    HMODULE library() const noexcept { return library_.get(); }
+    /// See Gates::onCall; WMI's calls are told too.
+    void OnCall(std::function<void(const std::string& call)> observer)
+    {
+        gates_.onCall = std::move(observer);
+    }
 
 private:
     Facts RunOnce(bool threaded, std::optional<Place> failing, const FaultCode* code, bool alone);

@@ -47,25 +47,6 @@ Attempt ParseAttempt(const std::string& words)
     return attempt;
 }
 
-std::string Narrow(std::u16string_view text)
-{
-    return ToUtf8(std::wstring{text.begin(), text.end()});
-}
-
-/// What differs in a category that has nothing to do with the failing call.
-std::string Damage(const Facts::Values& expected, const Facts::Values& got, int caller)
-{
-    std::string text;
-    for (const auto& [key, value] : expected) {
-        const auto found = got.find(key);
-        if (found == got.end())
-            text += "; " + CallerName(caller) + " lost " + Narrow(key);
-        else if (found->second != value)
-            text += "; " + CallerName(caller) + " changed " + Narrow(key);
-    }
-    return text;
-}
-
 using Calls = std::array<std::vector<std::string>, kCallers>;
 
 class Sweeper {
@@ -113,8 +94,8 @@ private:
         if (facts.elapsedTimes != 13)
             flaws += "; " + std::to_string(facts.elapsedTimes) + " elapsed times";
         for (int caller = 0; caller < kCallers; ++caller)
-            if (const auto at = static_cast<std::size_t>(caller); caller != touched)
-                flaws += Damage(measure_.byCaller[at], facts.byCaller[at], caller);
+            if (caller != touched)
+                flaws += Differences(measure_, facts, caller);
         return flaws;
     }
 
@@ -131,54 +112,27 @@ private:
     int findings_ = 0;
 };
 
-/// Tells how often a run makes each call that can fail.
-void PrintCalls(const Calls& calls)
-{
-    std::map<std::string, int> counts;
-    for (const auto& ofCaller : calls)
-        for (const std::string& call : ofCaller)
-            ++counts[call];
-    std::string text;
-    for (const auto& [call, count] : counts)
-        text += (text.empty() ? "" : ", ") + call + " " + std::to_string(count);
-    Print("calls: " + text + "\n");
-}
-
-/// Each call with one code, in one mode, of many like calls the first ones: all there is to see in
-/// a minute.
-void SweepQuickly(Sweeper& sweeper)
+/// Each call with each code; or, to see what there is to see in a minute, each with one code in one
+/// mode, of many like calls of a caller the first ones.
+void SweepAll(Sweeper& sweeper, bool quick)
 {
     constexpr int kMostOfOneName = 4;
     for (const bool threaded : {false, true}) {
         sweeper.TakeMeasure(threaded);
         const Calls calls = sweeper.calls();
-        std::map<std::pair<int, std::string>, int> tried;
         for (int caller = 0; caller < kCallers; ++caller) {
+            std::map<std::string, int> tried;
             int number = 0;
             for (const std::string& call : calls[static_cast<std::size_t>(caller)]) {
-                const int nth = tried[{caller, call}]++;
-                if (++number % 2 == (threaded ? 1 : 0) && nth < kMostOfOneName)
-                    sweeper.Try({threaded,
-                                 {caller, number},
-                                 static_cast<std::size_t>(number / 2) % kFaultCodes.size()});
+                const int nth = tried[call]++;
+                const bool isOther = ++number % 2 == (threaded ? 1 : 0);
+                for (std::size_t code = 0; code < kFaultCodes.size(); ++code)
+                    if (!quick ||
+                        (isOther && nth < kMostOfOneName &&
+                         code == static_cast<std::size_t>(number / 2) % kFaultCodes.size()))
+                        sweeper.Try({threaded, {caller, number}, code});
             }
         }
-    }
-}
-
-void SweepAll(Sweeper& sweeper)
-{
-    for (const bool threaded : {false, true}) {
-        sweeper.TakeMeasure(threaded);
-        const Calls calls = sweeper.calls();
-        if (!threaded)
-            PrintCalls(calls);
-        for (int caller = 0; caller < kCallers; ++caller)
-            for (int number = 1;
-                 number <= static_cast<int>(calls[static_cast<std::size_t>(caller)].size());
-                 ++number)
-                for (std::size_t code = 0; code < kFaultCodes.size(); ++code)
-                    sweeper.Try({threaded, {caller, number}, code});
     }
 }
 
@@ -192,10 +146,8 @@ int Sweep(bool quick, const std::string& only)
         const Attempt attempt = ParseAttempt(only);
         sweeper.TakeMeasure(attempt.threaded);
         sweeper.Try(attempt);
-    } else if (quick) {
-        SweepQuickly(sweeper);
     } else {
-        SweepAll(sweeper);
+        SweepAll(sweeper, quick);
     }
     const auto seconds =
         std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);

@@ -390,7 +390,7 @@ void WholeMachine::Run(DWORD processors, const std::function<void()>& action,
     action();
 }
 
-std::wstring CollectFrom(const WholeMachine& machine, DWORD processors)
+std::wstring CollectFrom(const WholeMachine& machine, DWORD processors, std::int32_t* result)
 {
     const UniqueModule library{LoadLibraryW(L"orrery.dll")};
     const auto run = FindLibrary(library);
@@ -401,7 +401,13 @@ std::wstring CollectFrom(const WholeMachine& machine, DWORD processors)
     if (!file)
         throw std::runtime_error("no report can be written to the folder for temporary files");
     machine.Run(
-        processors, [&] { run(path.c_str(), 0x10); }, path, std::move(file));
+        processors,
+        [&] {
+            const std::int32_t returned = run(path.c_str(), 0x10);
+            if (result != nullptr)
+                *result = returned;
+        },
+        path, std::move(file));
     std::wstring report;
     std::ifstream stream{path, std::ios::binary};
     for (wchar_t unit = 0; stream.read(reinterpret_cast<char*>(&unit), sizeof unit);)

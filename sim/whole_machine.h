@@ -62,7 +62,9 @@ private:
 };
 
 /// Collects from a machine with the library under test and gives the report file's text.
-/// @throw std::runtime_error when there is no library or it wrote no report
-std::wstring CollectFrom(const WholeMachine& machine, DWORD processors);
+/// @param result receives what the library returned
+/// @throw std::runtime_error when there is no library or no file for the report
+std::wstring CollectFrom(const WholeMachine& machine, DWORD processors,
+                         std::int32_t* result = nullptr);
 
 }  // namespace orrery::sim
