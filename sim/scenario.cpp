@@ -11,55 +11,37 @@
 #include <stdexcept>
 #include <utility>
 
+#include "client/machine/form_words.h"
 #include "support/text.h"
 
 namespace orrery::sim {
 namespace {
 
+namespace form = machine::form;
+
 constexpr std::wstring_view kBlanks = L" \t\r";
 constexpr auto kNone = std::wstring_view::npos;
 
-struct TypeWord {
-    std::wstring_view word;
-    VARTYPE type;
-};
-// For values whose spelling would give another type; VT_EMPTY: the type is a registry value's.
-constexpr auto kTypeWords = std::to_array<TypeWord>({
-    {L"VT_BSTR", VT_BSTR},
-    {L"VT_I1", VT_I1},
-    {L"VT_I2", VT_I2},
-    {L"VT_I4", VT_I4},
-    {L"VT_I8", VT_I8},
-    {L"VT_R4", VT_R4},
-    {L"VT_R8", VT_R8},
-    {L"VT_UI1", VT_UI1},
-    {L"VT_UI2", VT_UI2},
-    {L"VT_UI4", VT_UI4},
-    {L"VT_UI8", VT_UI8},
-    {L"VT_BOOL", VT_BOOL},
-    {L"REG_SZ", VT_EMPTY},
-    {L"REG_EXPAND_SZ", VT_EMPTY},
-    {L"REG_BINARY", VT_EMPTY},
-    {L"REG_DWORD", VT_EMPTY},
-    {L"REG_MULTI_SZ", VT_EMPTY},
-    {L"REG_QWORD", VT_EMPTY},
-});
+// The types of registry values, which are no types of WMI.
+constexpr auto kRegistryWords =
+    std::to_array<std::string_view>({form::kRegSz, form::kRegExpandSz, form::kRegBinary,
+                                     form::kRegDword, form::kRegMultiSz, form::kRegQword});
 
 // What Windows itself tells, and whether a name follows the kind.
 struct NativeKind {
-    std::wstring_view word;
+    std::string_view word;
     bool hasName;
 };
 constexpr auto kNativeKinds = std::to_array<NativeKind>({
-    {L"system", false},
-    {L"volume", true},
-    {L"display", false},
-    {L"adapter", false},
-    {L"ipv6 adapter", false},
-    {L"wireless interface", false},
-    {L"wireless network", false},
-    {L"drive", true},
-    {L"key", true},
+    {form::kSystemItem, false},
+    {form::kVolumeItem, true},
+    {form::kDisplayItem, false},
+    {form::kAdapterItem, false},
+    {form::kIPv6AdapterItem, false},
+    {form::kWirelessInterfaceItem, false},
+    {form::kWirelessNetworkItem, false},
+    {form::kDriveItem, true},
+    {form::kKeyItem, true},
 });
 
 std::wstring_view Trimmed(std::wstring_view text)
@@ -68,11 +50,21 @@ std::wstring_view Trimmed(std::wstring_view text)
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
-bool Take(std::wstring_view* text, std::wstring_view start)
+bool Take(std::wstring_view* text, std::string_view start)
 {
-    if (!text->starts_with(start))
+    if (!Equals(text->substr(0, start.size()), start))
         return false;
     text->remove_prefix(start.size());
+    return true;
+}
+
+/// Takes a word of the form and the blank behind it.
+bool TakeWord(std::wstring_view* text, std::string_view word)
+{
+    std::wstring_view rest = *text;
+    if (!Take(&rest, word) || rest.empty() || kBlanks.find(rest[0]) == kNone)
+        return false;
+    *text = rest.substr(1);
     return true;
 }
 
@@ -124,15 +116,15 @@ bool TakeScalar(std::wstring_view* text, VARTYPE type, VARIANT* value, std::wstr
     }
     *plain = Trimmed(text->substr(0, text->find_first_of(L",}")));
     text->remove_prefix(plain->size());
-    if (*plain == L"EMPTY" || *plain == L"NULL") {
-        value->vt = *plain == L"NULL" ? VT_NULL : VT_EMPTY;
+    if (Equals(*plain, form::kEmpty) || Equals(*plain, form::kNull)) {
+        value->vt = Equals(*plain, form::kNull) ? VT_NULL : VT_EMPTY;
         return true;
     }
     if (type != VT_EMPTY)
         return !plain->empty() && Convert(*plain, type, value);
-    if (*plain == L"TRUE" || *plain == L"FALSE") {
+    if (Equals(*plain, form::kTrue) || Equals(*plain, form::kFalse)) {
         value->vt = VT_BOOL;
-        value->boolVal = *plain == L"TRUE" ? VARIANT_TRUE : VARIANT_FALSE;
+        value->boolVal = Equals(*plain, form::kTrue) ? VARIANT_TRUE : VARIANT_FALSE;
         return true;
     }
     wchar_t* end = nullptr;
@@ -150,7 +142,7 @@ bool TakeList(std::wstring_view text, VARTYPE wanted, VARIANT* value)
     std::size_t count = 0;
     std::wstring plain;
     for (text = Trimmed(text); text != L"}"; text = Trimmed(text)) {
-        if ((count != 0 && !Take(&text, L",")) || count == elements.size())
+        if ((count != 0 && !Take(&text, ",")) || count == elements.size())
             return false;
         text = Trimmed(text);
         if (!TakeScalar(&text, wanted, elements[count].put(), &plain) ||
@@ -174,19 +166,25 @@ bool TakeList(std::wstring_view text, VARTYPE wanted, VARIANT* value)
 }
 
 /// Takes the type word before a property's name, if there is one.
+/// @param type stays as it is for a registry value's
 /// @return false for an unknown word
-bool TakeTypeWord(std::wstring_view* line, VARTYPE* type, std::wstring* word)
+bool TakeTypeWord(std::wstring_view* line, VARTYPE* type, std::string_view* word)
 {
     const std::wstring_view left = Trimmed(line->substr(0, line->find(L'=')));
     const std::size_t blank = left.find_first_of(kBlanks);
     if (blank == kNone)
         return true;
-    *word = left.substr(0, blank);
+    const std::wstring_view given = left.substr(0, blank);
     *line = Trimmed(line->substr(blank));
-    const auto row = std::find_if(kTypeWords.begin(), kTypeWords.end(),
-                                  [&](const TypeWord& each) { return each.word == *word; });
-    *type = row == kTypeWords.end() ? VARTYPE{VT_EMPTY} : row->type;
-    return row != kTypeWords.end();
+    for (const form::TypeWord& row : form::kTypeWords)
+        if (Equals(given, row.word)) {
+            *type = row.type;
+            *word = row.word;
+        }
+    for (const std::string_view each : kRegistryWords)
+        if (Equals(given, each))
+            *word = each;
+    return !word->empty();
 }
 
 std::optional<Property> ParseProperty(std::wstring_view line)
@@ -194,13 +192,13 @@ std::optional<Property> ParseProperty(std::wstring_view line)
     Property property;
     VARTYPE type = VT_EMPTY;
     const std::size_t equals =
-        TakeTypeWord(&line, &type, &property.typeName) ? line.find(L'=') : kNone;
+        TakeTypeWord(&line, &type, &property.typeWord) ? line.find(L'=') : kNone;
     if (equals == kNone || equals == 0 || !line.ends_with(L';'))
         return std::nullopt;
     property.name = Trimmed(line.substr(0, equals));
     std::wstring_view text = Trimmed(line.substr(equals + 1, line.size() - equals - 2));
     const auto value = std::make_shared<UniqueVariant>();
-    const bool valid = Take(&text, L"{")
+    const bool valid = Take(&text, "{")
                            ? TakeList(text, type, value->put())
                            : TakeScalar(&text, type, value->put(), &property.text) && text.empty();
     if (!valid)
@@ -213,7 +211,7 @@ std::optional<Property> ParseProperty(std::wstring_view line)
 
 std::wstring NamespaceKey(std::wstring_view name)
 {
-    Take(&name, L"\\\\.\\");
+    Take(&name, "\\\\.\\");
     return ToLower(std::wstring{name});
 }
 
@@ -254,7 +252,7 @@ private:
 
     void ReadItem()
     {
-        if (Take(&line_, L"namespace ")) {
+        if (TakeWord(&line_, form::kNamespace)) {
             namespace_ = &(*namespaces_)[NamespaceKey(Trimmed(line_))];
             StartRows(nullptr, nullptr);
             return;
@@ -262,20 +260,21 @@ private:
         if (ReadNativeItem())
             return;
         Expect(namespace_ != nullptr, "a namespace first");
-        if (Take(&line_, L"class ")) {
+        if (TakeWord(&line_, form::kClass)) {
             namespace_->classes[ToLower(std::wstring{Trimmed(line_)})];
             StartRows(nullptr, nullptr);
-        } else if (Take(&line_, L"query ")) {
+        } else if (TakeWord(&line_, form::kQuery)) {
             // only the line's end goes: blanks before it are part of the query
             const std::wstring_view query = line_.substr(0, line_.find(L'\r'));
             StartRows(&namespace_->queries[std::wstring{query}], nullptr);
-        } else if (Take(&line_, L"method ")) {
+        } else if (TakeWord(&line_, form::kMethod)) {
             ReadMethod();
-        } else if (Take(&line_, L"after ")) {
+        } else if (TakeWord(&line_, form::kAfter)) {
             wchar_t* end = nullptr;
             const std::wstring number{Trimmed(line_)};
             delay_ = std::chrono::milliseconds{std::wcstol(number.c_str(), &end, 10)};
-            Expect(end != number.c_str() && Trimmed(end) == L"ms", "\"after NUMBER ms\"");
+            Expect(end != number.c_str() && Equals(Trimmed(end), form::kMilliseconds),
+                   "\"after NUMBER ms\"");
         } else {
             ReadInstance();
         }
@@ -284,7 +283,7 @@ private:
     /// @return false when the line begins something else
     bool ReadNativeItem()
     {
-        if (Trimmed(line_) == L"no wmi") {
+        if (Equals(Trimmed(line_), form::kNoWmi)) {
             *hasWmi_ = false;
             return true;
         }
@@ -292,10 +291,10 @@ private:
             std::wstring_view name = line_;
             if (!Take(&name, kind.word) || (!name.empty() && kBlanks.find(name[0]) == kNone))
                 continue;
-            NativeItem item{std::wstring{kind.word}, std::wstring{Trimmed(name)}, number_, {}};
+            NativeItem item{kind.word, std::wstring{Trimmed(name)}, number_, {}};
             Expect(item.name.empty() != kind.hasName,
                    "a kind of item, with its name if it has one");
-            Expect(NextLine() && Trimmed(line_) == L"{", "\"{\"");
+            Expect(NextLine() && Equals(Trimmed(line_), form::kOpen), "\"{\"");
             ReadProperties(&item.properties);
             nativeItems_->push_back(std::move(item));
             StartRows(nullptr, nullptr);
@@ -312,14 +311,14 @@ private:
 
     void ReadMethod()
     {
-        std::wstring_view path = Trimmed(line_);
-        const std::size_t of = path.find(L" of ");
-        Expect(of != kNone, "\"method NAME of PATH\"");
-        Method method{std::wstring{path.substr(0, of)}, {}, path.ends_with(L" takes input"), {}};
-        path.remove_prefix(of + 4);
-        if (method.takesInput)
-            path = Trimmed(path.substr(0, path.rfind(L" takes input")));
-        method.objectPath = path;
+        const std::wstring_view text = Trimmed(line_);
+        const std::wstring of{form::kOf.begin(), form::kOf.end()};
+        const std::wstring input{form::kTakesInput.begin(), form::kTakesInput.end()};
+        const std::size_t at = text.find(of);
+        Expect(at != kNone, "\"method NAME of PATH\"");
+        Method method{std::wstring{text.substr(0, at)}, {}, text.ends_with(input), {}};
+        const std::wstring_view path = text.substr(at + of.size());
+        method.objectPath = Trimmed(method.takesInput ? path.substr(0, path.rfind(input)) : path);
         namespace_->methods.push_back(std::move(method));
         StartRows(nullptr, &namespace_->methods.back());
     }
@@ -328,13 +327,14 @@ private:
     {
         Instance instance;
         instance.delay = std::exchange(delay_, std::chrono::milliseconds{0});
-        instance.isEmptySlot = Take(&line_, L"empty slot of ");
-        instance.hasText = !Take(&line_, L"unreadable ");
-        Expect(instance.isEmptySlot || Take(&line_, L"instance of "), "a directive or an instance");
+        instance.isEmptySlot = TakeWord(&line_, form::kEmptySlot);
+        instance.hasText = !TakeWord(&line_, form::kUnreadable);
+        Expect(instance.isEmptySlot || TakeWord(&line_, form::kInstance),
+               "a directive or an instance");
         const bool opened = !instance.isEmptySlot && Trimmed(line_).ends_with(L'{');
         instance.className = Trimmed(line_.substr(0, opened ? line_.rfind(L'{') : line_.size()));
         if (!instance.isEmptySlot) {
-            Expect(opened || (NextLine() && Trimmed(line_) == L"{"), "\"{\"");
+            Expect(opened || (NextLine() && Equals(Trimmed(line_), form::kOpen)), "\"{\"");
             ReadProperties(&instance.properties);
         }
         Store(std::make_shared<const Instance>(std::move(instance)));
@@ -345,12 +345,12 @@ private:
         for (;;) {
             Expect(NextLine(), "\"};\"");
             std::wstring_view line = Trimmed(line_);
-            if (line == L"};")
+            if (Equals(line, form::kClose))
                 return;
-            if (Take(&line, L"text ") || line == L"text") {
+            if (TakeWord(&line, form::kObjectText) || Equals(line, form::kObjectText)) {
                 Expect(!properties->empty(), "a property before its line of the object text");
                 properties->back().line =
-                    line == L"text" ? L"" : L"\t" + std::wstring{line} + L"\n";
+                    Equals(line, form::kObjectText) ? L"" : L"\t" + std::wstring{line} + L"\n";
                 continue;
             }
             auto property = ParseProperty(line);
@@ -453,6 +453,12 @@ const Namespace* Scenario::Find(std::wstring_view name) const
 {
     const auto found = namespaces_.find(NamespaceKey(name));
     return found == namespaces_.end() ? nullptr : &found->second;
+}
+
+bool Equals(std::wstring_view text, std::string_view word)
+{
+    return std::equal(text.begin(), text.end(), word.begin(), word.end(),
+                      [](wchar_t left, char right) { return left == static_cast<wchar_t>(right); });
 }
 
 void FailLine(int number, const std::string& expected)

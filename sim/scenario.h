@@ -28,8 +28,8 @@ constexpr HRESULT kWmiInvalidNamespace = static_cast<HRESULT>(WBEM_E_INVALID_NAM
 
 /// One property of an instance, as its scenario line states it.
 struct Property {
-    int number = 0;         ///< of its line
-    std::wstring typeName;  ///< the word before the name; empty when the spelling gives the type
+    int number = 0;             ///< of its line
+    std::string_view typeWord;  ///< before the name; empty when the spelling gives the type
     std::wstring name;
     std::wstring line;  ///< its line in the object text; empty when the text leaves it out
     std::wstring text;  ///< the value as a query compares it, without quotes and escapes
@@ -52,7 +52,8 @@ struct Instance {
 
 /// What Windows itself, and not WMI, tells: one volume, one registry key.
 struct NativeItem {
-    std::wstring kind, name;
+    std::string_view kind;  ///< of the form's words
+    std::wstring name;
     int number = 0;  ///< of its line
     std::vector<Property> properties;
 };
@@ -102,6 +103,9 @@ class ScenarioError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/// Whether a text is this word of the form.
+bool Equals(std::wstring_view text, std::string_view word);
 
 /// Refuses a line of a scenario.
 /// @throw ScenarioError always

@@ -12,11 +12,14 @@
 #include <set>
 #include <stdexcept>
 
+#include "client/machine/form_words.h"
 #include "support/library.h"
 #include "support/text.h"
 
 namespace orrery::sim {
 namespace {
+
+namespace form = machine::form;
 
 std::string ToBytes(std::wstring_view text, UINT codePage = CP_UTF8)
 {
@@ -56,7 +59,7 @@ public:
     explicit Fields(const NativeItem& item) : item_(item) {}
 
     /// The value of a text; null when the item does not state it, or states NULL.
-    const wchar_t* Text(const wchar_t* name)
+    const wchar_t* Text(std::string_view name)
     {
         const Property* const property = Find(name);
         if (property == nullptr || property->value->isMissing())
@@ -64,9 +67,9 @@ public:
         Expect(*property, property->value->type() == VT_BSTR, "a text in quotes");
         return property->text.c_str();
     }
-    std::wstring TextOr(const wchar_t* name) { return Text(name) ? Text(name) : L""; }
+    std::wstring TextOr(std::string_view name) { return Text(name) ? Text(name) : L""; }
 
-    bool Flag(const wchar_t* name)
+    bool Flag(std::string_view name)
     {
         const Property* const property = Find(name);
         if (property == nullptr)
@@ -77,7 +80,7 @@ public:
 
     /// A number, in quotes when it takes more than 32 bits.
     template <class T = std::uint32_t>
-    T Number(const wchar_t* name, T otherwise = T{}, int base = 10)
+    T Number(std::string_view name, T otherwise = T{}, int base = 10)
     {
         const Property* const property = Find(name);
         if (property == nullptr)
@@ -90,7 +93,7 @@ public:
         return static_cast<T>(isNegative ? 0 - number : number);
     }
 
-    std::vector<std::uint8_t> Bytes(const wchar_t* name)
+    std::vector<std::uint8_t> Bytes(std::string_view name)
     {
         std::vector<std::uint8_t> bytes;
         if (const Property* const property = Find(name))
@@ -98,7 +101,7 @@ public:
         return bytes;
     }
 
-    std::vector<std::wstring> Texts(const wchar_t* name)
+    std::vector<std::wstring> Texts(std::string_view name)
     {
         const Property* const property = Find(name);
         return property == nullptr ? std::vector<std::wstring>{} : TextsOf(*property);
@@ -120,7 +123,7 @@ public:
     void ExpectNoOther() const
     {
         for (const Property& property : item_.properties)
-            Expect(property, asked_.contains(property.name),
+            Expect(property, asked_.contains(ToBytes(property.name)),
                    "a property that items of this kind have");
     }
 
@@ -131,20 +134,20 @@ public:
     }
 
 private:
-    const Property* Find(const wchar_t* name)
+    const Property* Find(std::string_view name)
     {
-        asked_.insert(name);
+        asked_.emplace(name);
         const auto found =
             std::find_if(item_.properties.begin(), item_.properties.end(),
-                         [&](const Property& property) { return property.name == name; });
+                         [&](const Property& property) { return Equals(property.name, name); });
         if (found == item_.properties.end())
             return nullptr;
-        Expect(*found, found->typeName.empty(), "no word before the name");
+        Expect(*found, found->typeWord.empty(), "no word before the name");
         return &*found;
     }
 
     const NativeItem& item_;
-    std::set<std::wstring> asked_;
+    std::set<std::string> asked_;
 };
 
 void CopyName(wchar_t (&field)[32], const std::wstring& name)
@@ -163,26 +166,26 @@ void ReadVersion(const std::wstring& text, OSVERSIONINFOEXW* version)
 
 void ReadSystem(Fields fields, PlatformFacts* facts)
 {
-    facts->processors = fields.Number<DWORD>(L"Processors", 2);
-    facts->architecture = fields.Number<WORD>(L"Architecture");
-    facts->edition = fields.Number<DWORD>(L"Edition", PRODUCT_UNDEFINED);
-    facts->hostName = fields.Text(L"HostName");
-    facts->userName = fields.Text(L"UserName");
-    facts->memory = fields.Number<std::uint64_t>(L"Memory");
-    facts->zoneResult = fields.Number<DWORD>(L"ZoneResult", TIME_ZONE_ID_INVALID);
-    facts->zone.Bias = fields.Number<LONG>(L"Bias");
-    facts->zone.StandardBias = fields.Number<LONG>(L"StandardBias");
-    facts->zone.DaylightBias = fields.Number<LONG>(L"DaylightBias");
-    CopyName(facts->zone.StandardName, fields.TextOr(L"StandardName"));
-    CopyName(facts->zone.DaylightName, fields.TextOr(L"DaylightName"));
+    facts->processors = fields.Number<DWORD>(form::kProcessors, 2);
+    facts->architecture = fields.Number<WORD>(form::kArchitecture);
+    facts->edition = fields.Number<DWORD>(form::kEdition, PRODUCT_UNDEFINED);
+    facts->hostName = fields.Text(form::kHostName);
+    facts->userName = fields.Text(form::kUserName);
+    facts->memory = fields.Number<std::uint64_t>(form::kMemory);
+    facts->zoneResult = fields.Number<DWORD>(form::kZoneResult, TIME_ZONE_ID_INVALID);
+    facts->zone.Bias = fields.Number<LONG>(form::kBias);
+    facts->zone.StandardBias = fields.Number<LONG>(form::kStandardBias);
+    facts->zone.DaylightBias = fields.Number<LONG>(form::kDaylightBias);
+    CopyName(facts->zone.StandardName, fields.TextOr(form::kStandardName));
+    CopyName(facts->zone.DaylightName, fields.TextOr(form::kDaylightName));
     OSVERSIONINFOEXW version{};
-    version.dwPlatformId = fields.Number<DWORD>(L"PlatformId", VER_PLATFORM_WIN32_NT);
-    version.wProductType = fields.Number<BYTE>(L"ProductType", VER_NT_WORKSTATION);
-    version.wSuiteMask = fields.Number<WORD>(L"SuiteMask");
-    const std::wstring servicePack = fields.TextOr(L"ServicePack");
+    version.dwPlatformId = fields.Number<DWORD>(form::kPlatformId, VER_PLATFORM_WIN32_NT);
+    version.wProductType = fields.Number<BYTE>(form::kProductType, VER_NT_WORKSTATION);
+    version.wSuiteMask = fields.Number<WORD>(form::kSuiteMask);
+    const std::wstring servicePack = fields.TextOr(form::kServicePack);
     std::copy_n(servicePack.begin(), std::min<std::size_t>(servicePack.size(), 127),
                 version.szCSDVersion);
-    if (const wchar_t* const text = fields.Text(L"Version")) {
+    if (const wchar_t* const text = fields.Text(form::kVersion)) {
         ReadVersion(text, &version);
         facts->version = version;
     }
@@ -191,61 +194,63 @@ void ReadSystem(Fields fields, PlatformFacts* facts)
 
 Volume ReadVolume(Fields fields)
 {
-    const Volume volume{.type = fields.Number<UINT>(L"Type", DRIVE_FIXED),
-                        .total = fields.Number<std::uint64_t>(L"Size"),
-                        .free = fields.Number<std::uint64_t>(L"FreeSpace"),
-                        .fileSystem = fields.Text(L"FileSystem"),
-                        .label = fields.Text(L"Label") ? fields.Text(L"Label") : L"",
-                        .serial = fields.Number<DWORD>(L"Serial", 0, 16)};
+    const Volume volume{.type = fields.Number<UINT>(form::kType, DRIVE_FIXED),
+                        .total = fields.Number<std::uint64_t>(form::kSize),
+                        .free = fields.Number<std::uint64_t>(form::kFreeSpace),
+                        .fileSystem = fields.Text(form::kFileSystem),
+                        .label = fields.Text(form::kLabel) ? fields.Text(form::kLabel) : L"",
+                        .serial = fields.Number<DWORD>(form::kSerial, 0, 16)};
     fields.ExpectNoOther();
     return volume;
 }
 
 Display ReadDisplay(Fields fields)
 {
-    const Display display{.name = fields.Text(L"Name"),
-                          .id = fields.Text(L"Id"),
-                          .key = fields.Text(L"Key"),
-                          .flags = fields.Number<DWORD>(L"Flags")};
+    const Display display{.name = fields.Text(form::kName),
+                          .id = fields.Text(form::kId),
+                          .key = fields.Text(form::kKey),
+                          .flags = fields.Number<DWORD>(form::kFlags)};
     fields.ExpectNoOther();
     return display;
 }
 
 IP_ADAPTER_INFO ReadAdapter(Fields* fields)
 {
-    const std::string description = ToBytes(fields->TextOr(L"Description"), CP_ACP);
+    const std::string description = ToBytes(fields->TextOr(form::kDescription), CP_ACP);
     std::array<std::uint8_t, 6> address{};
-    const auto bytes = fields->Bytes(L"Address");
+    const auto bytes = fields->Bytes(form::kAddress);
     std::copy_n(bytes.begin(), std::min(bytes.size(), address.size()), address.begin());
-    IP_ADAPTER_INFO adapter = MakeAdapter(description.c_str(), address, fields->Number(L"Type"));
-    const auto set = [fields](IP_ADDRESS_STRING& field, const wchar_t* name) {
+    IP_ADAPTER_INFO adapter =
+        MakeAdapter(description.c_str(), address, fields->Number(form::kType));
+    const auto set = [fields](IP_ADDRESS_STRING& field, std::string_view name) {
         const std::string text = ToBytes(fields->TextOr(name));
         std::copy_n(text.begin(), std::min(text.size(), sizeof field.String - 1), field.String);
     };
-    set(adapter.IpAddressList.IpAddress, L"IPAddress");
-    set(adapter.IpAddressList.IpMask, L"IPSubnet");
-    set(adapter.GatewayList.IpAddress, L"Gateway");
-    set(adapter.DhcpServer.IpAddress, L"DHCPServer");
-    set(adapter.PrimaryWinsServer.IpAddress, L"WINSServer");
-    adapter.DhcpEnabled = fields->Flag(L"DHCPEnabled") ? 1 : 0;
-    adapter.LeaseObtained = fields->Number<time_t>(L"LeaseObtained");
-    adapter.LeaseExpires = fields->Number<time_t>(L"LeaseExpires");
+    set(adapter.IpAddressList.IpAddress, form::kIPAddress);
+    set(adapter.IpAddressList.IpMask, form::kIPSubnet);
+    set(adapter.GatewayList.IpAddress, form::kGateway);
+    set(adapter.DhcpServer.IpAddress, form::kDHCPServer);
+    set(adapter.PrimaryWinsServer.IpAddress, form::kWINSServer);
+    adapter.DhcpEnabled = fields->Flag(form::kDHCPEnabled) ? 1 : 0;
+    adapter.LeaseObtained = fields->Number<time_t>(form::kLeaseObtained);
+    adapter.LeaseExpires = fields->Number<time_t>(form::kLeaseExpires);
     return adapter;
 }
 
 Wlan::Interface ReadWireless(Fields fields)
 {
     Wlan::Interface wireless{
-        .description = fields.Text(L"Description"),
-        .state = fields.Number<WLAN_INTERFACE_STATE>(L"State", wlan_interface_state_connected)};
-    const auto authentication = fields.Number<DOT11_AUTH_ALGORITHM>(L"Authentication");
-    const auto cipher = fields.Number<DOT11_CIPHER_ALGORITHM>(L"Cipher", DOT11_CIPHER_ALGO_CCMP);
-    const int phyType = fields.Number<int>(L"PhyType");
-    if (const wchar_t* const ssid = fields.Text(L"SSID")) {
+        .description = fields.Text(form::kDescription),
+        .state = fields.Number<WLAN_INTERFACE_STATE>(form::kState, wlan_interface_state_connected)};
+    const auto authentication = fields.Number<DOT11_AUTH_ALGORITHM>(form::kAuthentication);
+    const auto cipher =
+        fields.Number<DOT11_CIPHER_ALGORITHM>(form::kCipher, DOT11_CIPHER_ALGO_CCMP);
+    const int phyType = fields.Number<int>(form::kPhyType);
+    if (const wchar_t* const ssid = fields.Text(form::kSSID)) {
         wireless.connection = MakeConnection(ToBytes(ssid).c_str(), authentication, phyType);
         wireless.connection->wlanSecurityAttributes.dot11CipherAlgorithm = cipher;
     }
-    if (const ULONG channel = fields.Number<ULONG>(L"Channel"))
+    if (const ULONG channel = fields.Number<ULONG>(form::kChannel))
         wireless.channel = channel;
     fields.ExpectNoOther();
     return wireless;
@@ -254,7 +259,7 @@ Wlan::Interface ReadWireless(Fields fields)
 /// A drive that tells or denies that it has a seek penalty, or that cannot be asked.
 Devices::Answer ReadDrive(Fields fields, bool canBeAsked)
 {
-    const bool hasSeekPenalty = fields.Flag(L"IncursSeekPenalty");
+    const bool hasSeekPenalty = fields.Flag(form::kIncursSeekPenalty);
     fields.ExpectNoOther();
     return [=](const DeviceCall& call) {
         if (call.code != IOCTL_STORAGE_QUERY_PROPERTY || call.output.size() != 12 || !canBeAsked)
@@ -266,38 +271,38 @@ Devices::Answer ReadDrive(Fields fields, bool canBeAsked)
 
 RegistryValue ReadRegistryValue(const Property& property)
 {
-    const std::wstring& type = property.typeName;
-    if (type == L"REG_MULTI_SZ" || (type.empty() && (property.value->type() & VT_ARRAY) != 0)) {
+    const std::string_view type = property.typeWord;
+    if (type == form::kRegMultiSz || (type.empty() && (property.value->type() & VT_ARRAY) != 0)) {
         RegistryValue value{REG_MULTI_SZ, {}};
         for (const std::wstring& text : Fields::TextsOf(property))
             AppendText(value.bytes, text);
         AppendText(value.bytes, L"");
         return value;
     }
-    if (type == L"REG_BINARY") {
+    if (type == form::kRegBinary) {
         RegistryValue value{REG_BINARY, {}};
         Fields::Expect(property, ParseBytes(property.text, &value.bytes),
                        "bytes such as \"02 1B\"");
         return value;
     }
     const bool isText = property.value->type() == VT_BSTR;
-    if (type == L"REG_QWORD" || type == L"REG_DWORD" || (type.empty() && !isText)) {
+    if (type == form::kRegQword || type == form::kRegDword || (type.empty() && !isText)) {
         std::uint64_t number = 0;
         Fields::Expect(property, ParseNumber(property.text, 10, &number), "a number");
-        if (type == L"REG_QWORD")
+        if (type == form::kRegQword)
             return WideNumberValue(number);
         return NumberValue(static_cast<std::uint32_t>(number));
     }
-    Fields::Expect(property, isText && !type.starts_with(L"VT_"), "a registry value");
-    return TextValue(property.text, type == L"REG_EXPAND_SZ" ? REG_EXPAND_SZ : REG_SZ);
+    Fields::Expect(property, isText && !type.starts_with("VT_"), "a registry value");
+    return TextValue(property.text, type == form::kRegExpandSz ? REG_EXPAND_SZ : REG_SZ);
 }
 
 void AddKey(const NativeItem& item, RegistryTree* localMachine, RegistryTree* dynamicData)
 {
     const std::wstring root = item.name.substr(0, item.name.find(L'\\'));
-    RegistryTree* const tree = root == L"HKEY_LOCAL_MACHINE" ? localMachine
-                               : root == L"HKEY_DYN_DATA"    ? dynamicData
-                                                             : nullptr;
+    RegistryTree* const tree = Equals(root, form::kLocalMachine)  ? localMachine
+                               : Equals(root, form::kDynamicData) ? dynamicData
+                                                                  : nullptr;
     if (tree == nullptr || root.size() == item.name.size())
         FailLine(item.number, "a key of HKEY_LOCAL_MACHINE or HKEY_DYN_DATA");
     const std::wstring path = item.name.substr(root.size() + 1);
@@ -333,36 +338,36 @@ WholeMachine::WholeMachine(const std::wstring& path)
 void WholeMachine::ReadItem(const NativeItem& item)
 {
     Fields fields{item};
-    if (item.kind == L"system") {
+    if (item.kind == form::kSystemItem) {
         ReadSystem(fields, &platform);
-    } else if (item.kind == L"volume") {
+    } else if (item.kind == form::kVolumeItem) {
         if (item.name.size() != 2 || item.name[0] < L'A' || item.name[0] > L'Z')
             FailLine(item.number, "a volume such as C:");
         platform.volumes[item.name[0]] = ReadVolume(fields);
-    } else if (item.kind == L"display") {
+    } else if (item.kind == form::kDisplayItem) {
         platform.displays.push_back(ReadDisplay(fields));
-    } else if (item.kind == L"adapter") {
+    } else if (item.kind == form::kAdapterItem) {
         adapters_.push_back(ReadAdapter(&fields));
         const auto index = static_cast<DWORD>(adapters_.size());
         adapters_.back().Index = index;
-        if (const wchar_t* const server = fields.Text(L"DNSServer"))
+        if (const wchar_t* const server = fields.Text(form::kDNSServer))
             dnsServers_[index] = texts_.emplace_back(ToBytes(server)).c_str();
         fields.ExpectNoOther();
-    } else if (item.kind == L"ipv6 adapter") {
-        ipv6Adapters_.push_back({fields.Text(L"Description"), fields.Texts(L"Addresses")});
+    } else if (item.kind == form::kIPv6AdapterItem) {
+        ipv6Adapters_.push_back({fields.Text(form::kDescription), fields.Texts(form::kAddresses)});
         fields.ExpectNoOther();
-    } else if (item.kind == L"wireless interface") {
+    } else if (item.kind == form::kWirelessInterfaceItem) {
         wireless_.push_back(ReadWireless(fields));
-    } else if (item.kind == L"wireless network") {
+    } else if (item.kind == form::kWirelessNetworkItem) {
         if (wireless_.empty())
             FailLine(item.number, "the interface that sees the network first");
         auto& networks = wireless_.back().networks;
         if (!networks)
             networks.emplace();
-        networks->push_back({texts_.emplace_back(ToBytes(fields.TextOr(L"SSID"))).c_str(),
-                             fields.Number<ULONG>(L"Frequency")});
+        networks->push_back({texts_.emplace_back(ToBytes(fields.TextOr(form::kSSID))).c_str(),
+                             fields.Number<ULONG>(form::kFrequency)});
         fields.ExpectNoOther();
-    } else if (item.kind == L"drive") {
+    } else if (item.kind == form::kDriveItem) {
         devices[item.name] = ReadDrive(fields, !item.properties.empty());
     } else {
         AddKey(item, &localMachine_, &dynamicData_);

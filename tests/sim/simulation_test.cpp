@@ -5,7 +5,6 @@
 #include <shlobj.h>
 #include <wbemcli.h>
 
-#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -19,58 +18,6 @@
 
 namespace orrery::sim {
 namespace {
-
-constexpr std::wstring_view kMachine =
-    LR"(
-# a machine of odd parts
-namespace root\cimv2
-instance of Win32_Part
-{
-	Name = "A \"b\"; c\\d\x41\n";
-	Count = 4294967295;
-	Fitted = TRUE;
-	Tags = {"x, y", "z}"};
-	Codes = {10,9};
-	None = {};
-	Depth = NULL;
-	Later = EMPTY;
-	VT_UI1 Small = 200;
-	VT_R8 Load = 1.5;
-	VT_BSTR Wide = 12;
-	VT_UI1 Bytes = {1, 255};
-	Path = "a\\b";
-	text Path = "a\b";
-	Silent = 5;
-	text
-	__PATH = "\\\\HOST\\root:Win32_Part.Id=\"1\"";
-};
-    unreadable instance of Win32_Part {
-  Name = "second";
-};
-empty slot of Win32_Part
-after 300 ms
-instance of Win32_Part
-{
-	Name = "late";
-};
-class Win32_Nothing
-query Associators of {Win32_Part.Id='1'} where X=Y 
-instance of Win32_Other
-{
-	Id = 7;
-};
-method Lock of \\HOST\root:Win32_Part.Id="1"
-instance of __PARAMETERS
-{
-	ReturnValue = 0;
-};
-method Set of \\HOST\root:Win32_Part.Id="1" takes input
-instance of __PARAMETERS
-{
-	ReturnValue = 5;
-};
-namespace root\empty
-)";
 
 ComPtr<IWbemLocator> Locator()
 {
@@ -139,7 +86,7 @@ protected:
     }
 
     ComApartment apartment_;
-    Simulation simulation_{kMachine};
+    Simulation simulation_{LoadScenario(L"" ORRERY_TEST_DATA "/machines/odd-parts.machine")};
     HRESULT result_ = E_FAIL;
     ComPtr<IWbemServices> services_ = Connect(L"\\\\.\\ROOT\\CIMV2", &result_);
 };
@@ -254,27 +201,18 @@ TEST_F(SimulatedMachine, RunsMethods)
     ASSERT_TRUE(signature);
     ASSERT_EQ(signature->SpawnInstance(0, input.put()), S_OK);
 
-    const struct {
-        const wchar_t *path, *name;
-        bool withInput;
-        const wchar_t* expected;  // null: the method fails
-    } rows[] = {
-        {L"\\\\HOST\\root:Win32_Part.Id=\"1\"", L"Lock", false, L"3:0"},
-        {L"\\\\HOST\\root:Win32_Part.Id=\"2\"", L"Lock", false, nullptr},
-        {L"\\\\HOST\\root:Win32_Part.Id=\"1\"", L"Set", false, nullptr},
-        {L"\\\\HOST\\root:Win32_Part.Id=\"1\"", L"Set", true, L"3:5"},
-    };
-    for (const auto& row : rows) {
+    const auto answer = [&](const wchar_t* path, const wchar_t* name, IWbemClassObject* given) {
         ComPtr<IWbemClassObject> output;
-        result_ =
-            services_->ExecMethod(MakeBstr(row.path).get(), MakeBstr(row.name).get(), 0, nullptr,
-                                  row.withInput ? input.get() : nullptr, output.put(), nullptr);
-        EXPECT_EQ(result_, row.expected ? S_OK : kWmiInvalidMethodParameters);
-        ASSERT_EQ(static_cast<bool>(output), row.expected != nullptr);
-        if (output) {
-            EXPECT_EQ(Read(output.get(), L"ReturnValue"), row.expected);
-        }
-    }
+        result_ = services_->ExecMethod(MakeBstr(path).get(), MakeBstr(name).get(), 0, nullptr,
+                                        given, output.put(), nullptr);
+        EXPECT_EQ(result_, output ? S_OK : kWmiInvalidMethodParameters);
+        return output ? Read(output.get(), L"ReturnValue") : L"none";
+    };
+    const wchar_t* const path = L"\\\\HOST\\root:Win32_Part.Id=\"1\"";
+    EXPECT_EQ(answer(path, L"Lock", nullptr), L"3:0");
+    EXPECT_EQ(answer(L"\\\\HOST\\root:Win32_Part.Id=\"2\"", L"Lock", nullptr), L"none");
+    EXPECT_EQ(answer(path, L"Set", nullptr), L"none");
+    EXPECT_EQ(answer(path, L"Set", input.get()), L"3:5");
 }
 
 TEST_F(SimulatedMachine, LetsCallsFailAndWait)
@@ -346,38 +284,6 @@ TEST_F(SimulatedMachine, TracesCallsAndCountsObjects)
     EXPECT_EQ(result_, E_ABORT);
 }
 
-TEST_F(SimulatedMachine, ObeysRulesWithoutATrace)
-{
-    simulation_.StopTrace();
-    EXPECT_TRUE(Enumerate(L"Win32_Part", &result_));
-    simulation_.FailNthCall(1, E_ABORT);
-    EXPECT_FALSE(Enumerate(L"Win32_Part", &result_));
-    EXPECT_EQ(result_, E_ABORT);
-    EXPECT_EQ(simulation_.CallCount(), 2);  // what the fixture called before
-}
-
-TEST_F(SimulatedMachine, ServesManyThreads)
-{
-    std::atomic<int> delivered = 0;
-    std::vector<std::thread> workers;
-    for (int worker = 0; worker < 13; ++worker)
-        workers.emplace_back([&] {
-            const ComApartment apartment;
-            for (int round = 0; round < 50; ++round) {
-                HRESULT result = E_FAIL;
-                const auto services = Connect(L"root\\cimv2", &result);
-                ComPtr<IEnumWbemClassObject> rows;
-                services->CreateInstanceEnum(MakeBstr(L"Win32_Part").get(), 1, nullptr, rows.put());
-                delivered += Next(rows.get(), &result) ? 1 : 0;
-            }
-        });
-    for (std::thread& worker : workers)
-        worker.join();
-    EXPECT_EQ(delivered, 650);
-    EXPECT_EQ(simulation_.LiveObjects(), 1);
-    EXPECT_EQ(simulation_.CallCount(), 2 + 650 * 4);
-}
-
 TEST_F(SimulatedMachine, LeavesOtherClassesAlone)
 {
     ComPtr<IUnknown> link;
@@ -413,50 +319,26 @@ protected:
 
 TEST_F(MachineFile, IsRefusedWithItsNameAndTheLineThatIsWrong)
 {
-    const std::string property = R"(line 4: expected "Name = value;" or "};")";
-    const std::string kind = "a property that items of this kind have";
-    const struct {
-        std::string text, message;
-    } rows[] = {
-        {"\ninstance of X", "line 2: expected a namespace first"},
-        {"namespace a\nclas X", "line 2: expected a directive or an instance"},
-        {"namespace a\ninstance of X\nA = 1;", "line 3: expected \"{\""},
-        {"namespace a\ninstance of X\n{\nA = 1;\n", "line 4: expected \"};\""},
-        {"namespace a\ninstance of X\n{\nA = 1\n};", property},
-        {"namespace a\ninstance of X\n{\nA = \"b;\n};", property},
-        {"namespace a\ninstance of X\n{\nA = {1, \"b\"};\n};", property},
-        {"namespace a\ninstance of X\n{\nA = 4294967296;\n};", property},
-        {"namespace a\ninstance of X\n{\nVT_X A = 4;\n};", property},
-        {"namespace a\ninstance of X\n{\nVT_UI1 A = 256;\n};", property},
-        {"namespace a\ninstance of X\n{\ntext A = 1;\n};",
-         "line 4: expected a property before its line of the object text"},
-        {"namespace a\nafter noon", "line 2: expected \"after NUMBER ms\""},
-        {"namespace a\nmethod Lock", "line 2: expected \"method NAME of PATH\""},
-        {"system A\n{\n};", "line 1: expected a kind of item, with its name if it has one"},
-        {"volume C:\n};", "line 2: expected \"{\""},
-        {"volume c:\n{\n};", "line 1: expected a volume such as C:"},
-        {"volume C:\n{\n\n\tTyp = 3;\n};", "line 4: expected " + kind},
-        {"volume C:\n{\nLabel = 7;\n};", "line 3: expected a text in quotes"},
-        {"volume C:\n{\nSerial = \"G\";\n};", "line 3: expected a number"},
-        {"system\n{\nVT_I4 Edition = 48;\n};", "line 3: expected no word before the name"},
-        {"adapter\n{\nAddress = \"02-1\";\n};", "line 3: expected bytes such as \"02-1B\""},
-        {"adapter\n{\nAddress = \"02_1B\";\n};", "line 3: expected bytes such as \"02-1B\""},
-        {"adapter\n{\nDHCPEnabled = 1;\n};", "line 3: expected TRUE or FALSE"},
-        {"ipv6 adapter\n{\nAddresses = \"::1\";\n};", "line 3: expected texts in braces"},
-        {"wireless network\n{\n};", "line 1: expected the interface that sees the network first"},
-        {"key HKEY_USERS\\A\n{\n};",
-         "line 1: expected a key of HKEY_LOCAL_MACHINE or HKEY_DYN_DATA"},
-        {"key HKEY_LOCAL_MACHINE\\A\n{\nREG_DWORD B = \"x\";\n};", "line 3: expected a number"},
-        {"key HKEY_LOCAL_MACHINE\\A\n{\nREG_SZ B = 1;\n};", "line 3: expected a registry value"},
-    };
-    for (const auto& row : rows) {
-        Write(row.text);
-        try {
-            const WholeMachine machine{path.wstring()};
-            ADD_FAILURE() << "accepted instead of: " << row.message;
-        } catch (const std::runtime_error& error) {
-            EXPECT_EQ(error.what(), path.filename().string() + ", " + row.message);
+    std::ifstream cases{ORRERY_TEST_DATA "/refused-machines.txt"};
+    std::string line, message, text;
+    std::getline(cases, line);
+    for (bool more = true; more;) {
+        more = static_cast<bool>(std::getline(cases, line));
+        if (more && !line.starts_with("== ")) {
+            text += line + '\n';
+            continue;
         }
+        if (!message.empty()) {
+            Write(text);
+            try {
+                const WholeMachine machine{path.wstring()};
+                ADD_FAILURE() << "accepted instead of: " << message;
+            } catch (const std::runtime_error& error) {
+                EXPECT_EQ(error.what(), path.filename().string() + ", " + message);
+            }
+        }
+        message = more ? line.substr(3) : "";
+        text.clear();
     }
 }
 
