@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "collect/drive_tables.h"
+#include "collect/drives.h"
 #include "collect/logical_disks.h"
 #include "entry/categories.h"
 #include "figures.h"
@@ -99,7 +100,7 @@ void CollectCategory(CHardwareCollector* collector, CInvMap* map)
 void CollectDrives(CHardwareCollector* collector, CInvMap* map)
 {
     PrepareDriveTables(collector);
-    CollectClass(collector, 100, map, descriptors::kDiskDrive);
+    CollectClass(collector, 100, map, descriptors::kDiskDrive, WriteDiskDrive);
     WriteVolumeLists(collector, map);
 }
 

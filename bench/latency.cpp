@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "entry/categories.h"
 #include "entry/dispatcher.h"
@@ -59,7 +60,7 @@ double Dispatch(const Category* first, std::size_t count)
 /// Starts as many workers as a run has and lets them do nothing: apartments, collectors, times.
 double StartUp()
 {
-    std::array<Category, kHardwareCategories.size()> idle = kHardwareCategories;
+    std::vector<Category> idle{kHardwareCategories.begin(), kHardwareCategories.end()};
     for (auto& category : idle)
         category.id = -1;
     return Dispatch(idle.data(), idle.size());

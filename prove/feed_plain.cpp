@@ -8,7 +8,7 @@
 #include "native/time_zone.h"
 #include "support/text.h"
 #include "wmi/code_names.h"
-#include "wmi/date_format.h"
+#include "native/date_format.h"
 #include "wmi/property_text.h"
 
 namespace orrery::prove {

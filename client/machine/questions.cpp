@@ -369,10 +369,10 @@ const std::vector<WmiNamespace>& WmiNamespaces()
     return kNamespaces;
 }
 
-ComPtr<IWbemServices> OpenNamespace(const WmiNamespace& wanted, HRESULT* result)
+WmiResult<IWbemServices> OpenNamespace(const WmiNamespace& wanted)
 {
-    return wanted.session == Session::kDefault ? OpenDefaultSession(result)
-                                               : OpenSession(wanted.path, wanted.refused, result);
+    return wanted.session == Session::kDefault ? OpenDefaultSession()
+                                               : OpenSession(wanted.path, wanted.refused);
 }
 
 const std::vector<WmiQuestion>& WmiQuestions()

@@ -49,8 +49,7 @@ struct WmiNamespace {
 const std::vector<WmiNamespace>& WmiNamespaces();
 
 /// Opens a namespace as the library does.
-/// @param result takes what the connection ended with; may be null
-ComPtr<IWbemServices> OpenNamespace(const WmiNamespace& wanted, HRESULT* result = nullptr);
+WmiResult<IWbemServices> OpenNamespace(const WmiNamespace& wanted);
 
 enum class Asking {
     kBatch,      ///< the class is enumerated: one batch within a second, see FirstBatch

@@ -233,10 +233,9 @@ Answer Ask(const WmiQuestion& question, const std::wstring& text, const Row& row
     if (!services)
         return answer;
     if (question.asking == Asking::kMethod) {
-        ComPtr<IWbemClassObject> output;
-        answer.isAnswered =
-            SUCCEEDED(RunMethod(services.get(), question.text, text, nullptr, &output)) && output;
-        if (answer.isAnswered)
+        const auto output = RunMethod(services.get(), question.text, text, nullptr);
+        answer.isAnswered = static_cast<bool>(output);
+        if (output)
             AddObject(output.get(), row, &answer);
         return answer;
     }

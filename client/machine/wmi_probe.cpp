@@ -131,8 +131,8 @@ using Identities = std::vector<std::wstring>;
 /// One batch as FirstBatch takes it, instance by instance, and then what the library misses.
 HRESULT AskBatch(IWbemServices* services, const wchar_t* source, CProgress* progress)
 {
-    HRESULT result = S_OK;
-    const auto instances = StartEnumeration(services, progress->question().className, &result);
+    const auto instances = StartEnumeration(services, progress->question().className);
+    HRESULT result = instances.result;
     if (!instances)
         return FAILED(result) ? result : E_FAIL;
     const auto start = Clock::now();
@@ -169,13 +169,13 @@ HRESULT AskQuery(IWbemServices* services, std::wstring_view text, const wchar_t*
 HRESULT AskMethod(IWbemServices* services, const std::wstring& object, CProgress* progress)
 {
     const WmiQuestion& question = progress->question();
-    ComPtr<IWbemClassObject> input, output;
-    HRESULT result = MakeMethodInput(services, question.className, question.text, &input);
-    if (SUCCEEDED(result))
-        result = RunMethod(services, question.text, object, input.get(), &output);
+    const auto input = MakeMethodInput(services, question.className, question.text);
+    if (FAILED(input.result))
+        return input.result;
+    const auto output = RunMethod(services, question.text, object, input.get());
     if (output)
         progress->Add(output.get(), nullptr, false);
-    return result;
+    return output.result;
 }
 
 /// Puts a question about one object.
@@ -247,9 +247,8 @@ doctor::NamespaceFinding ProbeNamespace(const WmiNamespace& wanted, std::chrono:
 {
     const auto ask = [&wanted] {
         const auto start = Clock::now();
-        HRESULT result = E_FAIL;
-        const bool isOpen = static_cast<bool>(OpenNamespace(wanted, &result));
-        return std::pair{isOpen ? Outcome{Ending::kAnswered, 0} : OutcomeOf(result),
+        const auto session = OpenNamespace(wanted);
+        return std::pair{session ? Outcome{Ending::kAnswered, 0} : OutcomeOf(session.result),
                          MillisecondsSince(start)};
     };
     doctor::NamespaceFinding finding{ToUtf8(wanted.path), {Ending::kNoAnswer, 0}, 0};
@@ -299,9 +298,10 @@ Identities ProbeClass(std::size_t number, const Identities& objects, std::chrono
     const WmiQuestion& question = WmiQuestions()[number];
     const auto progress = std::make_shared<CProgress>(question);
     const auto ask = [progress, objects, number] {
-        HRESULT result = E_FAIL;
         const WmiQuestion& asked = progress->question();
-        if (const auto services = OpenNamespace(WmiNamespaces()[asked.wmiNamespace], &result)) {
+        const auto services = OpenNamespace(WmiNamespaces()[asked.wmiNamespace]);
+        HRESULT result = services.result;
+        if (services) {
             progress->Begin();
             result = Ask(services.get(), objects, NeededFrom(number), progress.get());
         }

@@ -25,13 +25,14 @@ std::optional<bool> ReadStatus(IWbemClassObject* object, const wchar_t* name)
 /// @return nothing when a call failed
 std::optional<bool> ReadLocked(IWbemServices* services, IWbemClassObject* volume)
 {
-    ComPtr<IWbemClassObject> input, output;
-    if (FAILED(MakeMethodInput(services, kVolumeClass, kLockMethod, &input)))
+    const auto input = MakeMethodInput(services, kVolumeClass, kLockMethod);
+    if (FAILED(input.result))
         return std::nullopt;
     const auto path = ReadTextProperty(volume, L"__PATH");
-    if (!path || FAILED(RunMethod(services, kLockMethod, *path, input.get(), &output)) || !output)
+    if (!path)
         return std::nullopt;
-    return ReadStatus(output.get(), L"LockStatus");
+    const auto output = RunMethod(services, kLockMethod, *path, input.get());
+    return output ? ReadStatus(output.get(), L"LockStatus") : std::nullopt;
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "native/computer_system.h"
-#include "wmi/class_collector.h"
+#include "wmi/class_descriptors.h"
 
 namespace orrery {
 
@@ -14,11 +14,6 @@ void CollectComputerSystem(CHardwareCollector* collector, CInvMap* map)
     for (auto property = PropertiesOf(descriptor); *property != nullptr; ++property)
         if (std::wstring_view{*property} == L"Name")
             StoreValue(collector, *property, GetPhysicalHostName(), map, 0, SectionOf(descriptor));
-}
-
-void CollectEnclosure(CHardwareCollector* collector, CInvMap* map)
-{
-    CollectClass(collector, 1, map, descriptors::kSystemEnclosure);
 }
 
 }  // namespace orrery

@@ -9,8 +9,4 @@ namespace orrery {
 /// limited to the name on purpose.
 void CollectComputerSystem(CHardwareCollector* collector, CInvMap* map);
 
-/// The "Enclosure" category: writes the form factor of the first Win32_SystemEnclosure instance as
-/// (SystemEnclosure, 0, ChassisTypes); nothing without an instance.
-void CollectEnclosure(CHardwareCollector* collector, CInvMap* map);
-
 }  // namespace orrery

@@ -13,7 +13,7 @@
 #include "native/time_zone.h"
 #include "native/user_context.h"
 #include "native/well_known_accounts.h"
-#include "wmi/date_format.h"
+#include "native/date_format.h"
 #include "wmi/property_text.h"
 
 namespace orrery {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "store/inv_map.h"
+#include "wmi/class_descriptors.h"
 #include "wmi/hardware_collector.h"
-#include "wmi/section_writer.h"
 
 namespace orrery {
 
@@ -14,10 +14,10 @@ void CollectOperatingSystem(CHardwareCollector* collector, CInvMap* map);
 /// @return empty when the system does not tell
 WideString CurrentUserName();
 
-/// The writer of "OperatingSystem" for a class collection, an InstanceWriter. Writes
-/// "LastBootUpTime" as a local time with offset, the present time when the value is no date, and
-/// "Caption", in place of the caption of instance 0 when that is there. Other properties are left
-/// out.
+/// The InstanceWriter of "OperatingSystem". Writes "LastBootUpTime" as a local time with offset, the
+/// present time when the value is no date, and "Caption", in place of the caption of instance 0 when
+/// that is there. Other properties are left out.
+/// Stands for a class collection of the section; no category does one.
 void WriteOperatingSystemInstance(CHardwareCollector* collector, PropertyList properties,
                                   const WideString& objectText, CInvMap* map, std::int32_t index,
                                   const WideString& section);

@@ -15,66 +15,67 @@
 namespace orrery {
 namespace {
 
+constexpr std::uint32_t kNone = 0;
 constexpr std::uint32_t kMaxInstances = 100;
 constexpr std::uint32_t kMaxLogicalDisks = 26;
 
-void RunDrives(CHardwareCollector* collector, CInvMap* map)
+void RunDrives(CHardwareCollector* collector, std::uint32_t limit, CInvMap* map)
 {
     PrepareDriveTables(collector);
-    if (CollectClass(collector, kMaxInstances, map, descriptors::kDiskDrive) == 0)
-        CollectNativeDrives(collector, kMaxInstances, map);
+    if (CollectClass(collector, limit, map, descriptors::kDiskDrive, WriteDiskDrive) == 0)
+        CollectNativeDrives(collector, limit, map);
     CollectLogicalDisks(collector, kMaxLogicalDisks, map);
 }
 
-void RunNetwork(CHardwareCollector* collector, CInvMap* map)
+void RunNetwork(CHardwareCollector* collector, std::uint32_t limit, CInvMap* map)
 {
     collector->adapterFlag = false;
-    CollectNetwork(collector, kMaxInstances, map);
+    CollectNetwork(collector, limit, map);
 }
 
-struct CategoryWork {
-    std::int32_t id;
-    void (*run)(CHardwareCollector* collector, CInvMap* map);
-};
-
-/// A category whose collector takes an upper bound on its instances.
-template <auto Collect, std::uint32_t Max = kMaxInstances>
-void RunLimited(CHardwareCollector* collector, CInvMap* map)
+void RunLogicalDisks(CHardwareCollector* collector, std::uint32_t limit, CInvMap* map)
 {
-    Collect(collector, Max, map);
+    CollectLogicalDisks(collector, limit, map);
+}
+
+/// A category whose collector takes no limit.
+template <void (*Collect)(CHardwareCollector* collector, CInvMap* map)>
+void RunWhole(CHardwareCollector* collector, std::uint32_t /*limit*/, CInvMap* map)
+{
+    Collect(collector, map);
 }
 
 /// A category that is one WMI class and nothing else.
 template <const ClassDescriptor& Descriptor>
-void RunClass(CHardwareCollector* collector, CInvMap* map)
+void RunClass(CHardwareCollector* collector, std::uint32_t limit, CInvMap* map)
 {
-    CollectClass(collector, kMaxInstances, map, Descriptor);
+    CollectClass(collector, limit, map, Descriptor);
 }
-
-constexpr auto kWork = std::to_array<CategoryWork>({
-    {0, RunNetwork},
-    {1, RunLimited<CollectVideo>},
-    {7, RunLimited<CollectProcessor>},
-    {9, RunDrives},
-    {10, RunLimited<CollectLogicalDisks, kMaxLogicalDisks>},
-    {13, RunLimited<CollectUsb>},
-    {14, CollectOperatingSystem},
-    {15, CollectBios},
-    {16, CollectMemory},
-    {17, CollectComputerSystem},
-    {19, CollectEnclosure},
-    {20, RunClass<descriptors::kBaseBoard>},
-    {21, RunClass<descriptors::kSystemSlot>},
-    {22, CollectOverview},
-});
 
 }  // namespace
 
+constinit const std::array<Category, 14> kCategories{{
+    {22, L"SystemOverview", kNone, RunWhole<CollectOverview>},
+    {0, L"Network", kMaxInstances, RunNetwork},
+    {1, L"Video", kMaxInstances, CollectVideo},
+    {7, L"CPU", kMaxInstances, CollectProcessor},
+    {9, L"PhysicalDrive", kMaxInstances, RunDrives},
+    {13, L"USB", kMaxInstances, CollectUsb},
+    {14, L"OS", kNone, RunWhole<CollectOperatingSystem>},
+    {15, L"BIOS", kNone, RunWhole<CollectBios>},
+    {16, L"Memory", kNone, RunWhole<CollectMemory>},
+    {17, L"CompSys", kNone, RunWhole<CollectComputerSystem>},
+    {19, L"Enclosure", 1, RunClass<descriptors::kSystemEnclosure>},
+    {20, L"BaseBoard", kMaxInstances, RunClass<descriptors::kBaseBoard>},
+    {21, L"SystemSlot", kMaxInstances, RunClass<descriptors::kSystemSlot>},
+    {10, nullptr, kMaxLogicalDisks, RunLogicalDisks},
+}};
+
 void RunCategory(std::int32_t id, CHardwareCollector* collector, CInvMap* map)
 {
-    for (const auto& work : kWork)
-        if (work.id == id)
-            return work.run(collector, map);
+    for (const auto& category : kCategories)
+        if (category.id == id)
+            return category.collect(collector, category.limit, map);
 }
 
 }  // namespace orrery

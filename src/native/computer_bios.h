@@ -60,7 +60,8 @@ bool IsXBiosDisabled();
 /// The decision of IsXBiosDisabled for a given Windows version.
 bool IsXBiosDisabled(std::uint32_t major, std::uint32_t minor);
 
-/// Sets "DisableXBios" to 1, creating its key when it is missing.
+/// Sets "DisableXBios" to 1, creating its key when it is missing. Stands on purpose though nothing
+/// calls it: the library writes nothing to the registry.
 /// @return 1 when it is set, else 0
 std::int32_t DisableXBios();
 

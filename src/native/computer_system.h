@@ -21,14 +21,15 @@ public:
 WideString GetPhysicalHostName();
 
 /// The text "name" under "SOFTWARE\Veltrane Ltd\Lessonvale", at most 500 characters; empty when it
-/// is missing. Not part of the report.
+/// is missing. Stands on purpose though nothing calls it: the report has no such fact.
 WideString ReadLessonvaleName();
 
-/// The REG_DWORD "EnclosureType" under the same key; 0 when it is missing. Not part of the report.
+/// The REG_DWORD "EnclosureType" under the same key; 0 when it is missing. Stands on purpose though
+/// nothing calls it: the report has no such fact.
 std::uint32_t ReadLessonvaleEnclosureType();
 
-/// The full name of a chassis code, such as "Mini Tower"; empty for codes without one. The report
-/// shows the coarser form factor instead.
+/// The full name of a chassis code, such as "Mini Tower"; empty for codes without one. Stands on
+/// purpose though nothing calls it: the report shows the coarser form factor.
 /// Source of the codes: the SMBIOS chassis types.
 WideString ChassisCodeName(std::int32_t code);
 

@@ -16,7 +16,7 @@
 namespace orrery {
 
 /// A present device, as its instance key of the enumeration tree describes it. Longer texts are
-/// cut, missing ones are empty.
+/// cut, missing ones are empty. Collectors use the class and the name; the rest stands on purpose.
 struct DeviceRecord {
     using Text = FixedText<255>;
 

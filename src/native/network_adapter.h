@@ -50,8 +50,10 @@ public:
     }
     WideString IPV6Address(std::size_t index) const { return Text(index, &CNICCard::ipv6Address); }
 
-    /// The first adapter of exactly this name or hardware address; null when there is none.
+    // The first adapter of exactly this name or hardware address; null when there is none.
+
     CNICCard* FindByName(std::wstring_view name) const;
+    /// Stands on purpose though nothing calls it.
     CNICCard* FindByMACAddress(std::wstring_view macAddress) const;
 
 private:

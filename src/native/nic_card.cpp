@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "support/text.h"
-#include "wmi/date_format.h"
+#include "native/date_format.h"
 
 namespace orrery {
 namespace {

@@ -8,7 +8,7 @@
 namespace orrery {
 
 /// The Windows that this process runs on. Filled when the object is built and only read from then
-/// on; all empty when the system does not tell its version.
+/// on; all empty when the system does not tell its version. What no collector uses stands on purpose.
 class COperatingSystem {
 public:
     COperatingSystem();

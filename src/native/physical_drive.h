@@ -54,6 +54,7 @@ public:
 
     // All of these give an empty text for an index that is not below the count.
     WideString Model(std::size_t index) const;
+    /// Stands on purpose though nothing calls it: the report has no such fact.
     WideString FirmwareRevision(std::size_t index) const;
     WideString SerialNumber(std::size_t index) const;
     /// Whole mebibytes, the low 32 bits in decimal.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "wmi/date_format.h"
+#include "native/date_format.h"
 
 namespace orrery {
 namespace {

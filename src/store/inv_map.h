@@ -25,6 +25,7 @@ public:
     using Entries = std::map<std::wstring, CHardwareObject*, std::less<>>;
 
     CInvMap();
+    /// Stands on purpose though nothing calls it; the arguments have no effect.
     CInvMap(std::intptr_t reserved, std::int32_t reservedNumber);
     CInvMap(const CInvMap&) = delete;
     CInvMap& operator=(const CInvMap&) = delete;
@@ -47,6 +48,7 @@ public:
     /// The code page that a caller asked for, 0 or 65001. The report does not depend on it.
     void SetCodePage(std::uint32_t codePage) noexcept { codePage_ = codePage; }
     std::uint32_t codePage() const noexcept { return codePage_; }
+    /// Stands on purpose though nothing calls it; the size has no effect.
     void SetUnitSize(std::uint8_t half) noexcept { unitSize_ = std::uintptr_t{2} * half; }
     /// A reserved setting, handed the top eight bits of the run's flags; it has no effect.
     void SetReserved(std::uint8_t) noexcept {}

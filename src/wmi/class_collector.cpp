@@ -1,17 +1,10 @@
 #include "wmi/class_collector.h"
 
 #include "wmi/property_text.h"
-#include "wmi/section_writer.h"
 #include "wmi/session.h"
 
 namespace orrery {
 namespace {
-
-InstanceWriter WriterFor(std::wstring_view section)
-{
-    const InstanceWriter special = FindSectionWriter(section);
-    return special != nullptr ? special : WriteInstance;
-}
 
 /// The value as text, without conversion when it is a string already.
 std::optional<WideString> PropertyValue(CHardwareCollector* collector, IWbemClassObject* object,
@@ -28,14 +21,13 @@ std::optional<WideString> PropertyValue(CHardwareCollector* collector, IWbemClas
 }  // namespace
 
 std::int32_t CollectClass(CHardwareCollector* collector, std::uint32_t maxInstances, CInvMap* map,
-                          ClassDescriptor descriptor)
+                          ClassDescriptor descriptor, InstanceWriter write)
 {
     collector->ConnectWmi();
     if (!collector->services)
         return 0;
 
     const WideString section = SectionOf(descriptor);
-    const InstanceWriter write = WriterFor(section);
     std::int32_t index = 0;
     for (const auto& object :
          FirstBatch(collector->services.get(), ClassOf(descriptor), maxInstances)) {

@@ -9,19 +9,27 @@
 
 namespace orrery {
 
-/// Writes one key per property of every instance of a WMI class.
+/// Writes the facts of one WMI instance.
+/// @param objectText the instance's text
+/// @param index      number of the instance within its section, from 0
+using InstanceWriter = void (*)(CHardwareCollector* collector, PropertyList properties,
+                                const WideString& objectText, CInvMap* map, std::int32_t index,
+                                const WideString& section);
+
+/// The plain InstanceWriter: writes every listed property, empty values included.
+void WriteInstance(CHardwareCollector* collector, PropertyList properties,
+                   const WideString& objectText, CInvMap* map, std::int32_t index,
+                   const WideString& section);
+
+/// Writes the facts of every instance of a WMI class.
 ///
 /// Takes what the provider delivers in one batch within a second. An instance whose text cannot be
 /// read is passed over without using up an index, so that indexes stay dense.
 /// @param maxInstances upper bound on the instances written, 1 to 1024
-/// @return instances written; 0 also when WMI is out of reach, the caller's cue to probe natively
+/// @param write        for a section whose facts need more than one property's text each
+/// @return instances written; 0 also when WMI is out of reach, the caller's cue to read natively
 std::int32_t CollectClass(CHardwareCollector* collector, std::uint32_t maxInstances, CInvMap* map,
-                          ClassDescriptor descriptor);
-
-/// Writes every listed property of one instance, empty values included.
-void WriteInstance(CHardwareCollector* collector, PropertyList properties,
-                   const WideString& objectText, CInvMap* map, std::int32_t index,
-                   const WideString& section);
+                          ClassDescriptor descriptor, InstanceWriter write = WriteInstance);
 
 /// Appends one property of every instance of a class to a list, in enumeration order: strings as
 /// they stand, values of other types as GetPropertyFromText gives them. At most 100 instances,

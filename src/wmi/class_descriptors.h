@@ -25,7 +25,8 @@ inline PropertyList PropertiesOf(ClassDescriptor descriptor) noexcept
     return descriptor + 2;
 }
 
-/// The whole table, descriptor after descriptor, and the number of its slots.
+/// The whole table, descriptor after descriptor, and the number of its slots. Collectors use single
+/// descriptors; the whole stands for who wants to know what there is.
 struct DescriptorTable {
     const wchar_t* const* slots;
     std::size_t count;

@@ -6,30 +6,28 @@
 namespace orrery {
 namespace {
 
-ComPtr<IWbemServices> Connect(DWORD serverContext, const wchar_t* wmiNamespace, HRESULT* result)
+WmiResult<IWbemServices> Connect(DWORD serverContext, const wchar_t* wmiNamespace)
 {
+    WmiResult<IWbemServices> services;
     ComPtr<IWbemLocator> locator;
-    *result = CoCreateInstance(CLSID_WbemLocator, nullptr, serverContext, IID_IWbemLocator,
-                               locator.putVoid());
-    if (FAILED(*result) || !locator)
-        return {};
-    ComPtr<IWbemServices> services;
+    services.result = CoCreateInstance(CLSID_WbemLocator, nullptr, serverContext, IID_IWbemLocator,
+                                       locator.putVoid());
+    if (FAILED(services.result) || !locator)
+        return services;
     const UniqueBstr name = MakeBstr(wmiNamespace);
-    *result = locator->ConnectServer(name.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
-                                     services.put());
-    if (FAILED(*result))
-        return {};
+    services.result = locator->ConnectServer(name.get(), nullptr, nullptr, nullptr, 0, nullptr,
+                                             nullptr, services.put());
+    if (FAILED(services.result))
+        services.reset();
     return services;
 }
 
 }  // namespace
 
-ComPtr<IWbemServices> OpenDefaultSession(HRESULT* result)
+WmiResult<IWbemServices> OpenDefaultSession()
 {
-    HRESULT unwanted = E_FAIL;
-    HRESULT& connected = result != nullptr ? *result : unwanted;
-    ComPtr<IWbemServices> services = Connect(CLSCTX_ALL, L"root\\cimv2", &connected);
-    if (!services || connected != S_OK)
+    auto services = Connect(CLSCTX_ALL, L"root\\cimv2");
+    if (!services || services.result != S_OK)
         return services;
     ComPtr<IClientSecurity> security;
     if (SUCCEEDED(services->QueryInterface(IID_IClientSecurity, security.putVoid())))
@@ -39,19 +37,16 @@ ComPtr<IWbemServices> OpenDefaultSession(HRESULT* result)
     return services;
 }
 
-ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused,
-                                  HRESULT* result)
+WmiResult<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused)
 {
-    HRESULT unwanted = E_FAIL;
-    HRESULT& last = result != nullptr ? *result : unwanted;
-    ComPtr<IWbemServices> services = Connect(CLSCTX_INPROC_SERVER, wmiNamespace, &last);
+    auto services = Connect(CLSCTX_INPROC_SERVER, wmiNamespace);
     if (!services)
-        return {};
-    last =
+        return services;
+    services.result =
         CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
                           RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
-    if (FAILED(last) && refused == RefusedBlanket::kEndsSession)
-        return {};
+    if (FAILED(services.result) && refused == RefusedBlanket::kEndsSession)
+        services.reset();
     return services;
 }
 
@@ -62,25 +57,24 @@ ComPtr<IWbemClassObject> QueryRows::Next()
     ULONG returned = 0;
     if (!rows_)
         return {};
-    result_ = rows_->Next(kNoTimeLimit, 1, row.put(), &returned);
-    if (FAILED(result_) || returned == 0)
+    rows_.result = rows_->Next(kNoTimeLimit, 1, row.put(), &returned);
+    if (FAILED(rows_.result) || returned == 0)
         return {};
     return row;
 }
 
-ComPtr<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql,
-                                        HRESULT* result)
+WmiResult<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql)
 {
     const UniqueBstr language = MakeBstr(L"WQL");
     const UniqueBstr text = MakeBstr(wql);
-    ComPtr<IEnumWbemClassObject> rows;
-    const HRESULT started = services->ExecQuery(
-        language.get(), text.get(), WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
-        rows.put());
-    if (result != nullptr)
-        *result = started;
-    if (FAILED(started) || !rows)
-        return {};
+    WmiResult<IEnumWbemClassObject> rows;
+    rows.result = services->ExecQuery(language.get(), text.get(),
+                                      WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY,
+                                      nullptr, rows.put());
+    if (FAILED(rows.result))
+        rows.reset();
+    if (!rows)
+        return rows;
     // The rows are worth having under default security too, so a refusal is no reason to stop.
     static_cast<void>(CoSetProxyBlanket(rows.get(), RPC_C_AUTHN_DEFAULT, RPC_C_AUTHZ_DEFAULT,
                                         COLE_DEFAULT_PRINCIPAL, RPC_C_AUTHN_LEVEL_PKT_PRIVACY,
@@ -90,22 +84,18 @@ ComPtr<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_vi
 
 QueryRows Query(IWbemServices* services, std::wstring_view wql)
 {
-    HRESULT result = E_FAIL;
-    auto rows = StartQuery(services, wql, &result);
-    return QueryRows{std::move(rows), result};
+    return QueryRows{StartQuery(services, wql)};
 }
 
-ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
-                                              HRESULT* result)
+WmiResult<IEnumWbemClassObject> StartEnumeration(IWbemServices* services,
+                                                 std::wstring_view className)
 {
     const UniqueBstr name = MakeBstr(className);
-    ComPtr<IEnumWbemClassObject> instances;
-    const HRESULT ended =
+    WmiResult<IEnumWbemClassObject> instances;
+    instances.result =
         services->CreateInstanceEnum(name.get(), WBEM_FLAG_SHALLOW, nullptr, instances.put());
-    if (result != nullptr)
-        *result = ended;
-    if (FAILED(ended))
-        return {};
+    if (FAILED(instances.result))
+        instances.reset();
     return instances;
 }
 
@@ -139,26 +129,33 @@ std::optional<WideString> ObjectText(IWbemClassObject* object)
     return WideString{TextOf(text.get())};
 }
 
-HRESULT MakeMethodInput(IWbemServices* services, const wchar_t* className,
-                        const wchar_t* methodName, ComPtr<IWbemClassObject>* input)
+WmiResult<IWbemClassObject> MakeMethodInput(IWbemServices* services, const wchar_t* className,
+                                            const wchar_t* methodName)
 {
     const UniqueBstr name = MakeBstr(className);
     ComPtr<IWbemClassObject> definition, signature;
-    HRESULT result = services->GetObject(name.get(), 0, nullptr, definition.put(), nullptr);
-    if (SUCCEEDED(result) && !definition)
-        result = E_FAIL;
-    if (SUCCEEDED(result))
-        result = definition->GetMethod(methodName, 0, signature.put(), nullptr);
-    return FAILED(result) || !signature ? result : signature->SpawnInstance(0, input->put());
+    WmiResult<IWbemClassObject> input;
+    input.result = services->GetObject(name.get(), 0, nullptr, definition.put(), nullptr);
+    if (SUCCEEDED(input.result) && !definition)
+        input.result = E_FAIL;
+    if (SUCCEEDED(input.result))
+        input.result = definition->GetMethod(methodName, 0, signature.put(), nullptr);
+    if (SUCCEEDED(input.result) && signature)
+        input.result = signature->SpawnInstance(0, input.put());
+    return input;
 }
 
-HRESULT RunMethod(IWbemServices* services, const wchar_t* methodName, std::wstring_view object,
-                  IWbemClassObject* input, ComPtr<IWbemClassObject>* output)
+WmiResult<IWbemClassObject> RunMethod(IWbemServices* services, const wchar_t* methodName,
+                                      std::wstring_view object, IWbemClassObject* input)
 {
     const UniqueBstr path = MakeBstr(object);
     const UniqueBstr method = MakeBstr(methodName);
-    return services->ExecMethod(path.get(), method.get(), 0, nullptr, input, output->put(),
-                                nullptr);
+    WmiResult<IWbemClassObject> output;
+    output.result =
+        services->ExecMethod(path.get(), method.get(), 0, nullptr, input, output.put(), nullptr);
+    if (FAILED(output.result))
+        output.reset();
+    return output;
 }
 
 bool HasProperty(IWbemClassObject* object, const wchar_t* name)

@@ -13,60 +13,58 @@
 
 namespace orrery {
 
+// Who asks for an object gets a WmiResult; who reads a value, nothing where there is none.
+
+/// An object that was asked for, null when there is none, and what the asking ended with.
+template <class Interface>
+struct WmiResult : ComPtr<Interface> {
+    HRESULT result = E_FAIL;  ///< of the last call that was made
+};
+
 /// Connects to "root\cimv2" with whatever server class the locator is registered for, at connect
 /// level. A refused security blanket is ignored: the session then works with default security.
-/// @param result takes what the last step ended with; may be null
 /// @return the session; null when there is no locator or no connection
-ComPtr<IWbemServices> OpenDefaultSession(HRESULT* result = nullptr);
+WmiResult<IWbemServices> OpenDefaultSession();
 
 /// What a refused security blanket means for a session that is being opened.
 enum class RefusedBlanket { kKeepsSession, kEndsSession };
 
 /// Connects to a namespace through an in-process locator of its own, at call level.
 /// @param wmiNamespace such as "ROOT\CIMV2" or "\\.\ROOT\microsoft\windows\storage"
-/// @param result       as for OpenDefaultSession
 /// @return the session; null when there is no locator, no connection, or a blanket was refused that
 ///         the caller does not do without
-ComPtr<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused,
-                                  HRESULT* result = nullptr);
+WmiResult<IWbemServices> OpenSession(const wchar_t* wmiNamespace, RefusedBlanket refused);
 
 /// The rows of a WQL query, fetched one at a time as the provider delivers them.
 class QueryRows {
 public:
-    /// @param rows   null is allowed: a query that failed has no rows
-    /// @param result what the query ended with
-    QueryRows(ComPtr<IEnumWbemClassObject> rows, HRESULT result) noexcept
-        : rows_(std::move(rows)), result_(result)
-    {}
+    /// @param rows null is allowed: a query that failed has no rows
+    explicit QueryRows(WmiResult<IEnumWbemClassObject> rows) noexcept : rows_(std::move(rows)) {}
 
     /// False when the query itself failed, as opposed to a query without rows.
     bool succeeded() const noexcept { return static_cast<bool>(rows_); }
     /// What the query, or the last fetch from it, ended with.
-    HRESULT result() const noexcept { return result_; }
+    HRESULT result() const noexcept { return rows_.result; }
 
     /// Waits for the next row, without a time limit.
     /// @return null after the last row, and when fetching fails
     ComPtr<IWbemClassObject> Next();
 
 private:
-    ComPtr<IEnumWbemClassObject> rows_;
-    HRESULT result_;
+    WmiResult<IEnumWbemClassObject> rows_;
 };
 
 /// Starts a WQL query, forward-only and returning at once, with packet privacy on its enumerator.
-/// @param result takes what the call ended with; may be null
 /// @return null when the query failed
-ComPtr<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql,
-                                        HRESULT* result = nullptr);
+WmiResult<IEnumWbemClassObject> StartQuery(IWbemServices* services, std::wstring_view wql);
 
 /// Starts a WQL query whose rows are all wanted, see StartQuery.
 QueryRows Query(IWbemServices* services, std::wstring_view wql);
 
 /// Starts the enumeration of a class, without its subclasses.
-/// @param result takes what the call ended with; may be null
 /// @return null when it failed
-ComPtr<IEnumWbemClassObject> StartEnumeration(IWbemServices* services, std::wstring_view className,
-                                              HRESULT* result = nullptr);
+WmiResult<IEnumWbemClassObject> StartEnumeration(IWbemServices* services,
+                                                 std::wstring_view className);
 
 /// How long FirstBatch waits.
 constexpr long kBatchMilliseconds = 1000;
@@ -83,16 +81,15 @@ std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
 std::optional<WideString> ObjectText(IWbemClassObject* object);
 
 /// Makes the input parameters of a method, without values.
-/// @param input stays null when the method takes none
-/// @return what the last call ended with
-HRESULT MakeMethodInput(IWbemServices* services, const wchar_t* className,
-                        const wchar_t* methodName, ComPtr<IWbemClassObject>* input);
+/// @return null, without a failure, also when the method takes none
+WmiResult<IWbemClassObject> MakeMethodInput(IWbemServices* services, const wchar_t* className,
+                                            const wchar_t* methodName);
 
 /// Runs a method.
 /// @param object its path, as "__PATH" tells it
-/// @param output takes the parameters that the method gives; null when the call failed
-HRESULT RunMethod(IWbemServices* services, const wchar_t* methodName, std::wstring_view object,
-                  IWbemClassObject* input, ComPtr<IWbemClassObject>* output);
+/// @return the parameters that the method gives; null when the call failed
+WmiResult<IWbemClassObject> RunMethod(IWbemServices* services, const wchar_t* methodName,
+                                      std::wstring_view object, IWbemClassObject* input);
 
 /// Whether a property can be read and is neither empty nor null.
 bool HasProperty(IWbemClassObject* object, const wchar_t* name);

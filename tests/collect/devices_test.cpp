@@ -6,6 +6,7 @@
 #include <string>
 
 #include "collect/computer_system.h"
+#include "entry/categories.h"
 #include "native/computer_system.h"
 #include "sim/detour.h"
 #include "sim/facts.h"
@@ -181,7 +182,7 @@ TEST(Enclosure, IsTheFormFactorOfTheFirst)
         const std::wstring instance = L"instance of Win32_SystemEnclosure\n{\n\tChassisTypes = ";
         return FactsFrom(
             L"namespace root\\cimv2\n" + instance + codes + L";\n};\n" + instance + L"{3};\n};\n",
-            CollectEnclosure);
+            [](auto* collector, auto* map) { RunCategory(19, collector, map); });
     };
     EXPECT_EQ(collect(L"{31}"), (Facts{{L"SystemEnclosure\\ChassisTypes\\0", L"Laptop"}}));
     EXPECT_EQ(collect(L"{28}"), (Facts{{L"SystemEnclosure\\ChassisTypes\\0", L""}}));

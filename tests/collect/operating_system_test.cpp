@@ -118,7 +118,7 @@ instance of Win32_OperatingSystem
     const Detour zone{L"kernel32.dll", "GetTimeZoneInformation", TellZone};
     CHardwareCollector collector;
     CInvMap map;
-    EXPECT_EQ(CollectClass(&collector, 100, &map, kDescriptor), 2);
+    EXPECT_EQ(CollectClass(&collector, 100, &map, kDescriptor, WriteOperatingSystemInstance), 2);
     EXPECT_EQ(FactsOf(map),
               (Facts{{L"OperatingSystem\\Caption\\0", L"Second"},  // takes the first one's place
                      {L"OperatingSystem\\LastBootUpTime\\0", L"2024-02-05T07:08:09+05:30"},

@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "sim/ip_helper.h"
-#include "wmi/date_format.h"
+#include "native/date_format.h"
 
 namespace orrery {
 namespace {

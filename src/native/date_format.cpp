@@ -1,4 +1,4 @@
-#include "wmi/date_format.h"
+#include "native/date_format.h"
 
 #include <array>
 #include <cstdlib>
