@@ -13,34 +13,31 @@ namespace {
 ExitCode Run(int argumentCount, char** arguments)
 {
     ExitCode result = ExitCode::kDone;
-    CLI::App app{"Collects and reads hardware and operating-system inventories.", "orreryctl"};
-    // "/reports/pc.tsv" is a path, not an option.
-    app.allow_windows_style_options(false);
-    app.set_version_flag("--version", "orreryctl " ORRERY_VERSION_TEXT, "Print the version");
-    app.set_help_flag("-h,--help", "Print this help");
-    AddCollectCommand(app, &result);
+    CCommandLine commandLine{"Collects and reads hardware and operating-system inventories.",
+                             "orreryctl", "orreryctl " ORRERY_VERSION_TEXT};
+    AddCollectCommand(commandLine, &result);
 #ifdef _WIN32
-    AddCollectChildCommand(app);
+    AddCollectChildCommand(commandLine);
 #endif
-    AddDoctorCommand(app, &result);
-    AddShowCommand(app, &result);
-    AddGetCommand(app, &result);
-    AddConvertCommand(app, &result);
-    AddDiffCommand(app, &result);
-    AddRedactCommand(app, &result);
-    AddRecordCommand(app, &result);
+    AddDoctorCommand(commandLine, &result);
+    AddShowCommand(commandLine, &result);
+    AddGetCommand(commandLine, &result);
+    AddConvertCommand(commandLine, &result);
+    AddDiffCommand(commandLine, &result);
+    AddRedactCommand(commandLine, &result);
+    AddRecordCommand(commandLine, &result);
     const std::string no = std::string{"get: "} + kNoOfGet + "; diff: " + kNoOfDiff;
 #ifdef _WIN32
-    app.footer("Example:\n  orreryctl collect report.tsv\n\n" +
-               ExitCodeHelp({}, no + "; doctor: " + kNoOfDoctor));
+    commandLine.Footer("Example:\n  orreryctl collect report.tsv\n\n" +
+                       ExitCodeHelp({}, no + "; doctor: " + kNoOfDoctor));
 #else
-    app.footer(
+    commandLine.Footer(
         "Reports are collected on Windows, where there is a command for it.\n\n"
         "Example:\n  orreryctl show report.tsv\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
                      no));
 #endif
-    RunCommandLine(app, ReversedArguments(argumentCount, arguments));
+    commandLine.Run(ReversedArguments(argumentCount, arguments));
     return result;
 }
 

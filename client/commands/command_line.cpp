@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <CLI/CLI.hpp>
+
 #include "client/system/console.h"
 #include "client/text/suggestion.h"
 
@@ -73,7 +75,51 @@ std::string ExitCodeHelp(std::initializer_list<ExitCode> codes, const std::strin
     return text;
 }
 
-CLI::Validator SecondsFrom(std::uint32_t least, std::uint32_t most)
+void CCommand::Operand(const std::string& name, std::string* value, const std::string& help)
+{
+    parser_->add_option(name, *value, help)->type_name("")->required();
+}
+
+void CCommand::Operand(const std::string& name, std::uintptr_t* value)
+{
+    parser_->add_option(name, *value)->required();
+}
+
+void CCommand::MoreOperands(const std::string& name, std::vector<std::string>* values,
+                            const std::string& help)
+{
+    parser_->add_option(name, *values, help)->type_name("");
+}
+
+void CCommand::Flag(const std::string& name, bool* isGiven, const std::string& help)
+{
+    parser_->add_flag(name, *isGiven, help);
+}
+
+void CCommand::TextOption(const std::string& name, const std::string& kind, std::string* value,
+                          const std::string& help)
+{
+    parser_->add_option(name, *value, help)->type_name(kind);
+}
+
+void CCommand::Choice(const std::string& name, const std::vector<std::string>& words,
+                      std::string* value, const std::string& help)
+{
+    parser_->add_option(name, *value, help)
+        ->type_name(CLI::detail::join(words, "|"))
+        ->check(CLI::IsMember(words).description(""))
+        ->required();
+}
+
+void CCommand::Choice(const std::string& name, const std::string& kind,
+                      const std::vector<std::string>& words, std::string* value,
+                      const std::string& help)
+{
+    parser_->add_option(name, *value, help)->type_name(kind)->check(CLI::IsMember(words));
+}
+
+void CCommand::SecondsOption(const std::string& name, std::uint32_t least, std::uint32_t most,
+                             std::uint32_t* value, const std::string& help)
 {
     const auto check = [least, most](const std::string& text) {
         return CLI::Range(least, most)(text).empty()
@@ -81,17 +127,63 @@ CLI::Validator SecondsFrom(std::uint32_t least, std::uint32_t most)
                    : "give a number of seconds from " + std::to_string(least) + " to " +
                          std::to_string(most) + ", not \"" + text + '"';
     };
-    return CLI::Validator{check, ""};
+    parser_->add_option(name, *value, help)
+        ->check(CLI::Validator{check, ""})
+        ->type_name("SECONDS")
+        ->capture_default_str();
 }
 
-void RunCommandLine(CLI::App& app, const std::vector<std::string>& reversedArguments)
+void CCommand::AnyArguments()
+{
+    parser_->set_help_flag();
+    parser_->prefix_command();
+}
+
+void CCommand::Footer(const std::string& text)
+{
+    parser_->footer(text);
+}
+
+void CCommand::Does(const std::function<void()>& work)
+{
+    parser_->callback(work);
+}
+
+CCommandLine::CCommandLine(const std::string& about, const std::string& name,
+                           const std::string& version)
+    : parser_(std::make_unique<CLI::App>(about, name))
+{
+    // "/reports/pc.tsv" is a path, not an option.
+    parser_->allow_windows_style_options(false);
+    parser_->set_version_flag("--version", version, "Print the version");
+    parser_->set_help_flag("-h,--help", "Print this help");
+}
+
+CCommandLine::~CCommandLine() = default;
+
+CCommand CCommandLine::AddCommand(const std::string& name, const std::string& about)
+{
+    return CCommand{parser_->add_subcommand(name, about)};
+}
+
+CCommand CCommandLine::AddHiddenCommand(const std::string& name)
+{
+    return CCommand{parser_->add_subcommand(name)->group("")};
+}
+
+void CCommandLine::Footer(const std::string& text)
+{
+    parser_->footer(text);
+}
+
+void CCommandLine::Run(const std::vector<std::string>& reversedArguments)
 {
     try {
-        Parse(app, reversedArguments);
+        Parse(*parser_, reversedArguments);
     } catch (const CLI::CallForVersion& version) {
         Print(std::string{version.what()} + '\n');
     } catch (const CLI::Success&) {
-        Print(app.help());
+        Print(parser_->help());
     }
 }
 

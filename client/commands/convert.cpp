@@ -48,35 +48,29 @@ void ConvertReport(const ConvertOptions& options)
 
 }  // namespace
 
-void AddConvertCommand(CLI::App& app, ExitCode* /*result*/)
+void AddConvertCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
-    CLI::App* const convert =
-        app.add_subcommand("convert", "Convert a report to JSON, CSV or a page to look at");
+    CCommand convert =
+        commandLine.AddCommand("convert", "Convert a report to JSON, CSV or a page to look at");
     const auto options = std::make_shared<ConvertOptions>();
-    convert->add_option("REPORT.tsv", options->report, "The report to read")
-        ->type_name("")
-        ->required();
-    CLI::Option* const to = convert->add_option("--to", options->format,
-                                                "json: grouped by section and instance\n"
-                                                "csv: one fact a row, for a database\n"
-                                                "html: a page for a browser");
-    to->type_name("json|csv|html")->required();
+    convert.Operand("REPORT.tsv", &options->report, "The report to read");
     std::vector<std::string> names;
     for (const Format& format : kFormats)
         names.emplace_back(format.name);
-    to->check(CLI::IsMember(names).description(""));
-    convert
-        ->add_option("-o,--output", options->output,
-                     "The file to write, in place of an earlier one; else standard output")
-        ->type_name("FILE");
-    convert->add_flag("--redact", options->redact,
-                      "Replace what identifies the machine, its network or its people");
-    convert->footer(
+    convert.Choice("--to", names, &options->format,
+                   "json: grouped by section and instance\n"
+                   "csv: one fact a row, for a database\n"
+                   "html: a page for a browser");
+    convert.TextOption("-o,--output", "FILE", &options->output,
+                       "The file to write, in place of an earlier one; else standard output");
+    convert.Flag("--redact", &options->redact,
+                 "Replace what identifies the machine, its network or its people");
+    convert.Footer(
         "All forms are UTF-8. A file appears under its name only when it is complete.\n\n"
         "Example:\n  orreryctl convert report.tsv --to html -o report.html\n\n" +
         ExitCodeHelp(
             {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
-    convert->callback([options] { ConvertReport(*options); });
+    convert.Does([options] { ConvertReport(*options); });
 }
 
 }  // namespace orrery

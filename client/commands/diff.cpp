@@ -49,24 +49,22 @@ ExitCode DiffReports(const DiffOptions& options)
 
 }  // namespace
 
-void AddDiffCommand(CLI::App& app, ExitCode* result)
+void AddDiffCommand(CCommandLine& commandLine, ExitCode* result)
 {
-    CLI::App* const diff = app.add_subcommand("diff", "Show what changed between two reports");
+    CCommand diff = commandLine.AddCommand("diff", "Show what changed between two reports");
     const auto options = std::make_shared<DiffOptions>();
-    diff->add_option("OLD.tsv", options->before, "The earlier report")->type_name("")->required();
-    diff->add_option("NEW.tsv", options->after, "The later report")->type_name("")->required();
-    diff->add_option("--to", options->format, "text (unless given) or json")
-        ->type_name("FORMAT")
-        ->check(CLI::IsMember({"text", "json"}));
-    diff->add_flag("--all", options->withPassing,
-                   "Compare elapsed times, leases and free space, too");
-    diff->footer(
+    diff.Operand("OLD.tsv", &options->before, "The earlier report");
+    diff.Operand("NEW.tsv", &options->after, "The later report");
+    diff.Choice("--to", "FORMAT", {"text", "json"}, &options->format,
+                "text (unless given) or json");
+    diff.Flag("--all", &options->withPassing, "Compare elapsed times, leases and free space, too");
+    diff.Footer(
         "Disks, adapters, modules and the like are matched by what identifies them, not by their\n"
         "index: + was added, - was removed, ~ changed. A section that one report does not have at\n"
         "all is \"not collected\" there; this counts as a difference.\n\n"
         "Example:\n  orreryctl diff monday.tsv friday.tsv\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kUnexpected}, kNoOfDiff));
-    diff->callback([options, result] { *result = DiffReports(*options); });
+    diff.Does([options, result] { *result = DiffReports(*options); });
 }
 
 }  // namespace orrery

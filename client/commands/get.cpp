@@ -40,16 +40,14 @@ bool GetValue(const Options& options)
 
 }  // namespace
 
-void AddGetCommand(CLI::App& app, ExitCode* result)
+void AddGetCommand(CCommandLine& commandLine, ExitCode* result)
 {
-    CLI::App* const get = app.add_subcommand("get", "Print one value of a report, for scripts");
+    CCommand get = commandLine.AddCommand("get", "Print one value of a report, for scripts");
     const auto options = std::make_shared<Options>();
-    get->add_option("REPORT.tsv", options->path, "The report to read")->type_name("")->required();
-    get->add_option("SECTION.PROPERTY[.INDEX]", options->name,
-                    "The value to print, spelled as in the report; the index is 0 unless given")
-        ->type_name("")
-        ->required();
-    get->footer(
+    get.Operand("REPORT.tsv", &options->path, "The report to read");
+    get.Operand("SECTION.PROPERTY[.INDEX]", &options->name,
+                "The value to print, spelled as in the report; the index is 0 unless given");
+    get.Footer(
         "Prints the value as it is, and a line feed. \"ET\" and a category stand for an elapsed "
         "time\n"
         "in milliseconds, in a report that has all of them.\n\n"
@@ -58,7 +56,7 @@ void AddGetCommand(CLI::App& app, ExitCode* result)
         "  orreryctl get report.tsv ET.Network\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
                      kNoOfGet));
-    get->callback([options, result] {
+    get.Does([options, result] {
         if (!GetValue(*options))
             *result = ExitCode::kNo;
     });

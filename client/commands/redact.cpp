@@ -19,16 +19,14 @@ void RedactFile(const std::string& input, const std::string& output)
 
 }  // namespace
 
-void AddRedactCommand(CLI::App& app, ExitCode* /*result*/)
+void AddRedactCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
-    CLI::App* const redact = app.add_subcommand(
+    CCommand redact = commandLine.AddCommand(
         "redact", "Write a copy of a report without what identifies the machine");
     const auto input = std::make_shared<std::string>(), output = std::make_shared<std::string>();
-    redact->add_option("IN.tsv", *input, "The report to read")->type_name("")->required();
-    redact->add_option("OUT.tsv", *output, "The report to write; another file than IN.tsv")
-        ->type_name("")
-        ->required();
-    redact->footer(
+    redact.Operand("IN.tsv", input.get(), "The report to read");
+    redact.Operand("OUT.tsv", output.get(), "The report to write; another file than IN.tsv");
+    redact.Footer(
         "Serial numbers, MAC and IP addresses, names of wireless networks, of the computer, its\n"
         "domain and its user become placeholders such as \"serial-1\" or \"ip-2\"; equal values "
         "stay\n"
@@ -38,7 +36,7 @@ void AddRedactCommand(CLI::App& app, ExitCode* /*result*/)
         "Example:\n  orreryctl redact report.tsv to-share.tsv\n\n" +
         ExitCodeHelp(
             {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
-    redact->callback([input, output] { RedactFile(*input, *output); });
+    redact.Does([input, output] { RedactFile(*input, *output); });
 }
 
 }  // namespace orrery

@@ -28,24 +28,23 @@ void ShowReport(const Options& options)
 
 }  // namespace
 
-void AddShowCommand(CLI::App& app, ExitCode* /*result*/)
+void AddShowCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
-    CLI::App* const show = app.add_subcommand("show", "Show a report as tables");
+    CCommand show = commandLine.AddCommand("show", "Show a report as tables");
     const auto options = std::make_shared<Options>();
-    show->add_option("REPORT.tsv", options->path, "The report to show")->type_name("")->required();
-    show->add_option("SECTION", options->sections,
-                     "Sections to show, \"ET\" for the elapsed times; all when none is named")
-        ->type_name("");
-    show->add_flag("--redact", options->redact,
-                   "Show placeholders instead of serial numbers, addresses and names");
-    show->footer(
+    show.Operand("REPORT.tsv", &options->path, "The report to show");
+    show.MoreOperands("SECTION", &options->sections,
+                      "Sections to show, \"ET\" for the elapsed times; all when none is named");
+    show.Flag("--redact", &options->redact,
+              "Show placeholders instead of serial numbers, addresses and names");
+    show.Footer(
         "Empty values are shown as \"-\", and nothing stands where an instance has no such value.\n"
         "On a terminal, values that do not fit are shortened; a file or pipe gets them whole.\n\n"
         "Examples:\n  orreryctl show report.tsv\n"
         "  orreryctl show report.tsv LogicalDisk NetworkAdapter\n\n" +
         ExitCodeHelp(
             {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
-    show->callback([options] { ShowReport(*options); });
+    show.Does([options] { ShowReport(*options); });
 }
 
 }  // namespace orrery

@@ -6,12 +6,11 @@ namespace orrery {
 namespace {
 
 /// Takes a command with whatever follows it, so as to say where it runs. Not in the help.
-void AddRefusal(CLI::App& app, const std::string& name)
+void AddRefusal(CCommandLine& commandLine, const std::string& name)
 {
-    CLI::App* const command = app.add_subcommand(name)->group("");
-    command->set_help_flag();
-    command->prefix_command();
-    command->callback([name] {
+    CCommand command = commandLine.AddHiddenCommand(name);
+    command.AnyArguments();
+    command.Does([name] {
         throw CommandError(ExitCode::kInput, name +
                                                  " runs on Windows only; use orreryctl.exe on the "
                                                  "PC that you want to know about");
@@ -20,19 +19,19 @@ void AddRefusal(CLI::App& app, const std::string& name)
 
 }  // namespace
 
-void AddCollectCommand(CLI::App& app, ExitCode* /*result*/)
+void AddCollectCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
-    AddRefusal(app, "collect");
+    AddRefusal(commandLine, "collect");
 }
 
-void AddDoctorCommand(CLI::App& app, ExitCode* /*result*/)
+void AddDoctorCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
-    AddRefusal(app, "doctor");
+    AddRefusal(commandLine, "doctor");
 }
 
-void AddRecordCommand(CLI::App& app, ExitCode* /*result*/)
+void AddRecordCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
-    AddRefusal(app, "record");
+    AddRefusal(commandLine, "record");
 }
 
 }  // namespace orrery

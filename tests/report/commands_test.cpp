@@ -40,16 +40,16 @@ protected:
     int Run(std::vector<std::string> arguments)
     {
         ExitCode result = ExitCode::kDone;
-        CLI::App app{"", "orreryctl"};
-        AddShowCommand(app, &result);
-        AddGetCommand(app, &result);
-        AddConvertCommand(app, &result);
-        AddDiffCommand(app, &result);
-        AddRedactCommand(app, &result);
+        CCommandLine commandLine{"", "orreryctl", ""};
+        AddShowCommand(commandLine, &result);
+        AddGetCommand(commandLine, &result);
+        AddConvertCommand(commandLine, &result);
+        AddDiffCommand(commandLine, &result);
+        AddRedactCommand(commandLine, &result);
 #ifndef _WIN32
-        AddCollectCommand(app, &result);
-        AddDoctorCommand(app, &result);
-        AddRecordCommand(app, &result);
+        AddCollectCommand(commandLine, &result);
+        AddDoctorCommand(commandLine, &result);
+        AddRecordCommand(commandLine, &result);
 #endif
         std::reverse(arguments.begin(), arguments.end());
         for (std::string& argument : arguments)
@@ -59,7 +59,7 @@ protected:
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
         try {
-            RunCommandLine(app, arguments);
+            commandLine.Run(arguments);
         } catch (const CommandError& error) {
             result = error.code();
             failure = error.what();

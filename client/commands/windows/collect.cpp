@@ -198,7 +198,7 @@ ExitCode CollectReport(const std::wstring& report, const CollectOptions& options
     return ExitCode::kDone;
 }
 
-void AddCollectCommand(CLI::App& app, ExitCode* result)
+void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
 {
     struct Arguments {
         std::string report;
@@ -206,22 +206,15 @@ void AddCollectCommand(CLI::App& app, ExitCode* result)
         std::uint32_t timeout = static_cast<std::uint32_t>(options.timeout.count());
     };
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* const collect =
-        app.add_subcommand("collect", "Collect the facts of this PC into a report file");
-    collect
-        ->add_option("REPORT.tsv", arguments->report,
-                     "The report to write; its name ends in \".tsv\" in lower case")
-        ->type_name("")
-        ->required();
-    collect
-        ->add_option("--timeout", arguments->timeout,
-                     "End a run that takes longer, up to a week; 0 lets it take any time")
-        ->check(SecondsFrom(0, 604'800))
-        ->type_name("SECONDS")
-        ->capture_default_str();
-    collect->add_flag("--quiet", arguments->options.isQuiet,
-                      "Print errors only, neither the time passed nor the summary");
-    collect->footer(
+    CCommand collect =
+        commandLine.AddCommand("collect", "Collect the facts of this PC into a report file");
+    collect.Operand("REPORT.tsv", &arguments->report,
+                    "The report to write; its name ends in \".tsv\" in lower case");
+    collect.SecondsOption("--timeout", 0, 604'800, &arguments->timeout,
+                          "End a run that takes longer, up to a week; 0 lets it take any time");
+    collect.Flag("--quiet", &arguments->options.isQuiet,
+                 "Print errors only, neither the time passed nor the summary");
+    collect.Footer(
         "The run has a process of its own, so that hanging or crashing drivers do no harm. An\n"
         "earlier report of that name is replaced when the run is complete, else it stays. Ctrl+C\n"
         "cancels the run, and ends it when it does not stop within 10 s or at the second "
@@ -229,7 +222,7 @@ void AddCollectCommand(CLI::App& app, ExitCode* result)
         "Examples:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n"
         "  orreryctl collect pc.tsv --timeout 120 --quiet\n\n" +
         ExitCodeHelp({}));
-    collect->callback([arguments, result] {
+    collect.Does([arguments, result] {
         arguments->options.timeout = std::chrono::seconds{arguments->timeout};
         *result = CollectReport(FromUtf8(arguments->report), arguments->options);
     });

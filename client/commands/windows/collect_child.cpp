@@ -88,14 +88,14 @@ std::optional<ExitCode> CollectChildResult(DWORD endCode)
     return ExitCode{static_cast<int>(endCode & ~kMarkMask)};
 }
 
-void AddCollectChildCommand(CLI::App& app)
+void AddCollectChildCommand(CCommandLine& commandLine)
 {
-    CLI::App* const child = app.add_subcommand(kCommand, "")->group("");
+    CCommand child = commandLine.AddHiddenCommand(kCommand);
     const auto report = std::make_shared<std::string>();
     const auto cancel = std::make_shared<std::uintptr_t>();
-    child->add_option("REPORT.tsv", *report)->required();
-    child->add_option("EVENT", *cancel)->required();
-    child->callback([=] { RunChild(FromUtf8(*report), reinterpret_cast<HANDLE>(*cancel)); });
+    child.Operand("REPORT.tsv", report.get());
+    child.Operand("EVENT", cancel.get());
+    child.Does([=] { RunChild(FromUtf8(*report), reinterpret_cast<HANDLE>(*cancel)); });
 }
 
 }  // namespace orrery

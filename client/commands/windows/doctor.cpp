@@ -54,32 +54,25 @@ ExitCode RunDoctor(const DoctorOptions& options)
 
 }  // namespace
 
-void AddDoctorCommand(CLI::App& app, ExitCode* result)
+void AddDoctorCommand(CCommandLine& commandLine, ExitCode* result)
 {
-    CLI::App* const command =
-        app.add_subcommand("doctor", "Tell why facts would be missing from a report of this PC");
+    CCommand command = commandLine.AddCommand(
+        "doctor", "Tell why facts would be missing from a report of this PC");
     const auto options = std::make_shared<DoctorOptions>();
-    command->add_option("--to", options->format, "text (unless given) or json")
-        ->type_name("FORMAT")
-        ->check(CLI::IsMember({"text", "json"}));
-    command
-        ->add_option("-o,--output", options->output,
-                     "The file to write, in place of an earlier one; else standard output")
-        ->type_name("FILE");
-    command
-        ->add_option("--timeout", options->timeout,
-                     "Give up a single question after this time, up to an hour")
-        ->check(SecondsFrom(1, 3600))
-        ->type_name("SECONDS")
-        ->capture_default_str();
-    command->footer(
+    command.Choice("--to", "FORMAT", {"text", "json"}, &options->format,
+                   "text (unless given) or json");
+    command.TextOption("-o,--output", "FILE", &options->output,
+                       "The file to write, in place of an earlier one; else standard output");
+    command.SecondsOption("--timeout", 1, 3600, &options->timeout,
+                          "Give up a single question after this time, up to an hour");
+    command.Footer(
         "Asks Windows what the library asks, question by question, and says which keys of the\n"
         "report go without an answer and what to do about it. Writes no report and changes\n"
         "nothing. Run it with the rights, and as the user, that the inventory runs with.\n\n"
         "Examples:\n  orreryctl doctor\n  orreryctl doctor --to json -o doctor.json\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
                      kNoOfDoctor));
-    command->callback([options, result] { *result = RunDoctor(*options); });
+    command.Does([options, result] { *result = RunDoctor(*options); });
 }
 
 }  // namespace orrery

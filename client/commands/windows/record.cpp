@@ -33,21 +33,18 @@ void RecordMachine(const std::string& output, bool isRedacted)
 
 }  // namespace
 
-void AddRecordCommand(CLI::App& app, ExitCode* /*result*/)
+void AddRecordCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
-    CLI::App* const record = app.add_subcommand(
+    CCommand record = commandLine.AddCommand(
         "record", "Write down what this PC answers to the library, so that others can replay it");
     const auto output = std::make_shared<std::string>();
     const auto isRedacted = std::make_shared<bool>(false);
-    record
-        ->add_option("OUT.machine", *output,
-                     "The file to write; its name ends in \".machine\" in lower case")
-        ->type_name("")
-        ->required();
-    record->add_flag("--redact", *isRedacted,
-                     "Replace serial numbers, addresses, names of networks, of this PC and of its "
-                     "user");
-    record->footer(
+    record.Operand("OUT.machine", output.get(),
+                   "The file to write; its name ends in \".machine\" in lower case");
+    record.Flag("--redact", isRedacted.get(),
+                "Replace serial numbers, addresses, names of networks, of this PC and of its "
+                "user");
+    record.Footer(
         "The file is text: read it before you pass it on. It holds what reports are made of and\n"
         "nothing else of this PC; nothing is changed by asking. What could not be recorded is "
         "told\n"
@@ -55,7 +52,7 @@ void AddRecordCommand(CLI::App& app, ExitCode* /*result*/)
         "Example:\n  orreryctl record --redact odd-pc.machine\n\n" +
         ExitCodeHelp(
             {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
-    record->callback([output, isRedacted] { RecordMachine(*output, *isRedacted); });
+    record.Does([output, isRedacted] { RecordMachine(*output, *isRedacted); });
 }
 
 }  // namespace orrery
