@@ -1,16 +1,16 @@
 # A header-only library that the building system has installed in /usr/include, for the cross
-# compiler. Its folder is copied into the build tree, because /usr/include itself on the include
+# compiler. It is copied into the build tree, because /usr/include itself on the include
 # path would put the building system's C headers before those of Windows. Elsewhere the library's
 # own CMake package is used.
 #
 #   name            the interface target to make
-#   folder          the library's folder below /usr/include
-#   package         the CMake package to look for when that folder is not there
+#   header          the library's folder or only file below /usr/include
+#   package         the CMake package to look for when that is not there
 #   package_target  the target that this package defines
-function(add_host_headers name folder package package_target)
+function(add_host_headers name header package package_target)
   add_library(${name} INTERFACE)
-  if(CMAKE_HOST_UNIX AND IS_DIRECTORY /usr/include/${folder})
-    file(COPY /usr/include/${folder} DESTINATION ${CMAKE_BINARY_DIR}/host_headers/${name})
+  if(CMAKE_HOST_UNIX AND EXISTS /usr/include/${header})
+    file(COPY /usr/include/${header} DESTINATION ${CMAKE_BINARY_DIR}/host_headers/${name})
     target_include_directories(${name} SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/host_headers/${name})
   else()
     find_package(${package} CONFIG REQUIRED)

@@ -3,41 +3,15 @@
 #include <cstddef>
 #include <cwchar>
 #include <span>
-#include <string_view>
+#include <string>
 
 #include "client/system/console.h"
 #include "client/report/parser.h"
+#include "client/report/vocabulary.h"
 #include "client/text/utf8.h"
 
 namespace orrery::prove {
 namespace {
-
-struct Owner {
-    std::u16string_view section;
-    std::u16string_view property;  ///< empty for all that are not listed
-    const char* category;
-};
-
-// Two categories write to sections of others, so single properties come first.
-constexpr Owner kOwners[] = {
-    {u"BIOS", u"Mode", "SystemOverview"},
-    {u"PhysicalMemoryLocation", u"MemorySlots", "SystemOverview"},
-    {u"BIOS", u"", "BIOS"},
-    {u"BaseBoard", u"", "BaseBoard"},
-    {u"ComputerSystem", u"", "CompSys"},
-    {u"DiskDrive", u"", "PhysicalDrive"},
-    {u"LogicalDisk", u"", "PhysicalDrive"},
-    {u"NetworkAdapter", u"", "Network"},
-    {u"OperatingSystem", u"", "OS"},
-    {u"PhysicalMemory", u"", "Memory"},
-    {u"PhysicalMemoryLocation", u"", "BIOS"},
-    {u"Processor", u"", "CPU"},
-    {u"SystemEnclosure", u"", "Enclosure"},
-    {u"SystemOverview", u"", "SystemOverview"},
-    {u"SystemSlot", u"", "SystemSlot"},
-    {u"USBDevice", u"", "USB"},
-    {u"VideoController", u"", "Video"},
-};
 
 class Sorter : public report::FactSink {
 public:
@@ -58,14 +32,14 @@ public:
             key += static_cast<char16_t>(digit);
         Expect(last_ < key, "a fact out of order", fact);
         last_ = key;
-        for (const Owner& owner : kOwners)
-            if (owner.section == fact.section &&
-                (owner.property.empty() || owner.property == fact.property)) {
-                const auto caller = CallerOf(owner.category).value_or(kTheRun);
-                facts_.byCaller[static_cast<std::size_t>(caller)][key] = fact.value;
-                return;
-            }
-        Expect(false, "a fact of an unknown section", fact);
+        const std::string section{fact.section.begin(), fact.section.end()};
+        std::string property;
+        AppendUtf8(fact.property, &property);
+        const report::Term* const term = report::FindTerm(section, property);
+        Expect(term != nullptr && !term->category.empty(), "a fact that no category tells", fact);
+        const int caller =
+            term != nullptr ? CallerOf(std::string{term->category}).value_or(kTheRun) : kTheRun;
+        facts_.byCaller[static_cast<std::size_t>(caller)][key] = fact.value;
     }
 
     void OnOddity(report::Oddity oddity, std::uint64_t line) override

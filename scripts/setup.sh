@@ -21,6 +21,7 @@ build g++                                g++
 build llvm-dlltool                       llvm
 build /usr/include/CLI/CLI.hpp           libcli11-dev
 build /usr/include/nlohmann/json.hpp     nlohmann-json3-dev
+build /usr/include/xxhash.h              libxxhash-dev
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest

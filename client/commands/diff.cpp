@@ -26,9 +26,10 @@ std::string FormatChanges(const std::vector<report::SectionChange>& changes,
     if (options.format == "json")
         return report::FormatDiffJson(changes, names, options.withPassing);
     if (changes.empty())
-        return options.withPassing
-                   ? "No differences.\n"
-                   : "No differences, leaving out elapsed times, leases and free space.\n";
+        return options.withPassing ? "No differences.\n"
+                                   : "No differences, leaving out elapsed and start times, leases, "
+                                     "free space and the "
+                                     "clock.\n";
     const Terminal terminal = OutputTerminal();
     const bool isAscii = terminal.isTerminal && !terminal.unicode;
     return report::FormatDiff(changes, names, terminal.isTerminal ? terminal.columns : 0,
@@ -57,7 +58,8 @@ void AddDiffCommand(CCommandLine& commandLine, ExitCode* result)
     diff.Operand("NEW.tsv", &options->after, "The later report");
     diff.Choice("--to", "FORMAT", {"text", "json"}, &options->format,
                 "text (unless given) or json");
-    diff.Flag("--all", &options->withPassing, "Compare elapsed times, leases and free space, too");
+    diff.Flag("--all", &options->withPassing,
+              "Compare elapsed and start times, leases, free space and the clock, too");
     diff.Footer(
         "Disks, adapters, modules and the like are matched by what identifies them, not by their\n"
         "index: + was added, - was removed, ~ changed. A section that one report does not have at\n"

@@ -9,6 +9,7 @@
 
 #include "client/machine/record.h"
 #include "client/report/redact.h"
+#include "client/report/vocabulary.h"
 #include "native/nic_card.h"
 
 namespace orrery::machine {
@@ -141,7 +142,8 @@ void RedactValue(Value* value, report::CRedactor* redactor)
                      [&](const Identity& each) { return each.name == value->name; });
     const Identity known =
         identity == kIdentities.end() ? Identity{value->name, "", value->name} : *identity;
-    const bool isSecret = report::IsSecret(known.section, known.property);
+    const bool isSecret =
+        report::SecretOf(known.section, known.property) != report::Secret::kNothing;
     // The line of the object text would tell what is replaced.
     if (isSecret)
         value->objectLine.reset();

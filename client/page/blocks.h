@@ -39,6 +39,9 @@ std::string SpeedOf(const report::Instance& adapter);
 const std::vector<report::Instance>& InstancesOf(const report::Report& report,
                                                  std::string_view section) noexcept;
 
+/// The memory modules, as far as the report describes them.
+std::vector<const report::Instance*> MemoryModules(const report::Report& report);
+
 /// "1.5 GiB" for 1536.
 std::string SizeText(std::int64_t mebibytes);
 /// "1 drive", "2 drives"

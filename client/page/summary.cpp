@@ -63,13 +63,10 @@ CMarkup MemoryCard(const report::Report& report)
     const auto& memory = InstancesOf(report, "PhysicalMemory");
     if (memory.empty())
         return {};
-    const auto& modules = InstancesOf(report, "PhysicalMemoryLocation");
     const auto slots = FirstValue(report, "PhysicalMemoryLocation", "MemorySlots");
     const auto type = FirstValue(report, "PhysicalMemoryLocation", "MemoryType");
-    const auto count = std::count_if(modules.begin(), modules.end(), [](const auto& module) {
-        return module.Find("Capacity") != nullptr;
-    });
-    std::string use = count == 0 ? "" : Count(static_cast<std::size_t>(count), "module");
+    const std::size_t count = MemoryModules(report).size();
+    std::string use = count == 0 ? "" : Count(count, "module");
     if (!use.empty() && report::ParseNumber(slots))
         use += " in " + std::string{slots} + (slots == "1" ? " slot" : " slots");
     return Card("Memory", Readable(memory.front(), "PhysicalMemory", "Capacity"),

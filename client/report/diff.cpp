@@ -1,91 +1,48 @@
 #include "client/report/diff.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <deque>
 #include <functional>
 #include <iterator>
+#include <span>
 #include <unordered_map>
+#include <utility>
 
+#include "client/report/vocabulary.h"
 #include "client/text/fold_case.h"
 
 namespace orrery::report {
 namespace {
 
-constexpr std::size_t kMostProperties = 2;
 /// Properties that identify an instance together, when at least one of them has a value.
-using Identity = std::array<std::string_view, kMostProperties>;
+using Identity = std::vector<std::string_view>;
 
-constexpr std::size_t kMostIdentities = 4;
-struct SectionIdentities {
-    std::string_view section;
-    Identity label;                                   // what people know an instance by
-    std::array<Identity, kMostIdentities> strongest;  // first, then the fall-backs
-};
-
-// A fall-back finds what is still the same thing although the stronger identity changed: an adapter
-// with a random hardware address, a volume under another letter, a module beside one of that label.
-constexpr auto kIdentities = std::to_array<SectionIdentities>({
-    {"BaseBoard",
-     {"Product", "Manufacturer"},
-     {{{"Product", "Version"}, {"Product"}, {"Manufacturer"}}}},
-    {"DiskDrive", {"Caption"}, {{{"Caption", "Size"}, {"Caption"}}}},
-    {"LogicalDisk", {"DeviceID", "Description"}, {{{"DeviceID"}, {"VolumeSerialNumber"}}}},
-    {"NetworkAdapter",
-     {"Name", "MACAddress"},
-     {{{"MACAddress", "Name"}, {"MACAddress"}, {"Name"}}}},
-    {"PhysicalMemoryLocation", {"DeviceLocator"}, {{{"DeviceLocator"}}}},
-    {"Processor", {"Name"}, {{{"Name"}}}},
-    {"SystemSlot", {"SlotDesignation"}, {{{"SlotDesignation"}}}},
-    {"USBDevice", {"Name"}, {{{"Name"}}}},
-    {"VideoController", {"Name"}, {{{"Name"}}}},
-});
-
-// What is not in the table: single instances, which have nothing but their index, and sections that
-// this program does not know.
-constexpr SectionIdentities kOthers{
-    "", {}, {{{"DeviceID"}, {"MACAddress"}, {"Caption"}, {"Name"}}}};
-constexpr auto kSingles =
-    std::to_array<std::string_view>({"BIOS", "ComputerSystem", "OperatingSystem", "PhysicalMemory",
-                                     "SystemEnclosure", "SystemOverview"});
-
-struct PropertyName {
-    std::string_view section, property;
-};
-
-// What differs between any two reports of the same machine.
-constexpr auto kPassing = std::to_array<PropertyName>({
-    {"LogicalDisk", "FreeSpace"},
-    {"NetworkAdapter", "DHCPLeaseExpires"},
-    {"NetworkAdapter", "DHCPLeaseObtained"},
-});
-
-// Facts of a section as a whole, which the report shows with its first instance, whichever that is.
-constexpr auto kOfWholeSection = std::to_array<PropertyName>({
-    {"PhysicalMemoryLocation", "MemorySlots"},
-});
-
-template <std::size_t size>
-bool Has(const std::array<PropertyName, size>& table, std::string_view section,
-         std::string_view property)
+/// The properties by which the instances of a section are known.
+std::span<const Term> NamesOf(std::string_view section)
 {
-    return std::any_of(table.begin(), table.end(), [&](const PropertyName& row) {
-        return row.section == section && row.property == property;
-    });
+    const auto terms = TermsOf(section);
+    return terms.empty() ? TermsOf("") : terms;
 }
 
-const SectionIdentities& IdentitiesOf(std::string_view section)
+/// What identifies the instances of a section, strongest first. A fall-back finds what is still the
+/// same thing although the identity changed: an adapter with a random hardware address, a volume
+/// under another letter.
+/// @return none for a section that has one instance, with nothing but its index
+std::vector<Identity> IdentitiesOf(std::string_view section)
 {
-    const auto row =
-        std::find_if(kIdentities.begin(), kIdentities.end(),
-                     [section](const auto& identities) { return identities.section == section; });
-    return row != kIdentities.end() ? *row : kOthers;
-}
-
-bool IsSingle(std::string_view section)
-{
-    return std::find(kSingles.begin(), kSingles.end(), section) != kSingles.end();
+    Identity all;
+    std::vector<Identity> identities;
+    for (const Role role : {Role::kIdentity, Role::kFallback, Role::kBeside})
+        for (const Term& term : NamesOf(section))
+            if (term.role == role) {
+                all.push_back(term.property);
+                if (role != Role::kBeside)
+                    identities.push_back({term.property});
+            }
+    if (all.size() > 1)
+        identities.insert(identities.begin(), all);
+    return identities;
 }
 
 /// Appends a text so that no two lists of texts look the same.
@@ -107,7 +64,7 @@ std::string KeyOf(const Instance& instance, const Identity& identity)
     std::string key;
     bool identifies = false;
     for (const std::string_view name : identity) {
-        const std::string* const value = name.empty() ? nullptr : instance.Find(name);
+        const std::string* const value = instance.Find(name);
         AppendPart(value ? FoldCase(*value) : std::string{}, &key);
         identifies = identifies || Identifies(value);
     }
@@ -119,7 +76,8 @@ std::string ContentOf(std::string_view section, const Instance& instance)
 {
     std::string content = "=";
     for (const Property& property : instance.properties)
-        if (!IsPassing(section, property.name) && !Has(kOfWholeSection, section, property.name)) {
+        if (const Role role = RoleOf(section, property.name);
+            role != Role::kPassing && role != Role::kWholeSection) {
             AppendPart(property.name, &content);
             AppendPart(property.value, &content);
         }
@@ -186,10 +144,10 @@ Section Prepare(const Section& section, bool withPassing, Instance* whole)
         Instance rest{instance.index, {}};
         for (const Property& property : instance.properties) {
             // A second one, which the library never writes, stays with its instance.
-            if (Has(kOfWholeSection, section.name, property.name) &&
-                whole->Find(property.name) == nullptr)
+            const Role role = RoleOf(section.name, property.name);
+            if (role == Role::kWholeSection && whole->Find(property.name) == nullptr)
                 whole->properties.push_back(property);
-            else if (withPassing || !IsPassing(section.name, property.name))
+            else if (withPassing || role != Role::kPassing)
                 rest.properties.push_back(property);
         }
         if (!rest.properties.empty())
@@ -220,23 +178,26 @@ std::vector<PropertyChange> CompareInstances(const Instance& before, const Insta
     return changes;
 }
 
-/// What a person calls an instance: "first (second)"; empty when there is but one in any report.
+/// What a person calls an instance: "name (addition)"; for want of both, what identifies it.
 std::string LabelOf(std::string_view section, const Instance& instance)
 {
-    std::string label;
-    if (IsSingle(section))
-        return label;
-    const SectionIdentities& identities = IdentitiesOf(section);
-    for (const std::string_view name : identities.label)
-        if (const std::string* const value = name.empty() ? nullptr : instance.Find(name);
-            value && !value->empty())
-            label += label.empty() ? *value : " (" + *value + ")";
-    for (const Identity& identity : identities.strongest)
-        if (const std::string* const value =
-                identity.front().empty() ? nullptr : instance.Find(identity.front());
-            value && label.empty())
-            label = *value;
-    return label;
+    std::string name, addition;
+    for (const Term& term : NamesOf(section))
+        if (const std::string* const value = instance.Find(term.property);
+            value != nullptr && !value->empty() && term.label != Label::kNone) {
+            std::string& part = term.label == Label::kAddition ? addition : name;
+            if (part.empty())
+                part = *value;
+        }
+    if (!name.empty() && !addition.empty())
+        return name + " (" + addition + ')';
+    if (!name.empty() || !addition.empty())
+        return name.empty() ? addition : name;
+    for (const Identity& identity : IdentitiesOf(section))
+        if (const std::string* const value = instance.Find(identity.front());
+            value != nullptr && !value->empty())
+            return *value;
+    return {};
 }
 
 InstanceChange AddedOrRemoved(std::string_view section, const Instance* before,
@@ -282,7 +243,7 @@ Section ElapsedSection(const std::vector<std::string>& times, bool withNames)
     Instance instance;
     for (std::size_t at = 0; at < times.size(); ++at)
         instance.properties.push_back(
-            {withNames ? std::string{kElapsedCategories[at]} : std::to_string(at + 1), times[at]});
+            {withNames ? std::string{kCategories[at]} : std::to_string(at + 1), times[at]});
     if (!times.empty())
         section.instances.push_back(std::move(instance));
     return section;
@@ -314,23 +275,18 @@ std::optional<SectionChange> CompareSection(const std::string& name, const Secti
 
 }  // namespace
 
-bool IsPassing(std::string_view section, std::string_view property)
-{
-    return Has(kPassing, section, property);
-}
-
 std::vector<InstancePair> MatchInstances(const Section& before, const Section& after)
 {
     CMatcher matcher{before, after};
     const auto matchBy = [&matcher](const CMatcher::Key& key) { matcher.MatchBy(key, key); };
     const auto index = [](const Instance& instance) { return std::to_string(instance.index); };
-    if (IsSingle(before.name)) {
+    const auto identities = IdentitiesOf(before.name);
+    if (identities.empty()) {
         matchBy(index);
         return matcher.Pairs();
     }
 
     const auto content = [&](const Instance& instance) { return ContentOf(before.name, instance); };
-    const auto& identities = IdentitiesOf(before.name).strongest;
     for (const Identity& identity : identities) {
         const auto key = [&](const Instance& instance) { return KeyOf(instance, identity); };
         // Of several that are called the same, first those that did not change.
@@ -371,7 +327,7 @@ std::vector<SectionChange> CompareReports(const Report& before, const Report& af
     for (const std::string& name : SectionNames(before, after))
         compare(name, before.Find(name), after.Find(name));
     if (withPassing) {
-        const std::size_t all = kElapsedCategories.size();
+        const std::size_t all = kCategories.size();
         const bool withNames =
             before.elapsedTimes.size() == all && after.elapsedTimes.size() == all;
         const Section old = ElapsedSection(before.elapsedTimes, withNames);

@@ -48,11 +48,8 @@ using InstancePair = std::pair<const Instance*, const Instance*>;
 ///         in place of what is missing
 std::vector<InstancePair> MatchInstances(const Section& before, const Section& after);
 
-/// Whether a property differs between any two reports of the same machine, such as free space.
-bool IsPassing(std::string_view section, std::string_view property);
-
-/// What is different in the machine, by section. Times, leases and free space differ between any two
-/// reports; they are left out unless `withPassing` is set.
+/// What is different in the machine, by section. Times, leases, free space and the processor's clock
+/// differ between any two reports; they are left out unless `withPassing` is set.
 /// @return no sections when nothing differs
 std::vector<SectionChange> CompareReports(const Report& before, const Report& after,
                                           bool withPassing);

@@ -5,6 +5,7 @@
 
 #include "client/system/exit_codes.h"
 #include "client/report/reader.h"
+#include "client/report/vocabulary.h"
 #include "client/text/utf8.h"
 
 namespace orrery::report {
@@ -27,10 +28,9 @@ public:
     explicit CValueSink(const ValueName& name)
         : name_(name), section_(Wide(name.section)), wideProperty_(Wide(name.property))
     {
-        const auto category =
-            std::find(kElapsedCategories.begin(), kElapsedCategories.end(), name.property);
+        const auto category = std::find(kCategories.begin(), kCategories.end(), name.property);
         if (name.section == "ET" && name.index == 0)
-            elapsedPlace_ = static_cast<std::size_t>(category - kElapsedCategories.begin());
+            elapsedPlace_ = static_cast<std::size_t>(category - kCategories.begin());
     }
     void OnFact(const FactView& fact) override
     {
@@ -55,9 +55,9 @@ public:
 
     FoundValue Take()
     {
-        const bool areNamed = elapsedCount_ == kElapsedCategories.size();
+        const bool areNamed = elapsedCount_ == kCategories.size();
         if (areNamed && name_.index == 0 && IsEqualButForCase(section_, u"ET"))
-            for (const auto& category : kElapsedCategories)
+            for (const auto& category : kCategories)
                 alike_.push_back("ET." + std::string{category});
         return {value_ || !areNamed ? value_ : elapsed_, std::move(alike_), warnings_.Take()};
     }
@@ -87,7 +87,7 @@ private:
 
     const ValueName& name_;
     const std::u16string section_, wideProperty_;
-    std::size_t elapsedPlace_ = kElapsedCategories.size();
+    std::size_t elapsedPlace_ = kCategories.size();
     std::size_t elapsedCount_ = 0;
     std::string property_;  // of the present fact; kept for its memory
     std::optional<std::string> value_, elapsed_;

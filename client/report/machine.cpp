@@ -1,5 +1,7 @@
 #include "client/report/machine.h"
 
+#include "client/report/vocabulary.h"
+
 namespace orrery::report {
 
 const std::string* FindFirst(const Report& report, std::string_view section,
@@ -19,8 +21,8 @@ const std::string* MachineName(const Report& report) noexcept
 
 std::string_view ElapsedCategory(const Report& report, std::size_t at) noexcept
 {
-    return report.elapsedTimes.size() == kElapsedCategories.size() ? kElapsedCategories.at(at)
-                                                                   : std::string_view{};
+    return report.elapsedTimes.size() == kCategories.size() ? kCategories.at(at)
+                                                            : std::string_view{};
 }
 
 }  // namespace orrery::report

@@ -9,53 +9,11 @@
 #include <unordered_map>
 #include <utility>
 
+#include "client/report/vocabulary.h"
 #include "client/text/fold_case.h"
 
 namespace orrery::report {
 namespace {
-
-enum class Secret { kNone, kSerial, kMac, kAddresses, kNetwork, kHost, kUser };
-
-struct SecretProperty {
-    std::string_view section;  // empty: any
-    std::string_view property;
-    Secret secret;
-};
-
-constexpr auto kSecrets = std::to_array<SecretProperty>({
-    {"", "AssetTag", Secret::kSerial},
-    {"", "SerialNumber", Secret::kSerial},
-    {"", "VolumeSerialNumber", Secret::kSerial},
-    {"", "MACAddress", Secret::kMac},
-    {"", "DHCPServer", Secret::kAddresses},
-    {"", "DNSServer", Secret::kAddresses},
-    {"", "DefaultIPGateway", Secret::kAddresses},
-    {"", "IPAddress", Secret::kAddresses},
-    {"", "IPV6Address", Secret::kAddresses},
-    {"", "WINSPrimaryServer", Secret::kAddresses},
-    {"", "SSID", Secret::kNetwork},
-    {"ComputerSystem", "Name", Secret::kHost},
-    {"", "LoggedOnUser", Secret::kUser},
-});
-
-// Properties whose values come from a fixed set of words. A computer may well be called "laptop", and
-// a placeholder in place of one of these words would give its name away.
-constexpr auto kFixedWords = std::to_array<std::string_view>({
-    "AdapterType",
-    "ChassisTypes",
-    "CurrentUsage",
-    "DHCPEnabled",
-    "DeviceID",
-    "DiskType",
-    "FileSystem",
-    "LogicalDisks",
-    "MemoryType",
-    "Mode",
-    "Protocol",
-    "SecurityType",
-    "NetConnectionStatus",
-    "PhysicalAdapter",
-});
 
 // Addresses that say nothing about the network: no DHCP answer yet, and the machine itself.
 constexpr auto kNeutralAddresses =
@@ -66,14 +24,6 @@ constexpr std::string_view kAlphanumerics =
 constexpr std::string_view kDigits = kAlphanumerics.substr(0, 10);
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr auto kNowhere = std::string_view::npos;
-
-Secret SecretOf(std::string_view section, std::string_view property)
-{
-    for (const SecretProperty& row : kSecrets)
-        if (row.property == property && (row.section.empty() || row.section == section))
-            return row.secret;
-    return Secret::kNone;
-}
 
 std::string_view Trimmed(std::string_view text)
 {
@@ -283,20 +233,17 @@ std::string RedactValue(Secret secret, const std::string& value, CPlaceholders* 
             return placeholders->ForNetwork(value);
         case Secret::kHost:
             return RedactHost(trimmed, placeholders);
+        case Secret::kDomain:
+            return placeholders->ForName("domain", trimmed);
         case Secret::kUser:
             return RedactUser(trimmed, placeholders);
-        case Secret::kNone:
+        case Secret::kNothing:
             break;
     }
     return value;
 }
 
 }  // namespace
-
-bool IsSecret(std::string_view section, std::string_view property)
-{
-    return SecretOf(section, property) != Secret::kNone;
-}
 
 CRedactor::CRedactor() : placeholders_(std::make_unique<CPlaceholders>()) {}
 
@@ -306,10 +253,11 @@ bool CRedactor::Take(std::string_view section, std::string_view property, std::s
 {
     const Secret secret = SecretOf(section, property);
     *value = RedactValue(secret, *value, placeholders_.get());
-    if (secret == Secret::kNone &&
-        std::find(kFixedWords.begin(), kFixedWords.end(), property) == kFixedWords.end())
+    // A computer may well be called "laptop", and a placeholder in place of such a word would give its
+    // name away.
+    if (secret == Secret::kNothing && !HasFixedValues(section, property))
         TakeText(value);
-    return secret != Secret::kNone;
+    return secret != Secret::kNothing;
 }
 
 void CRedactor::Finish()

@@ -9,9 +9,6 @@
 
 namespace orrery::report {
 
-/// Whether a property identifies the machine, its network or its people.
-bool IsSecret(std::string_view section, std::string_view property);
-
 class CPlaceholders;
 
 /// Replaces values one by one and, once all of them are known, the names among them wherever else

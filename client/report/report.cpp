@@ -4,13 +4,6 @@
 
 namespace orrery::report {
 
-// By code unit, as the report orders its lines: "BIOS" comes before "BaseBoard".
-const std::vector<std::string_view> kElapsedCategories{
-    "BIOS",       "BaseBoard", "CPU",   "CompSys",       "Enclosure",
-    "Memory",     "Network",   "OS",    "PhysicalDrive", "SystemOverview",
-    "SystemSlot", "USB",       "Video",
-};
-
 const std::string* Instance::Find(std::string_view name) const noexcept
 {
     const auto found = std::find_if(properties.begin(), properties.end(),

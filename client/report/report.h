@@ -52,9 +52,6 @@ struct Report {
 /// text, each part with the mark that ends it: "PhysicalMemoryLocation\" is before "PhysicalMemory\".
 bool ComesFirst(std::string_view name, std::string_view other) noexcept;
 
-/// The categories behind the elapsed times of a complete run, in the order of the "ET" lines.
-extern const std::vector<std::string_view> kElapsedCategories;
-
 /// Tells which facts of a report to keep, by section and property.
 using FactFilter = std::function<bool(std::string_view section, std::string_view property)>;
 

@@ -1,49 +1,31 @@
 #include "client/report/section_digests.h"
 
-#include <array>
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
 #include <cstdint>
-#include <random>
 #include <set>
 #include <unordered_map>
+#include <utility>
 
-#include "client/report/diff.h"
 #include "client/report/reader.h"
+#include "client/report/vocabulary.h"
 #include "client/text/utf8.h"
 
 namespace orrery::report {
 namespace {
 
-/// Of all lines of a section, in their order: 128 bits, seeded anew for each run, so that no report can
-/// be made to look like another one.
-class CDigest {
-public:
-    void Add(std::u16string_view text)
-    {
-        for (const char16_t unit : text)
-            AddUnit(unit);
-        AddUnit(0x10000);  // no text has this, so that no two lists of texts look the same
-    }
-    bool operator==(const CDigest&) const = default;
+/// Of all facts of a section, in their order.
+struct Digest {
+    XXH128_hash_t hash{};
 
-private:
-    static std::uint64_t Seed()
+    bool operator==(const Digest& other) const noexcept
     {
-        std::random_device random;
-        return std::uint64_t{random()} << 32 | random();
+        return XXH128_isEqual(hash, other.hash) != 0;
     }
-    void AddUnit(std::uint32_t unit)
-    {
-        // Source: FNV-1a's prime, and the multiplier of Knuth's MMIX generator.
-        first_ = (first_ ^ unit) * 0x00000100000001B3;
-        second_ = (second_ + unit) * 6364136223846793005;
-        second_ ^= second_ >> 29;
-    }
-
-    static inline const std::uint64_t kFirstSeed = Seed(), kSecondSeed = Seed();
-    std::uint64_t first_ = kFirstSeed, second_ = kSecondSeed;
 };
 
-using Digests = std::unordered_map<std::string, CDigest>;
+using Digests = std::unordered_map<std::string, Digest>;
 
 class CDigestSink : public FactSink {
 public:
@@ -57,24 +39,32 @@ public:
         }
         property_.clear();
         AppendUtf8(fact.property, &property_);
-        if (IsElapsedTime(fact) || (!withPassing_ && IsPassing(section_, property_)))
+        if (IsElapsedTime(fact) || (!withPassing_ && RoleOf(section_, property_) == Role::kPassing))
             return;
-        const auto index = static_cast<std::uint32_t>(fact.index);
-        const std::array units{static_cast<char16_t>(index >> 16), static_cast<char16_t>(index)};
-        last_->Add({units.data(), units.size()});
-        last_->Add(fact.property);
-        last_->Add(fact.value);
+        // A property has no tab, so this is another text for every other fact or digest before it.
+        text_.clear();
+        Append(&last_->hash, sizeof last_->hash);
+        Append(&fact.index, sizeof fact.index);
+        Append(fact.property.data(), fact.property.size() * sizeof(char16_t));
+        Append(u"\t", sizeof(char16_t));
+        Append(fact.value.data(), fact.value.size() * sizeof(char16_t));
+        last_->hash = XXH3_128bits(text_.data(), text_.size());
     }
     void OnOddity(Oddity /*oddity*/, std::uint64_t /*line*/) override {}
 
     Digests digests;
 
 private:
+    void Append(const void* bytes, std::size_t size)
+    {
+        text_.append(static_cast<const char*>(bytes), size);
+    }
+
     const bool withPassing_;
     std::u16string lastSection_;
     std::string section_;  // the same
-    CDigest* last_ = nullptr;
-    std::string property_;  // of the present fact; kept for its memory
+    Digest* last_ = nullptr;
+    std::string property_, text_;  // of the present fact; kept for their memory
 };
 
 Digests DigestsOf(const std::filesystem::path& path, bool withPassing)

@@ -12,6 +12,7 @@
 #include "client/text/fold_case.h"
 #include "client/report/redact.h"
 #include "client/report/units.h"
+#include "client/report/vocabulary.h"
 #include "client/text/suggestion.h"
 
 namespace orrery::report {
@@ -21,10 +22,6 @@ constexpr std::string_view kElapsedName = "ET";
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kNarrowest = 12;    // a column is not shortened below this
 constexpr std::size_t kMostColumns = 30;  // of a table; more are for blocks
-
-/// What names an instance comes first, in this order; the others keep the report's.
-constexpr std::array<std::string_view, 5> kNames{"DeviceID", "Name", "Caption", "DeviceLocator",
-                                                 "SlotDesignation"};
 
 struct Cell {
     std::string text;
@@ -41,10 +38,12 @@ bool IsMeant(std::string_view section, std::string_view name)
     return FoldCase(section) == FoldCase(name);
 }
 
-std::size_t NameRank(std::string_view property)
+/// Whether a property names the instances of a section: it comes first, the others keep their order.
+bool IsName(std::string_view section, std::string_view property)
 {
-    return static_cast<std::size_t>(std::find(kNames.begin(), kNames.end(), property) -
-                                    kNames.begin());
+    const std::string_view known = TermsOf(section).empty() ? std::string_view{} : section;
+    const Term* const term = FindTerm(known, property);
+    return term != nullptr && term->label == Label::kName;
 }
 
 Cell MakeCell(std::string text, bool toRight = false)
@@ -108,8 +107,8 @@ std::string FormatProperties(const Section& section, const Instance& instance,
     std::vector<const Property*> ordered;
     for (const Property& property : instance.properties)
         ordered.push_back(&property);
-    std::stable_sort(ordered.begin(), ordered.end(), [](const Property* a, const Property* b) {
-        return NameRank(a->name) < NameRank(b->name);
+    std::stable_partition(ordered.begin(), ordered.end(), [&section](const Property* property) {
+        return IsName(section.name, property->name);
     });
 
     std::vector<Cell> names;
@@ -148,8 +147,8 @@ std::vector<std::string_view> ColumnNames(const Section& section)
                 return {};
         }
     }
-    std::stable_sort(names.begin(), names.end(), [](std::string_view a, std::string_view b) {
-        return NameRank(a) < NameRank(b);
+    std::stable_partition(names.begin(), names.end(), [&section](std::string_view property) {
+        return IsName(section.name, property);
     });
     return names;
 }
@@ -326,8 +325,8 @@ std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
 {
     const std::size_t count = report.elapsedTimes.size();
     std::string text = FormatHeading("Elapsed times", "slowest first", style);
-    if (count != kElapsedCategories.size())
-        text += "  " + std::to_string(count) + " of " + std::to_string(kElapsedCategories.size()) +
+    if (count != kCategories.size())
+        text += "  " + std::to_string(count) + " of " + std::to_string(kCategories.size()) +
                 " categories, numbered as in the report\n";
     const auto times = SlowestFirst(report);
     std::size_t nameWidth = 0, timeWidth = 0;
@@ -378,7 +377,7 @@ FactFilter KeepSelected(const std::vector<std::string>& names, bool withSecrets)
                 return IsMeant(section, name);
             });
         }
-        return isSelected || (withSecrets && IsSecret(section, property));
+        return isSelected || (withSecrets && SecretOf(section, property) != Secret::kNothing);
     };
 }
 

@@ -35,6 +35,11 @@ TEST(CompareReports, MatchesInstancesByWhatIdentifiesThem)
          "DiskDrive/0/Caption/A/Size/1\nDiskDrive/1/Caption/A/Size/2\n",
          "DiskDrive/0/Caption/A/Size/3\nDiskDrive/1/Caption/A/Size/1\n",
          "DiskDrive\n  ~ A\n      Size  2 -> 3\n"},
+        {"two of a model that swapped places and got other volumes",
+         "DiskDrive/0/Caption/A/LogicalDisks/C:/Size/1\nDiskDrive/1/Caption/A/Size/2\n",
+         "DiskDrive/0/Caption/A/LogicalDisks/E:/Size/2\nDiskDrive/1/Caption/A/Size/1\n",
+         "DiskDrive\n  ~ A, index 0\n      LogicalDisks  C: -> (not reported)\n"
+         "  ~ A, index 1\n      LogicalDisks  (not reported) -> E:\n"},
         {"duplicates that swapped places, and one of three that went",
          "PhysicalMemoryLocation/0/DeviceLocator/D/Capacity/1\n"
          "PhysicalMemoryLocation/1/DeviceLocator/D/Capacity/2\n"
@@ -110,15 +115,21 @@ TEST(CompareReports, LeavesOutWhatPasses)
 {
     const std::string before =
         "LogicalDisk/0/DeviceID/C:/FreeSpace/1\n"
-        "NetworkAdapter/0/Name/N/DHCPLeaseExpires/1/DHCPLeaseObtained/1\nET/0//5\nET/0//6\n";
+        "NetworkAdapter/0/Name/N/DHCPLeaseExpires/1/DHCPLeaseObtained/1\n"
+        "Processor/0/Name/P/CurrentClockSpeed/1\nSystemOverview/0/AverageBootTime/1\n"
+        "ET/0//5\nET/0//6\n";
     const std::string after =
         "LogicalDisk/0/DeviceID/C:/FreeSpace/2\n"
-        "NetworkAdapter/0/Name/N/DHCPLeaseExpires/2/DHCPLeaseObtained/2\nET/0//5\nET/0//7\n";
+        "NetworkAdapter/0/Name/N/DHCPLeaseExpires/2/DHCPLeaseObtained/2\n"
+        "Processor/0/Name/P/CurrentClockSpeed/2\nSystemOverview/0/AverageBootTime/2\n"
+        "ET/0//5\nET/0//7\n";
     EXPECT_EQ(Diff(before, after), "");
     EXPECT_EQ(Diff(before, after, true),
               "LogicalDisk\n  ~ C:\n      FreeSpace  1 -> 2\n\n"
               "NetworkAdapter\n  ~ N\n      DHCPLeaseExpires   1 -> 2\n"
               "      DHCPLeaseObtained  1 -> 2\n\n"
+              "Processor\n  ~ P\n      CurrentClockSpeed  1 -> 2\n\n"
+              "SystemOverview\n  AverageBootTime  1 -> 2\n\n"
               "ET\n  2  6 -> 7\n");
 
     std::string all;

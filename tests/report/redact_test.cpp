@@ -69,6 +69,10 @@ TEST(Redact, ReplacesWhatIdentifiesAndNothingElse)
          "Processor/0/NumberOfCores/4\nSystemEnclosure/0/ChassisTypes/Laptop\n",
          "ComputerSystem/0/Name/host-1\nOperatingSystem/0/LoggedOnUser/user-1\n"
          "Processor/0/NumberOfCores/4\nSystemEnclosure/0/ChassisTypes/Laptop\n"},
+        {"what no category tells as yet",
+         "ComputerSystem/0/Domain/Corp\nOperatingSystem/0/RegisteredUser/Anna/Organization/corp\n",
+         "ComputerSystem/0/Domain/domain-1\n"
+         "OperatingSystem/0/RegisteredUser/user-1/Organization/domain-1\n"},
         {"only a computer's Name is a secret", "Processor/0/Name/Fast\nFuture/0/SerialNumber/F-1\n",
          "Processor/0/Name/Fast\nFuture/0/SerialNumber/serial-1\n"},
     };

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "client/report/vocabulary.h"
+
 namespace orrery {
 namespace {
 
@@ -28,6 +30,20 @@ TEST(ClassDescriptors, StandInTheirOrder)
     EXPECT_EQ(heads.back(), L"None/TouchSupport");
     EXPECT_STREQ(PropertiesOf(descriptors::kPhysicalMemoryLocation)[1], L"DeviceLocator");
     EXPECT_STREQ(SectionOf(descriptors::kUsbController), L"USBDevice");
+}
+
+TEST(ClassDescriptors, HaveNoPropertyThatReadersOfReportsDoNotKnow)
+{
+    const auto narrow = [](const std::wstring& text) {
+        return std::string(text.begin(), text.end());
+    };
+    const auto table = AllDescriptors();
+    for (std::size_t at = 0; at < table.count; ++at) {
+        const std::string section = narrow(table.slots[at + 1]);
+        for (at += 2; table.slots[at] != nullptr; ++at)
+            EXPECT_NE(report::FindTerm(section, narrow(table.slots[at])), nullptr)
+                << section << ' ' << narrow(table.slots[at]);
+    }
 }
 
 }  // namespace
