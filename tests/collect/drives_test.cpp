@@ -8,7 +8,7 @@
 #include "collect/logical_disks.h"
 #include "entry/categories.h"
 #include "sim/devices.h"
-#include "sim/platform.h"
+#include "sim/facts.h"
 #include "sim/simulation.h"
 
 namespace orrery {
@@ -34,18 +34,6 @@ std::wstring Shown(const CHardwareCollector::TextTable& table)
     for (const auto& [key, value] : table)
         shown.append(key).append(L"=").append(value).append(L",");
     return shown;
-}
-
-/// A property of the first instances, "?" for one that has none: "value/value/?/".
-std::wstring Values(CInvMap& map, const wchar_t* section, const wchar_t* property, int instances)
-{
-    std::wstring values;
-    for (int at = 0; at < instances; ++at) {
-        CHardwareObject* fact = nullptr;
-        map.Lookup(FactKey(section, property, at).c_str(), &fact);
-        values.append(fact == nullptr ? L"?" : fact->value.view()).append(L"/");
-    }
-    return values;
 }
 
 TEST(DriveTables, TakeDiskTypesOfDisksThatHaveASerialAndAKnownMediaType)
@@ -78,45 +66,41 @@ TEST(DriveTables, TakeDiskTypesOfDisksThatHaveASerialAndAKnownMediaType)
 
 TEST(DriveTables, KeepWhatWasFoundBeforeACallFails)
 {
-    const std::string query = "IWbemServices::ExecQuery(WQL, ";
-    const std::string drive =
-        query + "Associators of {Win32_DiskDrive.DeviceID='\\\\.\\PHYSICALDRIVE";
-    const std::string toPartition = "'} where AssocClass=Win32_DiskDriveToDiskPartition, 0x30)";
+    const auto query = [](const std::string& text) {
+        return "IWbemServices::ExecQuery(WQL, " + text + ", 0x30)";
+    };
+    const auto partitions = [&](const std::string& drive) {
+        return query("Associators of {Win32_DiskDrive.DeviceID='\\\\.\\PHYSICALDRIVE" + drive +
+                     "'} where AssocClass=Win32_DiskDriveToDiskPartition");
+    };
     const auto allVolumes = L"C:=Twin,D:=Twin,E:=Twin,F:=Bare,G:=Twin,X:=,";
-    const auto allMedia = L"Odd=Odd media,Twin=Removable,";
+    const auto allMedia = L"Odd=Odd media,Twin=Removable,", types = L"S1=SSD,";
     const struct {
         std::string call;
-        int nth;
         const wchar_t *types, *volumes, *media;
     } rows[] = {
-        // clang-format off
-        {"none", 0, L"S1=SSD,", allVolumes, allMedia},
-        {"IClientSecurity::SetBlanket", 0, L"S1=SSD,", allVolumes, allMedia},  // worth a try only
-        {"CoCreateInstance", 1, L"", allVolumes, allMedia},
+        {"IClientSecurity::SetBlanket", types, allVolumes, allMedia},  // worth a try only
+        {"CoCreateInstance", L"", L"", L""},
         {"IWbemLocator::ConnectServer(\\\\.\\ROOT\\microsoft\\windows\\storage, null, null, null, "
-         "0x0, null)", 0, L"", allVolumes, allMedia},
-        {query + "SELECT SerialNumber, MediaType FROM MSFT_PhysicalDisk, 0x30)", 0, L"", allVolumes,
-         allMedia},
-        {"CoCreateInstance", 2, L"S1=SSD,", L"", L""},
-        {"IWbemLocator::ConnectServer(ROOT\\CIMV2, null, null, null, 0x0, null)", 0, L"S1=SSD,", L"",
-         L""},
-        {query + "SELECT DeviceID, Caption, MediaType FROM Win32_DiskDrive, 0x30)", 0, L"S1=SSD,",
-         L"", L""},
-        {drive + "0" + toPartition, 0, L"S1=SSD,", L"", L"Twin=Fixed,"},
-        {drive + "3" + toPartition, 0, L"S1=SSD,", L"C:=Twin,D:=Twin,E:=Twin,G:=Twin,", allMedia},
-        {query + "Associators of {Win32_DiskPartition.DeviceID='b'} where "
-         "AssocClass=Win32_LogicalDiskToPartition, 0x30)", 0, L"S1=SSD,", L"D:=Twin,",
-         L"Twin=Fixed,"},
-        {"IWbemClassObject::Get(DeviceID, 0x0)", 0, L"S1=SSD,", L"", allMedia},
-        {"IWbemClassObject::Get(Caption, 0x0)", 0, L"S1=SSD,", L"C:=,D:=,E:=,F:=,G:=,X:=,", L""},
-        {"IWbemClassObject::Get(MediaType, 0x0)", 0, L"", allVolumes, L""},
-        {"IEnumWbemClassObject::Next", 0, L"", L"", L""},
-        // clang-format on
+         "0x0, null)",
+         L"", allVolumes, allMedia},
+        {query("SELECT SerialNumber, MediaType FROM MSFT_PhysicalDisk"), L"", allVolumes, allMedia},
+        {"IWbemLocator::ConnectServer(ROOT\\CIMV2, null, null, null, 0x0, null)", types, L"", L""},
+        {query("SELECT DeviceID, Caption, MediaType FROM Win32_DiskDrive"), types, L"", L""},
+        {partitions("0"), types, L"", L"Twin=Fixed,"},
+        {partitions("3"), types, L"C:=Twin,D:=Twin,E:=Twin,G:=Twin,", allMedia},
+        {query("Associators of {Win32_DiskPartition.DeviceID='b'} where "
+               "AssocClass=Win32_LogicalDiskToPartition"),
+         types, L"D:=Twin,", L"Twin=Fixed,"},
+        {"IWbemClassObject::Get(DeviceID, 0x0)", types, L"", allMedia},
+        {"IWbemClassObject::Get(Caption, 0x0)", types, L"C:=,D:=,E:=,F:=,G:=,X:=,", L""},
+        {"IWbemClassObject::Get(MediaType, 0x0)", L"", allVolumes, L""},
+        {"IEnumWbemClassObject::Next", L"", L"", L""},
     };
     const ComApartment apartment;
     for (const auto& row : rows) {
         sim::Simulation simulation{Machine()};
-        simulation.FailCall(row.call, row.nth, E_FAIL);
+        simulation.FailCall(row.call, 0, E_FAIL);
         CHardwareCollector collector;
         PrepareDriveTables(&collector);
         EXPECT_EQ(Shown(collector.diskTypeBySerial), row.types) << row.call;
@@ -149,11 +133,6 @@ TEST(DiskDrivePath, LosesOneOfEachPairOfBackslashes)
     EXPECT_EQ(UnescapedPath(L""), L"");
 }
 
-DWORD WINAPI NoDrives()
-{
-    return 0;
-}
-
 struct DriveCategory : testing::Test {
     void Collect(const std::wstring& scenario)
     {
@@ -166,31 +145,9 @@ struct DriveCategory : testing::Test {
     }
 
     const ComApartment apartment;
-    const Detour drivesDetour{L"kernel32.dll", "GetLogicalDrives", NoDrives};
+    const Detour drivesDetour{L"kernel32.dll", "GetLogicalDrives", +[] { return DWORD{0}; }};
     CInvMap map;
 };
-
-sim::Devices::Answer Flag(std::uint8_t flag)
-{
-    return [flag](const sim::DeviceCall& call) { return call.output[8] = flag, true; };
-}
-
-TEST_F(DriveCategory, WritesWhatIsKnownOfEachDrive)
-{
-    const auto machine = Machine();  // while files can still be opened
-    const sim::Devices devices{
-        {{L"\\\\.\\PHYSICALDRIVE1", Flag(1)}, {L"\\\\.\\PHYSICALDRIVE4", Flag(0)}}};
-    Collect(machine);
-    EXPECT_EQ(Values(map, L"DiskDrive", L"Caption", 7), L"Twin/Twin/Odd//Bare/None/?/");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"MediaType", 6), L"Removable/Removable/Odd media/?/?/?/");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"Size", 6), L"476940/476940/476940/476940//476940/");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"DiskType", 6), L"SSD/SSD/?/?/HDD/?/");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"LogicalDisks", 6), L"C:|D:|E:|G:|/?/?/X:|/F:|/?/");
-    EXPECT_EQ(map.entries().size(), 21U);
-    EXPECT_EQ(devices.asked,
-              (std::vector<std::wstring>{L"\\\\.\\PHYSICALDRIVE1", L"\\\\.",
-                                         L"\\\\.\\PHYSICALDRIVE3", L"\\\\.\\PHYSICALDRIVE4", L""}));
-}
 
 TEST_F(DriveCategory, FallsBackToTheDrivesThemselves)
 {
@@ -203,10 +160,14 @@ TEST_F(DriveCategory, FallsBackToTheDrivesThemselves)
     Collect(L"namespace root\\microsoft\\windows\\storage\n" + Disk(L"\"MODEL\"", L"5") +
             L"namespace root\\cimv2\nunreadable instance of Win32_DiskDrive {\n"
             L"Caption = \"MODEL\";\nMediaType = \"Fixed\";\n};\n");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"Caption", 3), L"MODEL/MODEL/?/");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"Size", 3), L"2048/2048/?/");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"DiskType", 3), L"SCM/SCM/?/");
-    EXPECT_EQ(Values(map, L"DiskDrive", L"MediaType", 3), L"Fixed/Fixed/?/");
+    EXPECT_EQ(sim::FactsOf(map), (sim::Facts{{L"DiskDrive\\Caption\\0", L"MODEL"},
+                                             {L"DiskDrive\\Size\\0", L"2048"},
+                                             {L"DiskDrive\\DiskType\\0", L"SCM"},
+                                             {L"DiskDrive\\MediaType\\0", L"Fixed"},
+                                             {L"DiskDrive\\Caption\\1", L"MODEL"},
+                                             {L"DiskDrive\\Size\\1", L"2048"},
+                                             {L"DiskDrive\\DiskType\\1", L"SCM"},
+                                             {L"DiskDrive\\MediaType\\1", L"Fixed"}}));
     CHardwareCollector collector;
     CInvMap one;
     EXPECT_EQ(CollectNativeDrives(&collector, 1, &one), 1);
@@ -245,30 +206,6 @@ TEST(VolumeLists, GoToTheFirstDriveWithTheCaption)
         EXPECT_EQ(map.entries().contains(FactKey(L"DiskDrive", L"LogicalDisks", row.expected)),
                   row.expected >= 0);
     }
-}
-
-TEST(LogicalDisks, WriteEveryFactOfEachListedLetter)
-{
-    const ComApartment apartment;
-    const sim::Simulation simulation{
-        sim::LoadScenario(L"" ORRERY_TEST_DATA "/machines/desktop.machine")};
-    const sim::Volume volume{DRIVE_FIXED, 3 << 20, 2 << 20, L"NTFS", L"Label", 0xAB};
-    const sim::Platform platform{
-        {.volumes = {{L'C', volume}, {L'D', {DRIVE_CDROM}}, {L'E', volume}}}};
-    CHardwareCollector collector;
-    CInvMap first, all;
-    EXPECT_EQ(CollectLogicalDisks(&collector, 1, &first), 1);
-    EXPECT_EQ(first.entries().size(), 7U);
-    RunCategory(10, &collector, &all);
-    EXPECT_EQ(all.entries().size(), 14U);
-    const wchar_t* const rows[][2] = {
-        {L"DeviceID", L"C:/E:/"},          {L"Size", L"3/3/"},
-        {L"FreeSpace", L"2/2/"},           {L"FileSystem", L"NTFS/NTFS/"},
-        {L"Description", L"Label/Label/"}, {L"VolumeSerialNumber", L"AB/AB/"},
-        {L"BitLockerStatus", L"7/0/"},
-    };
-    for (const auto& [property, values] : rows)
-        EXPECT_EQ(Values(all, L"LogicalDisk", property, 2), values) << property;
 }
 
 }  // namespace

@@ -154,8 +154,6 @@ TEST(PhysicalDrive, AsksTwoTargetsOnTwoPorts)
          {{scsi0, DrivesAt('0', "01")}, {scsi1, DrivesAt('1', "01")}},
          {L"00", L"01", L"10", L"11"}},
         {2, {{scsi1, DrivesAt('1', "1")}}, {L"11"}},
-        {2, {{scsi0, DrivesAt('0', "")}}, {}},
-        {2, {}, {}},
         {1, {{scsi0, DrivesAt('0', "01")}}, {}},
     };
     for (const auto& row : rows) {

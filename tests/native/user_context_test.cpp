@@ -81,18 +81,15 @@ TEST_F(TokenClassTest, IsDecidedBySourceThenUserThenGroups)
         const char* asked;
     } rows[] = {
         {"service", "Advapi  ", 21, Groups{local, session, interactive}, kNone, ""},
-        {"longer source", "ADVAPI32", 21, Groups{}, kNone, ""},
         {"shorter source", "advap", 21, Groups{}, kAccount, "ug"},
         {"other source", "User32 ", 21, Groups{logonId}, kLogon, "ug"},
         {"not at the start", " advapi", 21, Groups{}, kAccount, "ug"},
         {"no source", {}, 21, Groups{local, session, interactive}, kInteractive, "ug"},
         {"unknown user", "User32", {}, Groups{local, session, interactive}, kNone, "u"},
         {"LocalSystem", {}, 18, Groups{local, session, interactive}, kAccount, "u"},
-        {"LocalService", {}, 19, Groups{local, session, interactive}, kAccount, "u"},
         {"NetworkService", {}, 20, Groups{local, session, interactive}, kAccount, "u"},
         {"anonymous", {}, 7, Groups{local, session, interactive}, kInteractive, "ug"},
         {"no groups to be had", {}, 21, {}, kAccount, "ug"},
-        {"no group", {}, 21, Groups{}, kAccount, "ug"},
         {"all in one group", {}, 21, Groups{{7, true, true, true}}, kInteractive, "ug"},
         {"logon id stays", {}, 21, Groups{logonId, local, local}, kLogon, "ug"},
         {"logon id last", {}, 21, Groups{interactive, local, logonId}, kInteractive, "ug"},
@@ -249,22 +246,15 @@ TEST_F(UserWindow, IsTheOneClosestInSizeToTheScreen)
 TEST_F(UserWindow, KeepsSizeAndClassNameOfTheBest)
 {
     UserWindowSearch search{.targetWidth = 100, .targetHeight = 100};
-    const struct {
-        std::int32_t width;
-        const wchar_t *name, *kept;
-    } rows[] = {
-        {50, L"abcdefghijklmnopqrstuvwxyz123456", L"abcdefghijklmnopqrstuvwxyz123456"},  // 32
-        {51, L"ABCDEFGHIJKLMNOPQRSTUVWXYZ1234567", L"ABCDEFGHIJKLMNOPQRSTUVWXYZ123456"},
-        {52, L"Progman", L"Progman"},
-        {53, L"", L""},
-    };
-    for (const auto& row : rows) {
-        ConsiderWindow(search, {nullptr, row.width, 99, true, false, row.name},
+    const std::wstring longest(32, L'c');
+    for (std::int32_t width = 50;
+         const std::wstring& name : {longest, longest + L"d", std::wstring{L"Progman"}}) {
+        ConsiderWindow(search, {nullptr, ++width, 99, true, false, name},
                        [] { return std::nullopt; });
-        std::wstring expected = row.kept;
+        std::wstring expected = name;
         expected.resize(32);
         EXPECT_EQ(std::wstring(search.windowClass.begin(), search.windowClass.end()), expected);
-        EXPECT_EQ(search.bestWidth, row.width);
+        EXPECT_EQ(search.bestWidth, width);
         EXPECT_EQ(search.bestHeight, 99);
     }
 }
@@ -453,7 +443,6 @@ TEST_F(WellKnownAccounts, AreTheSystemsOwn)
     EXPECT_TRUE(EqualSid(LocalSid(), Sid(2, 1, 0).sid.get()));
     EXPECT_TRUE(EqualSid(InteractiveSid(), Sid(5, 1, 4).sid.get()));
     EXPECT_EQ(LocalSid(), LocalSid());
-    EXPECT_EQ(InteractiveSid(), InteractiveSid());
     EXPECT_EQ(LocalSystemName(), L"SYSTEM");
 }
 
