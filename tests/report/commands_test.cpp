@@ -18,7 +18,7 @@
 #include "client/system/console.h"
 #include "client/system/output_file.h"
 #include "client/text/utf8.h"
-#include "report_text.h"
+#include "made_report.h"
 #include "test_folder.h"
 
 namespace orrery {
@@ -29,8 +29,8 @@ class Commands : public testing::Test {
 protected:
     Commands()
     {
-        Write("a.tsv", Bytes(u"BIOS\t0\tSerialNumber\tS-1\nBIOS\t0\tVersion\t1\n"));
-        Write("b.tsv", Bytes(u"BIOS\t0\tSerialNumber\tS-1\nBIOS\t0\tVersion\t2\n"));
+        Write("a.tsv", ReportBytes("BIOS|0|SerialNumber|S-1\nBIOS|0|Version|1\n"));
+        Write("b.tsv", ReportBytes("BIOS|0|SerialNumber|S-1\nBIOS|0|Version|2\n"));
         Write("text.tsv", "This is no report at all, whoever reads it.\n");
     }
     void Write(const std::string& name, const std::string& bytes) { folder_.Write(name, bytes); }
@@ -152,7 +152,7 @@ TEST_F(Commands, WriteAWholeFileOrNone)
     }
     EXPECT_EQ(folder_.Read("a.tsv"), original);
 
-    const auto redacted = Bytes(u"BIOS\t0\tSerialNumber\tserial-1\nBIOS\t0\tVersion\t1\n");
+    const auto redacted = ReportBytes("BIOS|0|SerialNumber|serial-1\nBIOS|0|Version|1\n");
     for (const char* output : {"out.tsv", "b.tsv"}) {  // a new file, and one that was there
         EXPECT_EQ(Run({"redact", "@a.tsv", std::string{"@"} + output}), 0);
         EXPECT_EQ(folder_.Read(output), redacted);

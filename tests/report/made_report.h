@@ -8,8 +8,18 @@
 
 #include "client/report/report.h"
 #include "client/text/text_sink.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
+
+/// The lines of a report, with "|" for tabs, as a file holds them: in UTF-16LE.
+inline std::string ReportBytes(std::string lines)
+{
+    std::replace(lines.begin(), lines.end(), '|', '\t');
+    std::string bytes;
+    AppendUtf16(lines, &bytes);
+    return bytes;
+}
 
 /// A report made of "section/index/property/value/property/value" lines, each ended by a line feed.
 inline report::Report MadeReport(const std::string& facts)

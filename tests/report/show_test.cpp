@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "case_file.h"
 #include "client/system/exit_codes.h"
 #include "client/report/units.h"
 #include "made_report.h"
@@ -11,140 +12,37 @@
 namespace orrery::report {
 namespace {
 
-Report Example()
+TEST(ShowReport, MakesTablesThatFitInTheTerminal)
 {
-    Report report = MadeReport(
-        "BIOS/0/AssetTag//Version/\nLogicalDisk/0/DeviceID/C:/Description/System 日本/Size/486400\n"
-        "LogicalDisk/1/Description//DeviceID/D:/FreeSpace/0/Size/1023\n"
-        "USBDevice/2/Name/Controller\n");
-    report.sections[0].instances[0].properties[1].value = "1.0\x1B[31m\n";
-    return report;
-}
-
-std::string Show(const Report& report, const std::vector<std::string>& names,
-                 const ShowStyle& style = {})
-{
-    return Written(WriteTables, report, SelectSections(report, names), style);
-}
-
-ShowStyle Terminal(std::size_t columns, Charset charset = Charset::kUnicode)
-{
-    return {columns, true, false, charset, charset};
-}
-
-TEST(ShowReport, PutsInstancesInRowsAndSinglePropertiesToo)
-{
-    EXPECT_EQ(Show(Example(), {}),
-              "BIOS\n"
-              "  AssetTag  -\n"
-              "  Version   1.0\\x1B[31m\\n\n"
-              "\n"
-              "LogicalDisk  2 instances\n"
-              "  #  DeviceID  Description      Size  FreeSpace\n"
-              "  0  C:        System 日本   475 GiB\n"
-              "  1  D:        -            1023 MiB      0 MiB\n"
-              "\n"
-              "USBDevice  1 instance\n"
-              "  #  Name\n"
-              "  2  Controller\n");
-    EXPECT_EQ(Show(MadeReport("S/0/Name//Size/\nS/1/Name//Size/22\n"), {}),
-              "S  2 instances\n  #  Name  Size\n  0  -        -\n  1  -       22\n");
-}
-
-TEST(ShowReport, FitsInTheTerminal)
-{
-    // A column less than the table takes; then too few for two parts of it.
-    EXPECT_EQ(Show(Example(), {"logicaldisk"}, Terminal(46)),
-              R"(LogicalDisk  2 instances
-  #  DeviceID  Description      Size
-  0  C:        System 日本   475 GiB
-  1  D:        -            1023 MiB
-
-  #  FreeSpace
-  0
-  1      0 MiB
-)");
-    EXPECT_EQ(Show(Example(), {"logicaldisk"}, Terminal(23)),
-              R"(LogicalDisk  2 instances
-  #0
-  DeviceID     C:
-  Description  System 日本
-  Size         475 GiB
-
-  #1
-  DeviceID     D:
-  Description  -
-  FreeSpace    0 MiB
-  Size         1023 MiB
-)");
-
-    const Report report =
-        MadeReport("S/0/A/abcdefghijklmnop/B/1/C/日本日本日本日本日本\nS/1/A/x\nT/0/Name/" +
-                   std::string(50, 'y') + '\n');
-    EXPECT_EQ(Show(report, {}, Terminal(40)),
-              R"(S  2 instances
-  #  A                B  C
-  0  abcdefghijklmn…  1  日本日本日本日…
-  1  x
-
-T
-  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy…
-)");
-    EXPECT_EQ(Show(report, {}, Terminal(40, Charset::kAscii)),
-              R"(S  2 instances
-  #  A                B  C
-  0  abcdefghijkl...  1  \u65E5\u672C...
-  1  x
-
-T
-  Name  yyyyyyyyyyyyyyyyyyyyyyyyyyyyy...
-)");
-}
-
-TEST(ShowReport, DrawsElapsedTimesSlowestFirst)
-{
-    Report report;
-    report.elapsedTimes = {"5", "3", "5", "1", "2", "3", "100", "0", "0", "0", "2", "50", "x"};
-    EXPECT_EQ(Show(report, {"et"}, Terminal(40)), R"(Elapsed times  slowest first
-  Network         100 ms  ██████████████
-  USB              50 ms  ███████
-  BIOS              5 ms  ▊
-  CPU               5 ms  ▊
-  BaseBoard         3 ms  ▍
-  Memory            3 ms  ▍
-  Enclosure         2 ms  ▎
-  SystemSlot        2 ms  ▎
-  CompSys           1 ms  ▏
-  OS                0 ms
-  PhysicalDrive     0 ms
-  SystemOverview    0 ms
-  Video                x
-)");
-    report.elapsedTimes = {"10", "20"};
-    EXPECT_EQ(Show(report, {}, Terminal(40, Charset::kAscii)), R"(Elapsed times  slowest first
-  2 of 13 categories, numbered as in the report
-  line 2  20 ms  #######################
-  line 1  10 ms  ############
-)");
-}
-
-TEST(ShowReport, ColoursHeadingsWhereTheTerminalTakesThem)
-{
-    const ShowStyle style{40, true, true, Charset::kAscii, Charset::kAscii};
-    EXPECT_EQ(Show(Example(), {"BIOS"}, style),
-              "\x1B[1mBIOS\x1B[0m\n"
-              "  \x1B[2mAssetTag\x1B[0m  -\n"
-              "  \x1B[2mVersion \x1B[0m  1.0\\x1B[31m\\n\n");
+    for (const Case& row : Cases("show", {"report", "columns", "charset", "tables"})) {
+        ShowStyle style;
+        if (const std::string columns = row["columns"]; !columns.empty()) {
+            style.columns = std::stoul(columns);
+            style.shorten = true;
+            style.charset = style.values =
+                row["charset"].starts_with("ascii") ? Charset::kAscii : Charset::kUnicode;
+            style.colours = row["charset"].ends_with("coloured\n");
+        }
+        const Report report = MadeReport(row["report"]);
+        EXPECT_EQ(Written(WriteTables, report, SelectSections(report, {}), style), row["tables"])
+            << row.what;
+    }
 }
 
 TEST(ShowReport, NamesTheSectionsThereAre)
 {
+    const Report report = MadeReport("BIOS/0/A/1\nLogicalDisk/0/B/2\nET/0//3\n");
+    const Selection selection = SelectSections(report, {"logicaldisk", "et"});
+    ASSERT_EQ(selection.sections.size(), 1U);
+    EXPECT_EQ(selection.sections.front()->name, "LogicalDisk");
+    EXPECT_TRUE(selection.elapsedTimes);
+    EXPECT_FALSE(SelectSections(report, {"bios"}).elapsedTimes);
     try {
-        SelectSections(Example(), {"BIOS", "Disk"});
+        SelectSections(report, {"BIOS", "Disk"});
         FAIL();
     } catch (const CommandError& error) {
         EXPECT_STREQ(error.what(),
-                     "the report has no section \"Disk\"\nIt has: BIOS, LogicalDisk, USBDevice");
+                     "the report has no section \"Disk\"\nIt has: BIOS, LogicalDisk, ET");
         EXPECT_EQ(error.code(), ExitCode::kInput);
     }
     EXPECT_THROW(SelectSections({}, {"ET"}), CommandError);

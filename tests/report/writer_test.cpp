@@ -6,7 +6,6 @@
 
 #include "client/report/reader.h"
 #include "made_report.h"
-#include "report_text.h"
 
 namespace orrery::report {
 namespace {
@@ -15,20 +14,20 @@ TEST(WriteReport, KeepsTheOrderAndFormOfTheLibrary)
 {
     const struct {
         const char* facts;
-        std::u16string expected;
+        std::string expected;
     } rows[] = {
-        {"", u""},
+        {"", ""},
         {"PhysicalMemory/0/Capacity/1\nPhysicalMemoryLocation/0/Speed/2\n",
-         u"PhysicalMemoryLocation\t0\tSpeed\t2\nPhysicalMemory\t0\tCapacity\t1\n"},
+         "PhysicalMemoryLocation|0|Speed|2\nPhysicalMemory|0|Capacity|1\n"},
         {"X/0/B/1/A/2\nX/2/A/3\nX/1/A/4\nX/10/A/5\n",
-         u"X\t0\tA\t2\nX\t1\tA\t4\nX\t10\tA\t5\nX\t2\tA\t3\nX\t0\tB\t1\n"},
+         "X|0|A|2\nX|1|A|4\nX|10|A|5\nX|2|A|3\nX|0|B|1\n"},
         {"ET/0//9\nLogicalDisk/0/Size/1\nDiskDrive/0/Size/2\nET/0//8\n",
-         u"DiskDrive\t0\tSize\t2\nET\t0\t\t9\nET\t0\t\t8\nLogicalDisk\t0\tSize\t1\n"},
-        {"X/0/A/\xC3\xA9 \xE5\xA4\xAA \xF0\x9F\x92\xBE\n",
-         u"X\t0\tA\t\u00E9 \u592A \xD83D\xDCBE\n"},
+         "DiskDrive|0|Size|2\nET|0||9\nET|0||8\nLogicalDisk|0|Size|1\n"},
+        {"X/0/A/\xC3\xA9 \xE5\xA4\xAA \xF0\x9F\x92\xBE\n", "X|0|A|\u00E9 \u592A \U0001F4BE\n"},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(Written(WriteReport, MadeReport(row.facts)), Bytes(row.expected)) << row.facts;
+        EXPECT_EQ(Written(WriteReport, MadeReport(row.facts)), ReportBytes(row.expected))
+            << row.facts;
 }
 
 TEST(WriteReport, WritesWhatTheReaderReadsWhole)
