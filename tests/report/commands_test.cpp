@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,6 +26,8 @@
 namespace orrery {
 namespace {
 
+using namespace std::string_literals;
+
 /// A folder with two reports that differ and one file that is no report.
 class Commands : public testing::Test {
 protected:
@@ -35,10 +39,12 @@ protected:
     }
     void Write(const std::string& name, const std::string& bytes) { folder_.Write(name, bytes); }
 
-    /// The exit code of the program for these arguments, of which "@name" is a file in the folder; what
-    /// it says of an error is in `message_`.
-    int Run(std::vector<std::string> arguments)
+    /// The exit code of the program for arguments between blanks, of which "@name" is a file in the
+    /// folder; what it says of an error is in `message_`.
+    int Run(const std::string& line)
     {
+        std::istringstream words{line};
+        std::vector<std::string> arguments{std::istream_iterator<std::string>{words}, {}};
         ExitCode result = ExitCode::kDone;
         CCommandLine commandLine{"", "orreryctl", ""};
         AddShowCommand(commandLine, &result);
@@ -76,41 +82,39 @@ protected:
 TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
 {
     const struct {
-        std::vector<std::string> arguments;
+        const char* arguments;
         int expected;
         const char* message;
     } rows[] = {
-        {{"diff", "@a.tsv", "@a.tsv"}, 0, ""},
-        {{"diff", "@a.tsv", "@b.tsv"}, 1, ""},
-        {{"diff", "@a.tsv", "@b.tsv", "--to", "json", "--all"}, 1, ""},
-        {{"diff", "@a.tsv", "@none.tsv"}, 2, "there is no such file; check the name"},
-        {{"diff", "@text.tsv", "@a.tsv"}, 2, "perhaps text in UTF-8"},
-        {{"diff", "@a.tsv", "@folder"}, 2, "it is a folder; give the name of a report in it"},
-        {{"diff", "@a.tsv"}, 2, "NEW.tsv is required"},
-        {{"diff", "@a.tsv", "@b.tsv", "--to", "csv"}, 2, "{text,json}"},
-        {{"show", "@a.tsv", "bios"}, 0, ""},
-        {{"show", "@a.tsv", "Bio"}, 2, "no section \"Bio\"; did you mean \"BIOS\"?"},
-        {{"get", "@a.tsv", "BIOS.Version"}, 0, ""},
-        {{"get", "@a.tsv", "BIOS.Versions"}, 1, "no value BIOS.Versions, in just these letters;"},
-        {{"get", "@a.tsv", "bios.VERSION"}, 1, "VERSION; did you mean \"BIOS.Version\"?"},
-        {{"get", "@a.tsv", "BIOS"}, 2, "give SECTION.PROPERTY"},
-        {{"convert", "@a.tsv"}, 2, "--to is required"},
-        {{"convert", "@a.tsv", "--to", "xml"}, 2, "xml not in {json,csv,html}"},
-        {{"convert", "@a.tsv", "--to", "csv", "-o", "@a.tsv"}, 2, "is the file that is read"},
+        {"diff @a.tsv @a.tsv", 0, ""},
+        {"diff @a.tsv @b.tsv", 1, ""},
+        {"diff @a.tsv @b.tsv --to json --all", 1, ""},
+        {"diff @a.tsv @none.tsv", 2, "there is no such file; check the name"},
+        {"diff @text.tsv @a.tsv", 2, "perhaps text in UTF-8"},
+        {"diff @a.tsv @folder", 2, "it is a folder; give the name of a report in it"},
+        {"diff @a.tsv", 2, "NEW.tsv is required"},
+        {"diff @a.tsv @b.tsv --to csv", 2, "{text,json}"},
+        {"show @a.tsv bios", 0, ""},
+        {"show @a.tsv Bio", 2, "no section \"Bio\"; did you mean \"BIOS\"?"},
+        {"get @a.tsv BIOS.Version", 0, ""},
+        {"get @a.tsv BIOS.Versions", 1, "no value BIOS.Versions, in just these letters;"},
+        {"get @a.tsv bios.VERSION", 1, "VERSION; did you mean \"BIOS.Version\"?"},
+        {"get @a.tsv BIOS", 2, "give SECTION.PROPERTY"},
+        {"convert @a.tsv", 2, "--to is required"},
+        {"convert @a.tsv --to xml", 2, "xml not in {json,csv,html}"},
+        {"convert @a.tsv --to csv -o @a.tsv", 2, "is the file that is read"},
 #ifndef _WIN32
-        {{"collect", "x.tsv"}, 2, "collect runs on Windows only"},
-        {{"doctor"}, 2, "doctor runs on Windows only"},
-        {{"record", "--help"}, 2, "record runs on Windows only"},
+        {"collect x.tsv", 2, "collect runs on Windows only"},
+        {"doctor", 2, "doctor runs on Windows only"},
+        {"record --help", 2, "record runs on Windows only"},
 #endif
-        {{"shwo"}, 2, "\"shwo\" is not known here; did you mean \"show\"?"},
-        {{"print", "@a.tsv"}, 2, "\"print\" is not known here\n\"orreryctl\" takes: show, get"},
-        {{"convert", "@a.tsv", "--redcat"}, 2, "did you mean \"--redact\"?"},
-        {{"diff", "@a.tsv", "@b.tsv", "--reverse"},
-         2,
-         "takes: --help, OLD.tsv, NEW.tsv, --to, --all"},
+        {"shwo", 2, "\"shwo\" is not known here; did you mean \"show\"?"},
+        {"print @a.tsv", 2, "\"print\" is not known here\n\"orreryctl\" takes: show, get"},
+        {"convert @a.tsv --redcat", 2, "did you mean \"--redact\"?"},
+        {"diff @a.tsv @b.tsv --reverse", 2, "takes: --help, OLD.tsv, NEW.tsv, --to, --all"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(Run(row.arguments), row.expected) << testing::PrintToString(row.arguments);
+        EXPECT_EQ(Run(row.arguments), row.expected) << row.arguments;
         EXPECT_NE(message_.find(row.message), std::string::npos) << message_;
     }
 }
@@ -125,7 +129,7 @@ TEST_F(Commands, ShowAnExampleAndTheirOwnExitCodesInTheirHelp)
         {"redact", "  0  done\n  2  wrong"},
     };
     for (const auto& [command, codes] : rows) {
-        EXPECT_EQ(Run({command, "--help"}), 0);
+        EXPECT_EQ(Run(command + " --help"s), 0);
         EXPECT_NE(output_.find(std::string{"\n  orreryctl "} + command), std::string::npos);
         EXPECT_NE(output_.find(codes), std::string::npos) << output_;
     }
@@ -136,25 +140,26 @@ TEST_F(Commands, WriteAWholeFileOrNone)
     const std::string original = folder_.Read("a.tsv");
     const struct {
         std::string input, output;
-        int expected;
+        std::string named;  // in the message
     } rows[] = {
-        {"@a.tsv", "@a.tsv", 2},         {"@a.tsv", "@folder/../a.tsv", 2},
-        {"@a.tsv", "@folder", 2},        {"@none.tsv", "@out.tsv", 2},
-        {"@text.tsv", "@out.tsv", 2},    {"@a.tsv", "@nowhere/out.tsv", 2},
-        {"@a.tsv", "@a.tsv/out.tsv", 2},
+        {"a.tsv", "a.tsv", "a.tsv"},
+        {"a.tsv", "folder/../a.tsv", "folder/../a.tsv"},
+        {"a.tsv", "folder", "folder"},
+        {"a.tsv", "nowhere/out.tsv", "nowhere/out.tsv"},
+        {"a.tsv", "a.tsv/out.tsv", "a.tsv/out.tsv"},
+        {"none.tsv", "out.tsv", "none.tsv"},
+        {"text.tsv", "out.tsv", "text.tsv"},
     };
-    for (const auto& [input, output, expected] : rows) {
-        EXPECT_EQ(Run({"redact", input, output}), expected) << input << ' ' << output;
-        const std::string& named = expected == 2 && input != "@a.tsv" ? input : output;
-        EXPECT_NE(message_.find('"' + folder_.Path(named.substr(1)) + '"'), std::string::npos)
-            << message_;
+    for (const auto& [input, output, named] : rows) {
+        EXPECT_EQ(Run("redact @" + input + " @" + output), 2) << input << ' ' << output;
+        EXPECT_NE(message_.find('"' + folder_.Path(named) + '"'), std::string::npos) << message_;
         EXPECT_EQ(folder_.Count(), 4U) << output;
     }
     EXPECT_EQ(folder_.Read("a.tsv"), original);
 
     const auto redacted = ReportBytes("BIOS|0|SerialNumber|serial-1\nBIOS|0|Version|1\n");
     for (const char* output : {"out.tsv", "b.tsv"}) {  // a new file, and one that was there
-        EXPECT_EQ(Run({"redact", "@a.tsv", std::string{"@"} + output}), 0);
+        EXPECT_EQ(Run("redact @a.tsv @"s + output), 0);
         EXPECT_EQ(folder_.Read(output), redacted);
     }
     EXPECT_EQ(folder_.Count(), 5U);
@@ -163,8 +168,8 @@ TEST_F(Commands, WriteAWholeFileOrNone)
 #ifdef _WIN32
 TEST_F(Commands, WriteToADeviceInAnyFolder)
 {
-    EXPECT_EQ(Run({"convert", "@a.tsv", "--to", "csv", "-o", "nul"}), 0) << message_;
-    EXPECT_EQ(Run({"redact", "@a.tsv", "@NUL"}), 0) << message_;
+    EXPECT_EQ(Run("convert @a.tsv --to csv -o nul"), 0) << message_;
+    EXPECT_EQ(Run("redact @a.tsv @NUL"), 0) << message_;
     EXPECT_EQ(folder_.Count(), 4U);
 }
 #else
@@ -174,14 +179,14 @@ TEST_F(Commands, WriteWhereALinkLeadsAndThroughPipes)
 {
     const std::string link = folder_.Path("link.csv"), pipe = folder_.Path("pipe");
     fs::create_symlink(folder_.Path("b.tsv"), link);
-    EXPECT_EQ(Run({"convert", "@a.tsv", "--to", "csv", "-o", link}), 0);
+    EXPECT_EQ(Run("convert @a.tsv --to csv -o @link.csv"), 0);
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_TRUE(folder_.Read("b.tsv").starts_with("machine,"));
 
     // Nothing here may be a device of the system: a fault would put a file in its place.
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const int end = open(pipe.c_str(), O_RDWR | O_NONBLOCK);
-    EXPECT_EQ(Run({"convert", "@a.tsv", "--to", "csv", "-o", "@pipe"}), 0) << message_;
+    EXPECT_EQ(Run("convert @a.tsv --to csv -o @pipe"), 0) << message_;
     EXPECT_TRUE(fs::is_fifo(pipe));
     std::array<char, 9> start{};
     EXPECT_EQ(read(end, start.data(), 8), 8);
@@ -203,7 +208,7 @@ TEST_F(Commands, KeepTheEarlierFileWhenTheDiskTakesNoMore)
     const rlimit little{20, before.rlim_max};
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
     setrlimit(RLIMIT_FSIZE, &little);
-    EXPECT_EQ(Run({"redact", "@a.tsv", "@b.tsv"}), 3);
+    EXPECT_EQ(Run("redact @a.tsv @b.tsv"), 3);
     setrlimit(RLIMIT_FSIZE, &before);
     std::signal(SIGXFSZ, handler);
     EXPECT_NE(message_.find("cannot be written: File too large; choose"), std::string::npos)
