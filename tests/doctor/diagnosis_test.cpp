@@ -159,13 +159,16 @@ TEST(Diagnosis, PutsKeysTogetherThatShareAFate)
 {
     Findings findings = Sound();
     findings.classes[0].withoutValue = {"A", "B", "C"};
-    findings.classes[0].feeds = {
-        {{{"A", "K.A", Without::kStandIn, "word"}, {"B", "K.B"}, {"A", "K.C", Without::kLeftOut}},
-         Without::kZero,
-         ""}};
+    findings.classes[0].feeds = {{{{"A", "K.A", Without::kStandIn, "word"},
+                                   {"C", "K.D", Without::kStandIn, "other"},
+                                   {"B", "K.B"},
+                                   {"C", "K.B"},
+                                   {"A", "K.C", Without::kLeftOut}},
+                                  Without::kZero,
+                                  ""}};
     EXPECT_EQ(Told(Diagnose(findings)),
               "note: Win32_BIOS in root\\a gives no A, B, C\n"
-              "  word: K.A\n  empty: K.B\n  left out: K.C\n  advice: blank\n");
+              "  word: K.A\n  other: K.D\n  empty: K.B\n  left out: K.C\n  advice: blank\n");
 }
 
 TEST(Diagnosis, IsReadByPrograms)

@@ -215,8 +215,8 @@ TEST(FindValue, DoesNotGuessTheCategoriesOfAShortReport)
 
 TEST(FindValue, RefusesNamesOfAnotherForm)
 {
-    for (const char* name : {"", "BIOS", ".Version", "BIOS.Version.x", "BIOS.Version.-1",
-                             "BIOS.Version.", "BIOS.Version.99999999999"})
+    for (const char* name : {"", "BIOS", ".Version", "BIOS.Version.x", "BIOS.Version.1x",
+                             "BIOS.Version.-1", "BIOS.Version.", "BIOS.Version.99999999999"})
         EXPECT_THROW(ParseValueName(name), CommandError) << name;
 }
 

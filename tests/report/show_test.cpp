@@ -7,6 +7,7 @@
 #include "case_file.h"
 #include "client/system/exit_codes.h"
 #include "client/report/units.h"
+#include "client/text/suggestion.h"
 #include "made_report.h"
 
 namespace orrery::report {
@@ -78,6 +79,22 @@ TEST(Readable, PutsValuesIntoUnitsAndWords)
     for (const auto& row : rows)
         EXPECT_EQ(Readable(row.section, row.property, row.value).text, row.expected)
             << row.property << ' ' << row.value;
+}
+
+TEST(Suggestion, NamesTheNearestWordWhereOneIsNear)
+{
+    const struct {
+        const char *word, *expected;
+    } rows[] = {
+        {"SHWO", "; did you mean \"show\"?"},  // two letters swapped, in any case
+        {"sho", "; did you mean \"shown\"?"},  // the start of a word; the first one counts
+        {"convrte", "; did you mean \"convert\"?"},
+        {"x", ""},  // as far from everything as from nothing
+        {"print", ""},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(Suggestion(row.word, {"shown", "show", "shows", "convert", "a"}), row.expected)
+            << row.word;
 }
 
 TEST(TerminalText, EscapesWhatATerminalActsOn)
