@@ -152,7 +152,7 @@ TEST(RedactedMachine, KeepsNothingThatIdentifiesAndReportsTheRest)
         EXPECT_EQ(text.find(secret), std::string::npos) << secret;
 
     // What is replaced, and by what. All else is as it was.
-    std::wstring expected = ExpectedReport("workstation");
+    std::wstring expected = L'\n' + ExpectedReport("workstation");
     std::wistringstream replaced{
         sim::LoadScenario((kData / "redacted" / "workstation.tsv").c_str())};
     for (std::wstring line; std::getline(replaced, line);) {
@@ -160,7 +160,7 @@ TEST(RedactedMachine, KeepsNothingThatIdentifiesAndReportsTheRest)
         ASSERT_NE(at, 0U) << line;
         expected.replace(at, expected.find(L'\n', at) - at, line);
     }
-    EXPECT_EQ(ReportOfText(text), expected) << text;
+    EXPECT_EQ(L'\n' + ReportOfText(text), expected) << text;
 }
 
 }  // namespace
