@@ -64,52 +64,6 @@ TEST(DriveTables, TakeDiskTypesOfDisksThatHaveASerialAndAKnownMediaType)
     }
 }
 
-TEST(DriveTables, KeepWhatWasFoundBeforeACallFails)
-{
-    const auto query = [](const std::string& text) {
-        return "IWbemServices::ExecQuery(WQL, " + text + ", 0x30)";
-    };
-    const auto partitions = [&](const std::string& drive) {
-        return query("Associators of {Win32_DiskDrive.DeviceID='\\\\.\\PHYSICALDRIVE" + drive +
-                     "'} where AssocClass=Win32_DiskDriveToDiskPartition");
-    };
-    const auto allVolumes = L"C:=Twin,D:=Twin,E:=Twin,F:=Bare,G:=Twin,X:=,";
-    const auto allMedia = L"Odd=Odd media,Twin=Removable,", types = L"S1=SSD,";
-    const struct {
-        std::string call;
-        const wchar_t *types, *volumes, *media;
-    } rows[] = {
-        {"IClientSecurity::SetBlanket", types, allVolumes, allMedia},  // worth a try only
-        {"CoCreateInstance", L"", L"", L""},
-        {"IWbemLocator::ConnectServer(\\\\.\\ROOT\\microsoft\\windows\\storage, null, null, null, "
-         "0x0, null)",
-         L"", allVolumes, allMedia},
-        {query("SELECT SerialNumber, MediaType FROM MSFT_PhysicalDisk"), L"", allVolumes, allMedia},
-        {"IWbemLocator::ConnectServer(ROOT\\CIMV2, null, null, null, 0x0, null)", types, L"", L""},
-        {query("SELECT DeviceID, Caption, MediaType FROM Win32_DiskDrive"), types, L"", L""},
-        {partitions("0"), types, L"", L"Twin=Fixed,"},
-        {partitions("3"), types, L"C:=Twin,D:=Twin,E:=Twin,G:=Twin,", allMedia},
-        {query("Associators of {Win32_DiskPartition.DeviceID='b'} where "
-               "AssocClass=Win32_LogicalDiskToPartition"),
-         types, L"D:=Twin,", L"Twin=Fixed,"},
-        {"IWbemClassObject::Get(DeviceID, 0x0)", types, L"", allMedia},
-        {"IWbemClassObject::Get(Caption, 0x0)", types, L"C:=,D:=,E:=,F:=,G:=,X:=,", L""},
-        {"IWbemClassObject::Get(MediaType, 0x0)", L"", allVolumes, L""},
-        {"IEnumWbemClassObject::Next", L"", L"", L""},
-    };
-    const ComApartment apartment;
-    for (const auto& row : rows) {
-        sim::Simulation simulation{Machine()};
-        simulation.FailCall(row.call, 0, E_FAIL);
-        CHardwareCollector collector;
-        PrepareDriveTables(&collector);
-        EXPECT_EQ(Shown(collector.diskTypeBySerial), row.types) << row.call;
-        EXPECT_EQ(Shown(collector.driveCaptionByVolume), row.volumes) << row.call;
-        EXPECT_EQ(Shown(collector.mediaTypeByCaption), row.media) << row.call;
-        EXPECT_EQ(simulation.LiveObjects(), 0) << row.call;
-    }
-}
-
 TEST(DriveTables, AreFilledOnlyWhileEmpty)
 {
     const ComApartment apartment;

@@ -20,12 +20,9 @@ namespace {
 
 using Bytes = std::vector<std::byte>;
 using TokenFacts = std::map<TOKEN_INFORMATION_CLASS, Bytes>;
+using Rights = std::vector<DWORD>;
 using sim::Detour;
-
-constexpr auto kNone = TokenClass::kNone;
-constexpr auto kAccount = TokenClass::kAccount;
-constexpr auto kLogon = TokenClass::kLogon;
-constexpr auto kInteractive = TokenClass::kInteractive;
+using enum TokenClass;
 
 template <class T>
 Bytes BytesOf(const T& value)
@@ -35,23 +32,26 @@ Bytes BytesOf(const T& value)
     return bytes;
 }
 
+HWND WindowOf(int number)
+{
+    return reinterpret_cast<HWND>(INT_PTR{number});
+}
+
 /// What the replaced functions answer and what they were asked.
 struct Machine {
-    std::vector<DWORD> tokenAccess, processAccess;  // as asked for
-    DWORD tokenAccessGranted = 0;                   // only this access opens a token
+    Rights tokenAccess, processAccess;  // as asked for
+    DWORD tokenAccessGranted = 0;       // only this access opens a token
     TokenFacts tokenFacts;
     std::vector<DWORD> groupBuffers;  // sizes offered for the groups
     DWORD groupBytesNeeded = 0;
     bool isAccountKnown = true;
 
     std::map<HWND, RECT> windows;  // odd ones are visible; each has its own process, 99 this one
-    std::vector<DWORD> visited;
-    std::string walk;
-    bool processesOpen = false;
+    std::string walk;              // of the windows
+    bool desktopOpens = false, processesOpen = false;
     DWORD faultyProcess = 0;  // opening it throws
 
     const wchar_t* systemName = nullptr;
-    std::vector<DWORD> systemBuffers;
     int reverts = 0;
     HWND shellWindow = nullptr;
 };
@@ -72,6 +72,7 @@ TEST_F(TokenClassTest, IsDecidedBySourceThenUserThenGroups)
     const TokenGroup session{.attributes = 7, .isLogonSession = true};
     const TokenGroup interactive{.attributes = 7, .isInteractive = true};
     const TokenGroup logonId{.attributes = 0xC0000007, .isLogonSession = true};
+    const Groups all{local, session, interactive};
     const struct {
         const char* about;
         std::optional<std::string> source;
@@ -80,29 +81,29 @@ TEST_F(TokenClassTest, IsDecidedBySourceThenUserThenGroups)
         TokenClass expected;
         const char* asked;
     } rows[] = {
-        {"service", "Advapi  ", 21, Groups{local, session, interactive}, kNone, ""},
-        {"shorter source", "advap", 21, Groups{}, kAccount, "ug"},
-        {"other source", "User32 ", 21, Groups{logonId}, kLogon, "ug"},
-        {"not at the start", " advapi", 21, Groups{}, kAccount, "ug"},
-        {"no source", {}, 21, Groups{local, session, interactive}, kInteractive, "ug"},
-        {"unknown user", "User32", {}, Groups{local, session, interactive}, kNone, "u"},
-        {"LocalSystem", {}, 18, Groups{local, session, interactive}, kAccount, "u"},
-        {"NetworkService", {}, 20, Groups{local, session, interactive}, kAccount, "u"},
-        {"anonymous", {}, 7, Groups{local, session, interactive}, kInteractive, "ug"},
-        {"no groups to be had", {}, 21, {}, kAccount, "ug"},
-        {"all in one group", {}, 21, Groups{{7, true, true, true}}, kInteractive, "ug"},
-        {"logon id stays", {}, 21, Groups{logonId, local, local}, kLogon, "ug"},
-        {"logon id last", {}, 21, Groups{interactive, local, logonId}, kInteractive, "ug"},
-        {"without LOCAL", {}, 21, Groups{session, interactive}, kAccount, "ug"},
-        {"without session", {}, 21, Groups{local, interactive}, kAccount, "ug"},
-        {"without INTERACTIVE", {}, 21, Groups{local, session}, kAccount, "ug"},
-        {"one top bit", {}, 21, Groups{{0x80000007}, {0x40000007}}, kAccount, "ug"},
-        {"both top bits", {}, 21, Groups{{0xC0000000}}, kLogon, "ug"},
+        {"service", "Advapi  ", 21, all, kNone, ""},
+        {"shorter source", "advap", 21, Groups{}, kAccount, "user groups "},
+        {"other source", "User32 ", 21, Groups{logonId}, kLogon, "user groups "},
+        {"not at the start", " advapi", 21, Groups{}, kAccount, "user groups "},
+        {"no source", {}, 21, all, kInteractive, "user groups "},
+        {"unknown user", "User32", {}, all, kNone, "user "},
+        {"LocalSystem", {}, 18, all, kAccount, "user "},
+        {"NetworkService", {}, 20, all, kAccount, "user "},
+        {"anonymous", {}, 7, all, kInteractive, "user groups "},
+        {"no groups to be had", {}, 21, {}, kAccount, "user groups "},
+        {"all in one group", {}, 21, Groups{{7, true, true, true}}, kInteractive, "user groups "},
+        {"logon id stays", {}, 21, Groups{logonId, local, local}, kLogon, "user groups "},
+        {"logon id last", {}, 21, {{interactive, local, logonId}}, kInteractive, "user groups "},
+        {"without LOCAL", {}, 21, Groups{session, interactive}, kAccount, "user groups "},
+        {"without session", {}, 21, Groups{local, interactive}, kAccount, "user groups "},
+        {"without INTERACTIVE", {}, 21, Groups{local, session}, kAccount, "user groups "},
+        {"one top bit", {}, 21, Groups{{0x80000007}, {0x40000007}}, kAccount, "user groups "},
+        {"both top bits", {}, 21, Groups{{0xC0000000}}, kLogon, "user groups "},
     };
     for (const auto& row : rows) {
         std::string asked;
-        const auto user = [&] { return asked += 'u', row.user; };
-        const auto groups = [&] { return asked += 'g', row.groups; };
+        const auto user = [&] { return asked += "user ", row.user; };
+        const auto groups = [&] { return asked += "groups ", row.groups; };
         EXPECT_EQ(ClassOfToken(row.source, user, groups), row.expected) << row.about;
         EXPECT_EQ(asked, row.asked) << row.about;
     }
@@ -132,12 +133,6 @@ BOOL WINAPI ReadTokenFact(HANDLE, TOKEN_INFORMATION_CLASS fact, void* to, DWORD 
     return TRUE;
 }
 
-BOOL WINAPI LookUpAnyone(const wchar_t*, PSID, wchar_t*, DWORD* nameSize, wchar_t*, DWORD*,
-                         SID_NAME_USE*)
-{
-    return machine.isAccountKnown && *nameSize == 256;
-}
-
 struct Sid {
     UniqueSid sid;
     Sid(BYTE authority, BYTE count, DWORD first, DWORD second = 0, DWORD third = 0)
@@ -147,11 +142,21 @@ struct Sid {
     }
 };
 
+/// Knows anyone, or only the system and by its own name.
+BOOL WINAPI LookUp(const wchar_t*, PSID sid, wchar_t* name, DWORD* nameSize, wchar_t*, DWORD*,
+                   SID_NAME_USE*)
+{
+    if (machine.systemName == nullptr)
+        return machine.isAccountKnown && *nameSize == 256;
+    std::wcscpy(name, machine.systemName);
+    return EqualSid(sid, Sid(5, 1, 18).sid.get()) && *nameSize == 100;
+}
+
 TEST_F(TokenClassTest, IsReadFromTheProcessWithTheRightsToBeHad)
 {
     const Detour open{L"advapi32.dll", "OpenProcessToken", OpenGrantedToken};
     const Detour read{L"advapi32.dll", "GetTokenInformation", ReadTokenFact};
-    const Detour lookUp{L"advapi32.dll", "LookupAccountSidW", LookUpAnyone};
+    const Detour lookUp{L"advapi32.dll", "LookupAccountSidW", LookUp};
     const Sid user{5, 3, 21, 1, 2}, local{2, 1, 0}, session{5, 3, 5, 0, 77}, interactive{5, 1, 4};
     const struct {
         DWORD count;
@@ -199,7 +204,7 @@ TEST_F(UserWindow, IsTheOneClosestInSizeToTheScreen)
         std::optional<TokenClass> owner = kInteractive;
         bool isVisible = true, isOwn = false;
     };
-    constexpr int kNobody = -1;
+    constexpr int kNobody = -1, kFar = 2147483647;
     const struct {
         const char* about;
         std::vector<Window> windows;  // on a screen of 1024 by 768
@@ -208,16 +213,15 @@ TEST_F(UserWindow, IsTheOneClosestInSizeToTheScreen)
         int visited, ownersAsked;
         bool anyOwner = false;
     } rows[] = {
-        {"no window", {}, kNobody, 2147483647, 0, 0},
         {"exact size ends it", {{1000, 768}, {1024, 768}, {1024, 768}}, 1, 0, 2, 2},
         {"first of equals", {{1014, 768}, {1034, 768}, {1024, 758}}, 0, 100, 3, 1},
         {"closer comes later", {{800, 600}, {640, 480}, {1020, 765}}, 2, 25, 3, 2},
         {"hidden", {{1024, 768, kInteractive, false}, {1023, 768}}, 1, 1, 2, 1},
-        {"no extent", {{0, 768}, {1024, 0}, {-1, 768}, {1024, -1}}, kNobody, 2147483647, 4, 0},
+        {"no extent", {{0, 768}, {1024, 0}, {-1, 768}, {1024, -1}}, kNobody, kFar, 4, 0},
         {"smallest extent", {{1, 1}}, 0, 1634818, 1, 1},  // 1023 and 767 squared
         {"own", {{1024, 768, kInteractive, true, true}, {1000, 768}}, 1, 576, 2, 1},
         {"owners", {{999, 768, kNone}, {999, 768, kLogon}, {900, 768}}, 2, 15376, 3, 3},
-        {"system account", {{1024, 768, kAccount}}, kNobody, 2147483647, 1, 1},
+        {"system account", {{1024, 768, kAccount}}, kNobody, kFar, 1, 1},
         {"owner out of reach", {{1000, 768, {}}, {1000, 768}}, 0, 576, 2, 1},
         {"owner of no matter", {{1000, 768, kNone}}, 0, 576, 1, 0, true},
         // 46341 more squared is 2147488281, which 32 bits hold as a negative number.
@@ -231,12 +235,16 @@ TEST_F(UserWindow, IsTheOneClosestInSizeToTheScreen)
         int visited = 0, asked = 0;
         for (bool goOn = true; goOn && visited < std::ssize(row.windows); ++visited) {
             const Window& window = row.windows.at(static_cast<std::size_t>(visited));
-            const auto handle = reinterpret_cast<HWND>(INT_PTR{visited} + 1);
-            goOn = ConsiderWindow(
-                search, {handle, window.width, window.height, window.isVisible, window.isOwn, {}},
-                [&] { return ++asked, window.owner; });
+            goOn = ConsiderWindow(search,
+                                  {WindowOf(visited + 1),
+                                   window.width,
+                                   window.height,
+                                   window.isVisible,
+                                   window.isOwn,
+                                   {}},
+                                  [&] { return ++asked, window.owner; });
         }
-        EXPECT_EQ(reinterpret_cast<INT_PTR>(search.window) - 1, row.chosen) << row.about;
+        EXPECT_EQ(search.window, WindowOf(row.chosen + 1)) << row.about;
         EXPECT_EQ(search.bestDistance, row.distance) << row.about;
         EXPECT_EQ(visited, row.visited) << row.about;
         EXPECT_EQ(asked, row.ownersAsked) << row.about;
@@ -248,7 +256,7 @@ TEST_F(UserWindow, KeepsSizeAndClassNameOfTheBest)
     UserWindowSearch search{.targetWidth = 100, .targetHeight = 100};
     const std::wstring longest(32, L'c');
     for (std::int32_t width = 50;
-         const std::wstring& name : {longest, longest + L"d", std::wstring{L"Progman"}}) {
+         const auto& name : {longest, longest + L"d", std::wstring{L"x"}}) {
         ConsiderWindow(search, {nullptr, ++width, 99, true, false, name},
                        [] { return std::nullopt; });
         std::wstring expected = name;
@@ -263,15 +271,13 @@ HWND WINAPI GetSimulatedShell()
 {
     return machine.shellWindow;
 }
-HDESK WINAPI OpenNoDesktop(const wchar_t*, DWORD, BOOL, DWORD)
-{
-    return nullptr;
-}
 HDESK WINAPI OpenSimulatedDesktop(const wchar_t* name, DWORD flags, BOOL inherit, DWORD access)
 {
     const bool asExpected =
         name == std::wstring{L"Default"} && flags == 0 && !inherit && access == 1;
-    return asExpected ? CreateDesktopW(L"Scratch", nullptr, nullptr, 0, 1, nullptr) : nullptr;
+    return asExpected && machine.desktopOpens
+               ? CreateDesktopW(L"Scratch", nullptr, nullptr, 0, 1, nullptr)
+               : nullptr;
 }
 BOOL WINAPI WalkWindows(WNDENUMPROC callback, LPARAM parameter)
 {
@@ -286,19 +292,9 @@ BOOL WINAPI WalkDesktop(HDESK, WNDENUMPROC callback, LPARAM parameter)
     machine.walk += "desktop ";
     return WalkWindows(callback, parameter);
 }
-BOOL WINAPI GetSimulatedRect(HWND window, RECT* bounds)
-{
-    machine.visited.push_back(HandleToULong(window));
-    *bounds = machine.windows.at(window);
-    return TRUE;
-}
-LONG_PTR WINAPI GetSimulatedLong(HWND window, int index)
-{
-    return index == GWL_STYLE && HandleToULong(window) % 2 != 0 ? WS_VISIBLE : ~WS_VISIBLE;
-}
 DWORD WINAPI GetSimulatedOwner(HWND window, DWORD* processId)
 {
-    *processId = HandleToULong(window) == 99 ? GetCurrentProcessId() : HandleToULong(window);
+    *processId = window == WindowOf(99) ? GetCurrentProcessId() : HandleToULong(window);
     return 1;
 }
 HANDLE WINAPI OpenSimulatedProcess(DWORD access, BOOL, DWORD processId)
@@ -308,62 +304,74 @@ HANDLE WINAPI OpenSimulatedProcess(DWORD access, BOOL, DWORD processId)
     machine.processAccess.push_back(access);
     return machine.processesOpen ? CreateEventW(nullptr, FALSE, FALSE, nullptr) : nullptr;
 }
-int WINAPI GetSimulatedMetric(int index)
-{
-    // The virtual screen has no width here, and the primary one none of its own height.
-    return index == SM_CXSCREEN ? 800 : index == SM_CYVIRTUALSCREEN ? 600 : 0;
-}
 
 TEST_F(UserWindow, IsLookedForOnTheDefaultDesktopOrAmongAllWindows)
 {
     const Detour shell{L"user32.dll", "GetShellWindow", GetSimulatedShell};
+    const Detour open{L"user32.dll", "OpenDesktopW", OpenSimulatedDesktop};
     const Detour all{L"user32.dll", "EnumWindows", WalkWindows};
     const Detour desktop{L"user32.dll", "EnumDesktopWindows", WalkDesktop};
-    const Detour rect{L"user32.dll", "GetWindowRect", GetSimulatedRect};
-    const Detour style{L"user32.dll", "GetWindowLongPtrW", GetSimulatedLong};
+    const Detour rect{L"user32.dll", "GetWindowRect", +[](HWND window, RECT* bounds) -> BOOL {
+                          machine.walk += ' ' + std::to_string(HandleToULong(window));
+                          *bounds = machine.windows.at(window);
+                          return TRUE;
+                      }};
+    const Detour style{L"user32.dll", "GetWindowLongPtrW", +[](HWND window, int index) {
+                           const bool isShown =
+                               index == GWL_STYLE && HandleToULong(window) % 2 != 0;
+                           return LONG_PTR{isShown ? WS_VISIBLE : ~WS_VISIBLE};
+                       }};
     const Detour owner{L"user32.dll", "GetWindowThreadProcessId", GetSimulatedOwner};
     const Detour process{L"kernel32.dll", "OpenProcess", OpenSimulatedProcess};
     const Detour token{L"advapi32.dll", "OpenProcessToken", OpenGrantedToken};
-    const Detour metrics{L"user32.dll", "GetSystemMetrics", GetSimulatedMetric};
-    const auto handle = [](int number) { return reinterpret_cast<HWND>(INT_PTR{number}); };
+    // The virtual screen has no width here, and the primary one none of its own height.
+    const Detour metrics{
+        L"user32.dll", "GetSystemMetrics", +[](int index) {
+            return index == SM_CXSCREEN ? 800 : index == SM_CYVIRTUALSCREEN ? 600 : 0;
+        }};
     const RECT exact{100, 50, 900, 650}, close{0, 0, 800, 599}, inverted{0, 600, 800, 0};
-    const HWND hidden = handle(12), first = handle(13), second = handle(15), third = handle(17);
-    const HWND own = handle(99), none = nullptr;
+    const HWND first = WindowOf(13), second = WindowOf(15), third = WindowOf(17), none = nullptr;
     using Windows = std::map<HWND, RECT>;
-    const Windows unfit{{hidden, exact}, {first, inverted}, {own, exact}};
+    const Windows unfit{{WindowOf(12), exact}, {first, inverted}, {WindowOf(99), exact}};
     const Windows several{{first, close}, {second, exact}, {third, exact}};
-    const Windows faulty{{first, close}, {second, exact}, {third, close}};
     const struct {
+        const char* about;
         bool desktopOpens;
         HWND shell;
         DWORD faulty;
         Windows windows;
         HWND expected;
         const char* walk;
-        std::vector<DWORD> visited, processAccess;
+        Rights processAccess;
         bool processesOpen = false;  // and have no token to be had
     } rows[] = {
-        {true, third, 0, several, third, "", {}, {}},
-        {true, none, 0, {}, none, "desktop all", {}, {}},
-        {false, none, 0, unfit, none, "all", {12, 13, 99}, {}},
-        {true, none, 0, several, second, "desktop all", {13, 15}, {0x440, 0x440}},
-        {true, none, 0, several, none, "desktop all", {13, 15, 17}, {0x440, 0x440, 0x440}, true},
-        {false, none, 15, faulty, first, "all", {13, 15, 17}, {0x440}},
+        {"shell", true, third, 0, several, third, "", {}},
+        {"no window", true, none, 0, {}, none, "desktop all", {}},
+        {"none that fits", false, none, 0, unfit, none, "all 12 13 99", {}},
+        {"an exact one", true, none, 0, several, second, "desktop all 13 15", {0x440, 0x440}},
+        {"no tokens",
+         true,
+         none,
+         0,
+         several,
+         none,
+         "desktop all 13 15 17",
+         {0x440, 0x440, 0x440},
+         true},
+        {"a fault", false, none, 15, several, third, "all 13 15 17", {0x440, 0x440}},
     };
     UserWindowSearch search;
     for (const auto& row : rows) {
         machine = {};
+        machine.desktopOpens = row.desktopOpens;
         machine.shellWindow = row.shell;
         machine.faultyProcess = row.faulty;
         machine.windows = row.windows;
         machine.processesOpen = row.processesOpen;
-        const Detour open{L"user32.dll", "OpenDesktopW",
-                          row.desktopOpens ? OpenSimulatedDesktop : OpenNoDesktop};
-        EXPECT_EQ(FindUserWindow(search), row.expected);
-        EXPECT_EQ(search.window, row.expected);
-        EXPECT_EQ(machine.walk, row.walk);
-        EXPECT_EQ(machine.visited, row.visited);
-        EXPECT_EQ(machine.processAccess, row.processAccess);
+        EXPECT_EQ(FindUserWindow(search), row.expected) << row.about;
+        EXPECT_EQ(search.window, row.expected) << row.about;
+        EXPECT_EQ(machine.walk, row.walk) << row.about;
+        EXPECT_EQ(machine.processAccess, row.processAccess) << row.about;
     }
     EXPECT_EQ(search.targetWidth, 800);
     EXPECT_EQ(search.targetHeight, 600);
@@ -388,7 +396,6 @@ TEST_F(UserContext, LastsFromBeginToEndOrToTheEndOfTheScope)
     user.EndImpersonation();
     EXPECT_FALSE(HasThreadToken());
     EXPECT_FALSE(user.token);
-
     try {
         CUserContext other;
         other.BeginImpersonation();
@@ -400,20 +407,15 @@ TEST_F(UserContext, LastsFromBeginToEndOrToTheEndOfTheScope)
     DestroyWindow(machine.shellWindow);
 }
 
-BOOL WINAPI CountRevert()
-{
-    ++machine.reverts;
-    return TRUE;
-}
-
 TEST_F(UserContext, RevertsOnceThoughNobodyWasImpersonated)
 {
     const Detour shell{L"user32.dll", "GetShellWindow", GetSimulatedShell};
     const Detour owner{L"user32.dll", "GetWindowThreadProcessId", GetSimulatedOwner};
     const Detour process{L"kernel32.dll", "OpenProcess", OpenSimulatedProcess};
     const Detour open{L"advapi32.dll", "OpenProcessToken", OpenGrantedToken};
-    const Detour revert{L"advapi32.dll", "RevertToSelf", CountRevert};
-    machine.shellWindow = reinterpret_cast<HWND>(INT_PTR{21});
+    const Detour revert{L"advapi32.dll", "RevertToSelf",
+                        +[]() -> BOOL { return ++machine.reverts; }};
+    machine.shellWindow = WindowOf(21);
     {
         const CUserContext idle;
     }
@@ -429,13 +431,12 @@ TEST_F(UserContext, RevertsOnceThoughNobodyWasImpersonated)
     {
         CUserContext user;
         user.BeginImpersonation();
-        EXPECT_FALSE(user.token);
         user.EndImpersonation();
         EXPECT_EQ(machine.reverts, 2);
     }
     EXPECT_EQ(machine.reverts, 2);
-    EXPECT_EQ(machine.processAccess, (std::vector<DWORD>{0x1000, 0x1000}));
-    EXPECT_EQ(machine.tokenAccess, (std::vector<DWORD>{0x2000B}));
+    EXPECT_EQ(machine.processAccess, (Rights{0x1000, 0x1000}));
+    EXPECT_EQ(machine.tokenAccess, (Rights{0x2000B}));
 }
 
 TEST_F(WellKnownAccounts, AreTheSystemsOwn)
@@ -443,32 +444,17 @@ TEST_F(WellKnownAccounts, AreTheSystemsOwn)
     EXPECT_TRUE(EqualSid(LocalSid(), Sid(2, 1, 0).sid.get()));
     EXPECT_TRUE(EqualSid(InteractiveSid(), Sid(5, 1, 4).sid.get()));
     EXPECT_EQ(LocalSid(), LocalSid());
-    EXPECT_EQ(LocalSystemName(), L"SYSTEM");
-}
-
-TEST_F(WellKnownAccounts, TellALogonSessionByAuthorityCountAndFirstPart)
-{
     const struct {
         BYTE authority, count;
         DWORD first;
-        bool expected;
+        bool isLogonSession;
     } rows[] = {
         {5, 3, 5, true}, {2, 3, 5, false}, {5, 2, 5, false}, {5, 4, 5, false}, {5, 3, 21, false},
     };
     for (const auto& row : rows)
         EXPECT_EQ(IsLogonSessionSid(Sid(row.authority, row.count, row.first, 0, 9).sid.get()),
-                  row.expected)
+                  row.isLogonSession)
             << int{row.authority} << ' ' << int{row.count} << ' ' << row.first;
-}
-
-BOOL WINAPI LookUpSystem(const wchar_t*, PSID sid, wchar_t* name, DWORD* nameSize, wchar_t*,
-                         DWORD* domainSize, SID_NAME_USE*)
-{
-    machine.systemBuffers = {*nameSize, *domainSize};
-    if (machine.systemName == nullptr || !EqualSid(sid, Sid(5, 1, 18).sid.get()))
-        return FALSE;
-    std::wcscpy(name, machine.systemName);
-    return TRUE;
 }
 
 TEST_F(WellKnownAccounts, KeepTheNameOfTheSystemOnceItIsKnown)
@@ -476,13 +462,12 @@ TEST_F(WellKnownAccounts, KeepTheNameOfTheSystemOnceItIsKnown)
     // In a process of its own, where nobody has asked for the name yet.
     testing::GTEST_FLAG(death_test_style) = "threadsafe";
     const auto ask = [] {
-        const Detour lookUp{L"advapi32.dll", "LookupAccountSidW", LookUpSystem};
-        bool asExpected = LocalSystemName() == L"SYSTEM";
-        machine.systemName = L"SYST\u00C8ME";
-        asExpected &= LocalSystemName() == L"SYST\u00C8ME";
-        machine.systemName = L"other";
-        asExpected &= LocalSystemName() == L"SYST\u00C8ME";
-        asExpected &= machine.systemBuffers == std::vector<DWORD>{100, 100};
+        const Detour lookUp{L"advapi32.dll", "LookupAccountSidW", LookUp};
+        bool asExpected = LocalSystemName() == L"SYSTEM";  // not known yet
+        for (const auto* name : {L"SYST\u00C8ME", L"other"}) {
+            machine.systemName = name;
+            asExpected &= LocalSystemName() == L"SYST\u00C8ME";
+        }
         return asExpected ? 0 : 1;
     };
     EXPECT_EXIT(std::_Exit(ask()), testing::ExitedWithCode(0), "");

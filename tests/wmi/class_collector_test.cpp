@@ -82,26 +82,6 @@ TEST_F(ClassCollector, TakesTheClassNameFromAStringResource)
     EXPECT_EQ(CountOf(simulation.Trace(), "IWbemServices::CreateInstanceEnum(Orrery test text"), 1);
 }
 
-TEST(ClassCollectorFaults, WriteNothing)
-{
-    const ComApartment apartment;
-    for (const char* call : {"CoCreateInstance", "IWbemLocator::ConnectServer",
-                             "IWbemServices::CreateInstanceEnum", "IEnumWbemClassObject::Next"}) {
-        sim::Simulation simulation{kMachine};
-        simulation.FailCall(call, 0, E_ACCESSDENIED);
-        CInvMap map;
-        std::vector<WideString> values;
-        {
-            CHardwareCollector collector;
-            EXPECT_EQ(CollectClass(&collector, 100, &map, descriptors::kBaseBoard), 0) << call;
-            EXPECT_EQ(GetClassPropertyValues(&collector, L"Win32_BaseBoard", L"Product", &values),
-                      0);
-        }
-        EXPECT_TRUE(map.entries().empty()) << call;
-        EXPECT_EQ(simulation.LiveObjects(), 0) << call;
-    }
-}
-
 TEST_F(ClassCollector, OpensOneSessionAndTriesAgainAfterAFailure)
 {
     CHardwareCollector collector;
