@@ -1,5 +1,7 @@
 #include "sim/wlan.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -11,6 +13,28 @@ namespace {
 Wlan* current = nullptr;
 
 const HANDLE kClient = reinterpret_cast<HANDLE>(std::uintptr_t{0x77});
+
+/// Zeroed memory that ends where a page begins that may not be touched: whoever reads past an answer
+/// ends the process.
+void* AllocateBeforeGuard(std::size_t size)
+{
+    constexpr std::size_t kPage = 4096;
+    constexpr std::size_t kAlignment = 8;
+    const std::size_t pages = (size + kPage - 1) / kPage * kPage;
+    auto* const base = static_cast<std::byte*>(
+        VirtualAlloc(nullptr, pages + kPage, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    DWORD before = 0;
+    if (base == nullptr || !VirtualProtect(base + pages, kPage, PAGE_NOACCESS, &before))
+        std::abort();
+    return base + pages - (size + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+void FreeGuarded(void* block)
+{
+    MEMORY_BASIC_INFORMATION memory{};
+    VirtualQuery(block, &memory, sizeof memory);
+    VirtualFree(memory.AllocationBase, 0, MEM_RELEASE);
+}
 
 }  // namespace
 
@@ -48,7 +72,7 @@ Wlan::~Wlan()
 template <class T>
 T* Wlan::Allocate(const char* kind, std::size_t size)
 {
-    void* const block = std::calloc(1, size);
+    void* const block = AllocateBeforeGuard(size);
     current->blocks[block] = kind;
     return static_cast<T*>(block);
 }
@@ -70,7 +94,8 @@ DWORD Wlan::EnumInterfaces(HANDLE client, void*, WLAN_INTERFACE_INFO_LIST** list
         return current->listResult;
     const std::size_t count = current->interfaces.size();
     *list = Allocate<WLAN_INTERFACE_INFO_LIST>(
-        "interfaces", sizeof(WLAN_INTERFACE_INFO_LIST) + count * sizeof(WLAN_INTERFACE_INFO));
+        "interfaces",
+        offsetof(WLAN_INTERFACE_INFO_LIST, InterfaceInfo) + count * sizeof(WLAN_INTERFACE_INFO));
     (*list)->dwNumberOfItems = static_cast<DWORD>(count);
     for (std::size_t at = 0; at < count; ++at) {
         WLAN_INTERFACE_INFO& info = (*list)->InterfaceInfo[at];
@@ -90,9 +115,11 @@ DWORD Wlan::QueryInterface(HANDLE client, const GUID* id, WLAN_INTF_OPCODE opcod
     if (client != kClient)
         return ERROR_INVALID_HANDLE;
     if (opcode == wlan_intf_opcode_current_connection && asked.connection) {
-        auto* const block = Allocate<WLAN_CONNECTION_ATTRIBUTES>("connection");
-        *block = *asked.connection;
-        *size = current->tellsSizes ? current->connectionSize : 0;
+        const std::size_t held =
+            current->tellsSizes ? current->connectionSize : sizeof(WLAN_CONNECTION_ATTRIBUTES);
+        auto* const block = Allocate<WLAN_CONNECTION_ATTRIBUTES>("connection", held);
+        std::memcpy(block, &*asked.connection, std::min(held, sizeof *block));
+        *size = current->tellsSizes ? static_cast<DWORD>(held) : 0;
         *data = block;
         return ERROR_SUCCESS;
     }
@@ -117,7 +144,8 @@ DWORD Wlan::GetNetworkBssList(HANDLE client, const GUID* id, DOT11_SSID* ssid, D
     const auto& networks = current->interfaces[id->Data1].networks;
     if (!networks)
         return ERROR_NOT_SUPPORTED;
-    const std::size_t size = 8 + networks->size() * sizeof(WLAN_BSS_ENTRY);
+    const std::size_t size =
+        offsetof(WLAN_BSS_LIST, wlanBssEntries) + networks->size() * sizeof(WLAN_BSS_ENTRY);
     *list = Allocate<WLAN_BSS_LIST>("networks", size);
     (*list)->dwTotalSize = current->tellsSizes ? static_cast<DWORD>(size) : 0;
     (*list)->dwNumberOfItems = static_cast<DWORD>(networks->size()) + current->hiddenNetworks;
@@ -138,7 +166,7 @@ void Wlan::FreeMemory(void* block)
         std::abort();
     current->freed.push_back(allocated->second);
     current->blocks.erase(allocated);
-    std::free(block);
+    FreeGuarded(block);
 }
 
 }  // namespace orrery::sim

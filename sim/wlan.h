@@ -19,7 +19,8 @@ WLAN_CONNECTION_ATTRIBUTES MakeConnection(
     int phyType = 8);
 
 /// The WLAN service of a simulated machine, for whoever has found the functions of wlanapi.dll. One
-/// at a time; its answers may be changed while it lives. A block freed twice ends the process.
+/// at a time; its answers may be changed while it lives. A block that is freed twice, or read past
+/// its end, ends the process.
 class Wlan {
 public:
     struct Network {
@@ -43,7 +44,7 @@ public:
     DWORD openResult = ERROR_SUCCESS;
     DWORD listResult = ERROR_SUCCESS;
     DWORD noConnection = ERROR_INVALID_STATE;  ///< result of asking for one that there is not
-    DWORD connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES);
+    DWORD connectionSize = sizeof(WLAN_CONNECTION_ATTRIBUTES);  ///< of the block too, if told
     bool tellsSizes = true;
     DWORD hiddenNetworks = 0;  ///< counted in a list that is too small to hold them
     int calls = 0;             ///< all but those that free

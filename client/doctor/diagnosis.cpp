@@ -132,7 +132,8 @@ void AddLosses(std::vector<Loss>* losses, const ClassFinding& asked)
     for (const Feed& feed : asked.feeds) {
         Loss loss{{}, feed.without, feed.standIn};
         for (const FedKey& each : feed.keys)
-            loss.keys.push_back(each.key);
+            if (!each.key.empty())
+                loss.keys.push_back(each.key);
         AddLoss(losses, loss);
     }
 }
@@ -202,7 +203,7 @@ void AddMissingValues(const ClassFinding& asked, const std::string& name,
     };
     for (const Feed& feed : asked.feeds)
         for (const FedKey& each : feed.keys)
-            if (hasNone(each.reads))
+            if (!each.key.empty() && hasNone(each.reads))
                 AddLoss(&losses, {{each.key}, each.blank, each.blankStandIn});
     for (const std::string& property : asked.withoutValue)
         properties += (properties.empty() ? "" : ", ") + property;

@@ -6,11 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "client/doctor/without.h"
-
 namespace orrery::doctor {
-
-using machine::Without;
 
 /// How a question to Windows ended.
 enum class Ending {
@@ -35,23 +31,35 @@ struct NamespaceFinding {
     unsigned milliseconds = 0;  ///< until the session was open
 };
 
+/// What becomes of keys of the report when the answer that feeds them is missing.
+enum class Without {
+    kLeftOut,  ///< they are not in the report
+    kEmpty,    ///< they are empty
+    kZero,     ///< they are "0"
+    kStandIn,  ///< the library asks something else
+};
+
 /// A fact of the report, and what it is read from.
 struct FedKey {
-    std::string reads;  ///< empty: it needs the answer without being read from it
-    std::string key;    ///< "Section.Property"
+    std::string reads;  ///< property; empty: it needs the answer without being read from it
+    std::string key;    ///< "Section.Property"; empty for what only helps to find another fact
     /// What becomes of the key where an answer is there, but has no value for it.
     Without blank = Without::kEmpty;
-    std::string blankStandIn{};
+    std::string blankStandIn{};  ///< as Feed::standIn
 };
 
 /// Keys of the report that an answer feeds.
 struct Feed {
     std::vector<FedKey> keys;
-    Without without = Without::kLeftOut;
-    std::string standIn;
+    Without without = Without::kLeftOut;  ///< the whole answer
+    std::string standIn{};                ///< what else is asked, or found, in words
 };
 
-enum class Asking { kClass, kQuery, kMethod };
+enum class Asking {
+    kClass,   ///< the class is enumerated: one batch within a second, see FirstBatch
+    kQuery,   ///< a query in WQL, read to the end
+    kMethod,  ///< a method without input that changes nothing
+};
 
 /// One class, query or method.
 struct ClassFinding {

@@ -1,5 +1,6 @@
 #include <array>
 #include <cstdio>
+#include <cwchar>
 
 #include "client/system/console.h"
 #include "client/machine/record.h"
@@ -58,6 +59,19 @@ void AppendItem(const Item& item, std::string* text)
 std::string SpelledLine(const Value& value)
 {
     return value.name + " = " + Spelled(value) + ';';
+}
+
+std::wstring FormatBytes(std::span<const std::uint8_t> bytes, wchar_t separator)
+{
+    std::wstring text;
+    for (const std::uint8_t each : bytes) {
+        std::array<wchar_t, 4> byte{};
+        std::swprintf(byte.data(), byte.size(), L"%02X", each);
+        if (!text.empty())
+            text += separator;
+        text += byte.data();
+    }
+    return text;
 }
 
 Value TextValue(std::string_view name, std::wstring_view text)

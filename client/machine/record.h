@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,9 @@ struct Value {
     /// empty when the object text has none.
     std::optional<std::string> objectLine{};
 };
+
+/// Bytes as two hexadecimal digits each.
+std::wstring FormatBytes(std::span<const std::uint8_t> bytes, wchar_t separator);
 
 Value TextValue(std::string_view name, std::wstring_view text);
 /// A number; one of more than 32 bits stands in quotes.
@@ -46,6 +50,11 @@ struct Record {
 
 void RecordWindows(Record* record);
 void RecordWmi(Record* record);
+
+/// The part of RecordWindows that the WLAN service answers, for as long as that takes.
+Record AskWireless();
+/// The part of RecordWindows that is read from the registry.
+void RecordRegistry(Record* record);
 
 /// Replaces what identifies the machine, its network or its people by placeholders, by the rules
 /// for reports. Addresses become others that are valid and belong to nobody.

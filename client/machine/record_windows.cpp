@@ -5,45 +5,24 @@
 #include <array>
 #include <cstdio>
 #include <functional>
-#include <memory>
-#include <set>
 #include <span>
 
 #include "client/system/console.h"
 #include "client/machine/ask_within.h"
-#include "client/machine/questions.h"
 #include "client/machine/record.h"
 #include "native/adapter_lists.h"
 #include "native/computer_system.h"
-#include "native/devices.h"
 #include "native/local_drive.h"
 #include "native/seek_penalty.h"
 #include "native/user_context.h"
-#include "native/video_adapter.h"
 #include "support/library.h"
-#include "support/number_of.h"
-#include "support/registry.h"
 #include "support/text.h"
 #include "support/winsock.h"
-#include "wmi/hardware_collector.h"
 
 namespace orrery::machine {
 namespace {
 
 constexpr std::chrono::seconds kLimit{30};
-
-std::wstring FormatBytes(const std::uint8_t* bytes, std::size_t count, wchar_t separator)
-{
-    std::wstring text;
-    for (std::size_t at = 0; at < count; ++at) {
-        std::array<wchar_t, 4> byte{};
-        std::swprintf(byte.data(), byte.size(), L"%02X", bytes[at]);
-        if (at != 0)
-            text += separator;
-        text += byte.data();
-    }
-    return text;
-}
 
 /// A text of the system's ANSI code page, unless it is empty.
 void AddAnsi(std::string_view name, std::span<const char> field, Item* item)
@@ -166,7 +145,8 @@ Item ItemOf(const IP_ADAPTER_INFO& adapter, const WideString& dnsServer)
 {
     Item item{.heading = "adapter"};
     AddAnsi("Description", adapter.Description, &item);
-    item.values.push_back(TextValue("Address", FormatBytes(adapter.Address, 6, L'-')));
+    item.values.push_back(
+        TextValue("Address", FormatBytes(std::span{adapter.Address}.first(6), L'-')));
     item.values.push_back(NumberValue("Type", adapter.Type));
     AddAnsi("IPAddress", adapter.IpAddressList.IpAddress.String, &item);
     AddAnsi("IPSubnet", adapter.IpAddressList.IpMask.String, &item);
@@ -206,210 +186,6 @@ Record AskAdapters()
     return record;
 }
 
-/// The bytes of a network's name, which mostly are UTF-8.
-std::string NameOf(const DOT11_SSID& ssid)
-{
-    const auto* const first = reinterpret_cast<const char*>(ssid.ucSSID);
-    return {first, std::find(first, first + sizeof ssid.ucSSID, '\0')};
-}
-
-/// Owner of a block of the WLAN service.
-template <class T>
-using WlanBlock = std::unique_ptr<T, decltype(&WlanFreeMemory)>;
-
-/// Asks an interface; null when it does not tell.
-template <class T>
-WlanBlock<T> AskInterface(const CHardwareCollector& wlan, HANDLE client, const GUID& id,
-                          WLAN_INTF_OPCODE opcode)
-{
-    DWORD size = 0;
-    void* answer = nullptr;
-    WLAN_OPCODE_VALUE_TYPE origin = wlan_opcode_value_type_invalid;
-    if (wlan.wlanQueryInterface(client, &id, opcode, nullptr, &size, &answer, &origin) !=
-        ERROR_SUCCESS)
-        answer = nullptr;
-    return {static_cast<T*>(answer), wlan.wlanFreeMemory};
-}
-
-/// The networks of the connection's name alone: those of the neighbours are none of the report's.
-void AddNetworks(const CHardwareCollector& wlan, HANDLE client, const GUID& id,
-                 const DOT11_SSID& ssid, DOT11_BSS_TYPE type, Record* record)
-{
-    WLAN_BSS_LIST* list = nullptr;
-    if (wlan.wlanGetNetworkBssList(client, &id, nullptr, type, FALSE, nullptr, &list) !=
-            ERROR_SUCCESS ||
-        list == nullptr)
-        return;
-    const WlanBlock<WLAN_BSS_LIST> owner{list, wlan.wlanFreeMemory};
-    for (const auto& entry : std::span{&list->wlanBssEntries[0], list->dwNumberOfItems})
-        if (NameOf(entry.dot11Ssid) == NameOf(ssid))
-            record->items.push_back(
-                {.heading = "wireless network",
-                 .values = {TextValue("SSID", FromUtf8(NameOf(ssid))),
-                            NumberValue("Frequency", entry.ulChCenterFrequency)}});
-}
-
-void AddInterface(const CHardwareCollector& wlan, HANDLE client, const WLAN_INTERFACE_INFO& info,
-                  Record* record)
-{
-    const std::span field{info.strInterfaceDescription};
-    const std::wstring description{field.begin(), std::find(field.begin(), field.end(), L'\0')};
-    record->items.push_back({.heading = "wireless interface",
-                             .values = {TextValue("Description", description),
-                                        NumberValue("State", NumberOf(info.isState))}});
-    if (NumberOf(info.isState) != wlan_interface_state_connected)
-        return;
-    const auto connection = AskInterface<WLAN_CONNECTION_ATTRIBUTES>(
-        wlan, client, info.InterfaceGuid, wlan_intf_opcode_current_connection);
-    if (!connection || NumberOf(connection->isState) != wlan_interface_state_connected)
-        return;
-    const auto& association = connection->wlanAssociationAttributes;
-    const auto& security = connection->wlanSecurityAttributes;
-    const std::string name = NameOf(association.dot11Ssid);
-    if (ToUtf8(FromUtf8(name)) != name) {
-        record->problems.push_back("a wireless network whose name is no UTF-8");
-        return;
-    }
-    auto& values = record->items.back().values;
-    values.push_back(TextValue("SSID", FromUtf8(name)));
-    values.push_back(NumberValue("Authentication", NumberOf(security.dot11AuthAlgorithm)));
-    values.push_back(NumberValue("Cipher", NumberOf(security.dot11CipherAlgorithm)));
-    values.push_back(NumberValue("PhyType", NumberOf(association.dot11PhyType)));
-    if (const auto channel =
-            AskInterface<ULONG>(wlan, client, info.InterfaceGuid, wlan_intf_opcode_channel_number))
-        values.push_back(NumberValue("Channel", *channel));
-    AddNetworks(wlan, client, info.InterfaceGuid, association.dot11Ssid, association.dot11BssType,
-                record);
-}
-
-Record AskWireless()
-{
-    Record record;
-    const CHardwareCollector wlan;
-    HANDLE client = nullptr;
-    DWORD negotiated = 0;
-    if (!wlan.hasWlan() || wlan.wlanOpenHandle(2, nullptr, &negotiated, &client) != ERROR_SUCCESS)
-        return record;
-    WLAN_INTERFACE_INFO_LIST* list = nullptr;
-    if (wlan.wlanEnumInterfaces(client, nullptr, &list) == ERROR_SUCCESS && list != nullptr) {
-        const WlanBlock<WLAN_INTERFACE_INFO_LIST> owner{list, wlan.wlanFreeMemory};
-        for (const auto& info : std::span{&list->InterfaceInfo[0], list->dwNumberOfItems})
-            AddInterface(wlan, client, info, &record);
-    }
-    return record;  // the client ends with the program
-}
-
-/// @return nothing for a type that the form does not have
-std::optional<Value> ValueOf(const wchar_t* name, const RegistryValue& stored)
-{
-    const auto* const number = stored.bytes.data();
-    if (stored.type == REG_DWORD && stored.bytes.size() == 4)
-        return NumberValue(ToUtf8(name), *reinterpret_cast<const std::uint32_t*>(number));
-    if (stored.type == REG_SZ || stored.type == REG_EXPAND_SZ) {
-        Value value = TextValue(ToUtf8(name), TextOfBytes(stored.bytes));
-        value.typeWord = stored.type == REG_SZ ? "" : "REG_EXPAND_SZ";
-        return value;
-    }
-    if (stored.type == REG_MULTI_SZ) {
-        Value value{.name = ToUtf8(name), .isList = true};
-        const auto* const text = reinterpret_cast<const wchar_t*>(number);
-        std::wstring_view rest{text, stored.bytes.size() / sizeof *text};
-        for (; !rest.empty() && rest[0] != L'\0';
-             rest.remove_prefix(std::min(rest.find(L'\0'), rest.size() - 1) + 1))
-            value.parts.push_back(ToUtf8(rest.substr(0, rest.find(L'\0'))));
-        return value;
-    }
-    if (stored.type != REG_BINARY && stored.type != REG_QWORD)
-        return std::nullopt;
-    Value value = TextValue(ToUtf8(name), FormatBytes(number, stored.bytes.size(), L' '));
-    value.typeWord = "REG_BINARY";
-    if (stored.type == REG_QWORD && stored.bytes.size() == 8) {
-        value = NumberValue(value.name, *reinterpret_cast<const std::int64_t*>(number));
-        value.typeWord = "REG_QWORD";
-    }
-    return value;
-}
-
-/// The registry's keys, each recorded once.
-class CRegistryRecorder {
-public:
-    explicit CRegistryRecorder(Record* record) : record_(record) {}
-
-    void RecordAll()
-    {
-        for (const RegistryQuestion& question : RegistryQuestions()) {
-            if (question.system != System::kEvery)
-                continue;
-            if (question.place == KeyPlace::kEachDisplay)
-                RecordDisplays(question);
-            else if (question.mark != nullptr)
-                RecordDevices(question);
-            else if (std::wstring_view{question.path}.ends_with(L"\\*"))
-                RecordClasses(question);
-            else
-                RecordKey(question.path, question);
-        }
-    }
-
-private:
-    void RecordKey(const std::wstring& path, const RegistryQuestion& question)
-    {
-        const UniqueKey key = OpenKey(HKEY_LOCAL_MACHINE, path.c_str());
-        if (!key || !recorded_.insert(ToLower(path)).second)
-            return;
-        Item item{.heading = "key HKEY_LOCAL_MACHINE\\" + ToUtf8(path)};
-        for (const wchar_t* const name : question.values) {
-            const auto stored = ReadValue(key.get(), name);
-            if (!stored)
-                continue;
-            auto value = ValueOf(name, *stored);
-            if (value)
-                item.values.push_back(*std::move(value));
-            else
-                record_->problems.push_back("a value of the registry, " + ToUtf8(name) +
-                                            ", of registry type " + std::to_string(stored->type));
-        }
-        record_->items.push_back(std::move(item));
-    }
-
-    void RecordDisplays(const RegistryQuestion& question)
-    {
-        for (const DisplayDevice& device : EnumerateDisplayDevices(&EnumDisplayDevicesW)) {
-            record_->items.push_back(
-                {.heading = "display",
-                 .values = {TextValue("Name", device.deviceString),
-                            TextValue("Id", device.deviceId), TextValue("Key", device.deviceKey),
-                            NumberValue("Flags", device.stateFlags)}});
-            const std::wstring key = ToLower(device.deviceKey);
-            if (const std::size_t at = key.find(L"system\\"); at != std::wstring::npos)
-                RecordKey(key.substr(at), question);
-        }
-    }
-
-    /// The present devices of the one class that reports name.
-    void RecordDevices(const RegistryQuestion& question)
-    {
-        const CDevices devices;
-        for (std::size_t at = 0; at < devices.Count(L"USB"); ++at) {
-            const DeviceRecord& device = *devices.Find(at, L"USB");
-            const std::wstring path{device.path.view()};
-            RecordKey(path, question);
-            RecordKey(path + L'\\' + question.mark, {});
-            classes_.insert(std::wstring{device.classGuid.view()});
-        }
-    }
-
-    void RecordClasses(const RegistryQuestion& question)
-    {
-        const std::wstring_view all = question.path;
-        for (const std::wstring& guid : classes_)
-            RecordKey(std::wstring{all.substr(0, all.size() - 1)} + guid, question);
-    }
-
-    Record* record_;
-    std::set<std::wstring> recorded_, classes_;
-};
-
 /// Asks in time; what does not answer is left out.
 void Add(const char* what, std::function<Record()> ask, Record* record)
 {
@@ -439,7 +215,7 @@ void RecordWindows(Record* record)
             "the facts of a drive", [number] { return AskDrive(number); }, record);
     Add("the network adapters", AskAdapters, record);
     Add("the wireless interfaces", AskWireless, record);
-    CRegistryRecorder{record}.RecordAll();
+    RecordRegistry(record);
 }
 
 }  // namespace orrery::machine

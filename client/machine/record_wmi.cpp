@@ -8,17 +8,17 @@
 #include <set>
 
 #include "client/system/console.h"
+#include "client/machine/arrivals.h"
 #include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
 #include "client/machine/record.h"
-#include "native/local_drive.h"
 #include "support/text.h"
 #include "wmi/session.h"
 
 namespace orrery::machine {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using doctor::Asking;
 
 // A provider that delivers, but slowly, keeps what came in the first time; one that does not even
 // take the question is given up after the second.
@@ -91,7 +91,7 @@ bool AddElements(SAFEARRAY* list, VARTYPE type, Value* value)
 }
 
 /// @return nothing for a type that the form does not have
-std::optional<Value> ValueOf(const wchar_t* name, const VARIANT& content)
+std::optional<Value> ValueOf(const std::wstring& name, const VARIANT& content)
 {
     Value value{.name = ToUtf8(name)};
     const auto type = static_cast<VARTYPE>(content.vt & ~VT_ARRAY);
@@ -120,7 +120,7 @@ std::optional<Value> ValueOf(const wchar_t* name, const VARIANT& content)
 }
 
 /// A property's line of an object text, without the tab before it; empty when there is none.
-std::string LineOf(std::wstring_view objectText, const wchar_t* name)
+std::string LineOf(std::wstring_view objectText, const std::wstring& name)
 {
     const std::wstring start = std::wstring{L"\t"}.append(name).append(L" = ");
     const std::size_t at = objectText.find(start);
@@ -137,7 +137,7 @@ bool HasControls(std::string_view line)
 }
 
 /// Keeps the line of the object text where it is not the value as it is spelled.
-void CompareWithText(std::wstring_view objectText, const wchar_t* name, const VARIANT& content,
+void CompareWithText(std::wstring_view objectText, const std::wstring& name, const VARIANT& content,
                      Value* value, std::vector<std::string>* problems)
 {
     const bool isMissing = content.vt == VT_NULL || content.vt == VT_EMPTY;
@@ -163,7 +163,7 @@ void CompareWithText(std::wstring_view objectText, const wchar_t* name, const VA
 /// What is asked of one object, by value, for a thread of its own.
 struct Row {
     std::string className;
-    std::vector<const wchar_t*> properties;
+    std::vector<std::wstring> properties;
     bool hasText;  ///< whether the library reads the object text
 };
 
@@ -173,9 +173,9 @@ void AddObject(IWbemClassObject* object, const Row& row, Answer* answer)
     Item item{.heading =
                   (row.hasText && !text ? "unreadable " : "") + ("instance of " + row.className)};
     Texts texts;
-    for (const wchar_t* const name : row.properties) {
+    for (const std::wstring& name : row.properties) {
         UniqueVariant content;
-        if (FAILED(object->Get(name, 0, content.put(), nullptr, nullptr)))
+        if (FAILED(object->Get(name.c_str(), 0, content.put(), nullptr, nullptr)))
             continue;  // the class has no such property
         auto value = ValueOf(name, content.get());
         if (!value) {
@@ -193,34 +193,23 @@ void AddObject(IWbemClassObject* object, const Row& row, Answer* answer)
     answer->objects.push_back(std::move(texts));
 }
 
-/// Takes the rows one at a time, and notes those that come so late that a batch goes without them.
-/// @param start of the enumeration
-void AddRows(IEnumWbemClassObject* rows, Clock::time_point start, const Row& row,
-             std::uint32_t maxRows, Answer* answer)
+/// Takes the rows, and notes those that come so late that a batch goes without them.
+void AddRows(IEnumWbemClassObject* rows, const Row& row, std::uint32_t maxRows, Answer* answer)
 {
-    for (std::uint32_t count = 0; count < maxRows; ++count) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(start + kRowsLimit -
-                                                                                Clock::now());
-        ComPtr<IWbemClassObject> object;
-        ULONG returned = 0;
-        const HRESULT result = rows->Next(static_cast<long>(std::max<long long>(left.count(), 0)),
-                                          1, object.put(), &returned);
-        const auto passed =
-            std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
-        if (result == WBEM_S_TIMEDOUT)
-            answer->problems.push_back("what " + row.className + " has after " +
-                                       std::to_string(kRowsLimit.count()) + " s");
-        if (FAILED(result) || returned == 0)
-            return;
-        if (row.hasText && passed.count() >= kBatchMilliseconds)
+    const HRESULT result = ForEachArrival(rows, maxRows, kRowsLimit, [&](const Arrival& arrival) {
+        if (row.hasText && arrival.isLate)
             answer->items.push_back(
-                {.heading = "after " + std::to_string(passed.count()) + " ms", .hasBody = false});
-        if (object)
-            AddObject(object.get(), row, answer);
+                {.heading = "after " + std::to_string(arrival.milliseconds) + " ms",
+                 .hasBody = false});
+        if (arrival.instance != nullptr)
+            AddObject(arrival.instance, row, answer);
         else
             answer->items.push_back(
                 {.heading = "empty slot of " + row.className, .hasBody = false});
-    }
+    });
+    if (result == static_cast<HRESULT>(WBEM_S_TIMEDOUT))
+        answer->problems.push_back("what " + row.className + " has after " +
+                                   std::to_string(kRowsLimit.count()) + " s");
 }
 
 /// Puts a question, in the thread that is made for it.
@@ -239,33 +228,13 @@ Answer Ask(const WmiQuestion& question, const std::wstring& text, const Row& row
             AddObject(output.get(), row, &answer);
         return answer;
     }
-    const bool isBatch = question.asking == Asking::kBatch;
-    const auto start = Clock::now();
-    const auto rows = isBatch ? StartEnumeration(services.get(), question.className)
+    const bool isClass = question.asking == Asking::kClass;
+    const auto rows = isClass ? StartEnumeration(services.get(), question.className)
                               : StartQuery(services.get(), text);
     answer.isAnswered = static_cast<bool>(rows);
     if (rows)
-        AddRows(rows.get(), start, row, isBatch ? question.maxInstances : UINT32_MAX, &answer);
+        AddRows(rows.get(), row, isClass ? question.maxInstances : UINT32_MAX, &answer);
     return answer;
-}
-
-std::wstring Filled(const wchar_t* text, const std::wstring& insert)
-{
-    std::wstring filled{text};
-    if (const std::size_t at = filled.find(L'%'); at != std::wstring::npos)
-        filled.replace(at, 1, insert);
-    return filled;
-}
-
-/// The text that stands for an object in questions about it. A drive's prefix is written anew by
-/// the library, whatever its first four characters are.
-std::wstring NameInQuestion(const WmiQuestion& source, const std::wstring& id)
-{
-    constexpr std::wstring_view kDevicePrefix = L"\\\\.\\";
-    if (std::wstring_view{source.className} != L"Win32_DiskDrive" ||
-        id.size() < kDevicePrefix.size())
-        return id;
-    return std::wstring{kDevicePrefix} + id.substr(kDevicePrefix.size());
 }
 
 /// Puts all questions and keeps the order of the answers.
@@ -276,9 +245,9 @@ public:
     void RecordAll()
     {
         for (const WmiQuestion& question : WmiQuestions()) {
-            if (question.asking == Asking::kBatch || question.asking == Asking::kQuery)
+            if (question.about == kNothing)
                 RecordClass(question);
-            else if (question.source == kNoQuestion)
+            else if (question.about == kVolumes)
                 RecordVolumes(question);
             else
                 RecordEach(question);
@@ -287,26 +256,24 @@ public:
 
 private:
     /// The properties that any question reads of the objects of a class.
-    static std::vector<const wchar_t*> PropertiesOf(const WmiQuestion& asked)
+    static std::vector<std::wstring> PropertiesOf(const WmiQuestion& asked)
     {
-        std::vector<const wchar_t*> properties;
-        const auto add = [&](const wchar_t* name) {
-            const auto isSame = [&](const wchar_t* each) {
-                return std::wstring_view{each} == name;
-            };
-            if (name != nullptr && std::none_of(properties.begin(), properties.end(), isSame))
+        std::vector<std::wstring> properties;
+        const auto add = [&](const std::wstring& name) {
+            if (!name.empty() &&
+                std::find(properties.begin(), properties.end(), name) == properties.end())
                 properties.push_back(name);
         };
         const bool isMethod = asked.asking == Asking::kMethod;
         for (const WmiQuestion& question : WmiQuestions()) {
             const bool isSame = std::wstring_view{question.className} == asked.className;
             if (isSame && (question.asking == Asking::kMethod) == isMethod)
-                for (const Feed& feed : question.feeds)
-                    for (const KeySource& key : feed.keys)
-                        add(key.reads);
-            if (!isMethod && question.source != kNoQuestion &&
-                std::wstring_view{WmiQuestions()[question.source].className} == asked.className)
-                add(question.sourceProperty);
+                for (const doctor::Feed& feed : question.feeds)
+                    for (const doctor::FedKey& key : feed.keys)
+                        add(FromUtf8(key.reads));
+            if (!isMethod && question.identity != nullptr &&
+                std::wstring_view{WmiQuestions()[question.about].className} == asked.className)
+                add(question.identity);
         }
         return properties;
     }
@@ -314,7 +281,7 @@ private:
     Row RowOf(const WmiQuestion& question) const
     {
         Row row{ToUtf8(question.className), PropertiesOf(question), false};
-        row.hasText = question.asking == Asking::kBatch;
+        row.hasText = question.asking == Asking::kClass;
         if (question.asking == Asking::kMethod)
             row.className = "__PARAMETERS";
         return row;
@@ -375,8 +342,7 @@ private:
     {
         if (objects_.contains(question.className))
             return;
-        auto answer =
-            Put(question, question.text != nullptr ? question.text : L"", RowOf(question));
+        auto answer = Put(question, *QuestionText(question, {}), RowOf(question));
         if (!answer)
             return;
         Add({.heading = "class " + ToUtf8(question.className), .hasBody = false});
@@ -387,13 +353,10 @@ private:
     /// The objects of a class that are asked for volume by volume.
     void RecordVolumes(const WmiQuestion& question)
     {
-        CLocalDrive volumes;
-        const std::size_t count = volumes.Enumerate(false);
-        for (std::size_t at = 0; at < count; ++at) {
-            const std::wstring volume{volumes.DeviceId(at).view()};
+        for (const std::wstring& volume : ListedVolumes()) {
             Row row = RowOf(question);
             row.properties.push_back(L"DriveLetter");  // by which the query finds it
-            auto answer = Put(question, Filled(question.text, volume), row);
+            auto answer = Put(question, *QuestionText(question, volume), row);
             if (!answer)
                 continue;
             if (!objects_.contains(question.className))
@@ -406,20 +369,19 @@ private:
     /// A question about each object of another one.
     void RecordEach(const WmiQuestion& question)
     {
-        const WmiQuestion& source = WmiQuestions()[question.source];
-        const auto objects = objects_[source.className];
+        const auto objects = objects_[WmiQuestions()[question.about].className];
         for (const Texts& object : objects) {
-            const auto id = object.find(question.sourceProperty);
-            if (id == object.end())
+            const auto id = object.find(question.identity);
+            const auto text =
+                id != object.end() ? QuestionText(question, id->second) : std::nullopt;
+            if (!text)
                 continue;
             const bool isMethod = question.asking == Asking::kMethod;
-            const std::wstring name = NameInQuestion(source, id->second);
-            const std::wstring text = isMethod ? name : Filled(question.text, name);
-            auto answer = Put(question, text, RowOf(question));
+            auto answer = Put(question, *text, RowOf(question));
             if (!answer)
                 continue;
-            Add({.heading = isMethod ? "method " + ToUtf8(question.text) + " of " + ToUtf8(text)
-                                     : "query " + ToUtf8(text),
+            Add({.heading = isMethod ? "method " + ToUtf8(question.text) + " of " + ToUtf8(*text)
+                                     : "query " + ToUtf8(*text),
                  .hasBody = false});
             Take(isMethod ? L"" : question.className, *std::move(answer));
         }

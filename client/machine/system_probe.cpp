@@ -1,19 +1,15 @@
 #include "client/machine/system_probe.h"
 
 #include <windows.h>
-#include <wlanapi.h>
 
 #include <array>
-#include <memory>
-#include <span>
 
 #include "client/machine/ask_within.h"
 #include "native/physical_drive.h"
-#include "support/number_of.h"
+#include "native/wireless_networks.h"
 #include "support/registry.h"
 #include "support/text.h"
 #include "support/unique.h"
-#include "wmi/hardware_collector.h"
 
 namespace orrery::machine {
 namespace {
@@ -113,48 +109,27 @@ std::vector<std::string> LocationDeniedBy()
     return denied;
 }
 
-/// Asks each connected adapter for its connection; the first failure is kept.
-void AskConnections(const CHardwareCollector& library, HANDLE client,
-                    const WLAN_INTERFACE_INFO_LIST& list, WlanFinding* finding)
+/// Counts an adapter; the first failure to tell its connection is kept.
+void AddAdapter(const WirelessInterface& found, WlanFinding* finding)
 {
-    for (const auto& adapter : std::span{&list.InterfaceInfo[0], list.dwNumberOfItems}) {
-        ++finding->adapters;
-        if (NumberOf(adapter.isState) != wlan_interface_state_connected)
-            continue;
-        ++finding->connected;
-        void* answer = nullptr;
-        DWORD size = 0;
-        WLAN_OPCODE_VALUE_TYPE origin = wlan_opcode_value_type_invalid;
-        const DWORD error = library.wlanQueryInterface(client, &adapter.InterfaceGuid,
-                                                       wlan_intf_opcode_current_connection, nullptr,
-                                                       &size, &answer, &origin);
-        if (answer != nullptr)
-            library.wlanFreeMemory(answer);
-        if (finding->connection.ending != Ending::kFailed)
-            finding->connection = OutcomeOf(error);
-    }
+    ++finding->adapters;
+    if (!found.connection && found.result == ERROR_SUCCESS)
+        return;  // not connected, or no longer
+    ++finding->connected;
+    if (finding->connection.ending != Ending::kFailed)
+        finding->connection = OutcomeOf(found.result);
 }
 
 WlanFinding ReadWlan()
 {
     WlanFinding finding;
     finding.deniedBy = LocationDeniedBy();
-    const CHardwareCollector library;  // finds the functions as the library does
-    finding.hasLibrary = library.hasWlan();
-    if (!finding.hasLibrary)
-        return finding;
-    constexpr DWORD kClientVersion = 2;
-    DWORD negotiated = 0;
-    HANDLE client = nullptr;  // stays open until the process ends, as the library's does
-    WLAN_INTERFACE_INFO_LIST* list = nullptr;
-    DWORD error = library.wlanOpenHandle(kClientVersion, nullptr, &negotiated, &client);
-    if (error == ERROR_SUCCESS)
-        error = library.wlanEnumInterfaces(client, nullptr, &list);
-    finding.outcome = OutcomeOf(error);
-    if (list == nullptr)
-        return finding;
-    AskConnections(library, client, *list, &finding);
-    library.wlanFreeMemory(list);
+    // Never freed: the client that the walk opens ends with the program.
+    const WlanFunctions wlan = FindWlanFunctions(LoadLibraryW(kWlanLibrary));
+    finding.hasLibrary = wlan.areComplete();
+    if (finding.hasLibrary)
+        finding.outcome = OutcomeOf(ForEachWirelessInterface(
+            wlan, [&finding](const WirelessInterface& found) { AddAdapter(found, &finding); }));
     return finding;
 }
 

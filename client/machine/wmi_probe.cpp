@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "client/system/console.h"
+#include "client/machine/arrivals.h"
 #include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
-#include "native/local_drive.h"
 #include "support/com.h"
 #include "wmi/session.h"
 
@@ -20,6 +20,7 @@ namespace orrery::machine {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using doctor::Asking;
 using doctor::ClassFinding;
 using doctor::Ending;
 using doctor::Outcome;
@@ -43,10 +44,10 @@ class CProgress {
 public:
     explicit CProgress(const WmiQuestion& question) : question_(question)
     {
-        for (const Feed& feed : question.feeds)
-            for (const KeySource& key : feed.keys)
-                if (key.reads != nullptr && key.property != nullptr)
-                    lacking_.insert(key.reads);
+        for (const doctor::Feed& feed : question.feeds)
+            for (const doctor::FedKey& each : feed.keys)
+                if (!each.reads.empty() && !each.key.empty())
+                    lacking_.insert(FromUtf8(each.reads));
     }
 
     /// Starts the time that instances take, now that the session is open.
@@ -56,21 +57,21 @@ public:
         start_ = Clock::now();
     }
     /// Notes an instance.
-    /// @param source the property that other questions need, or null
-    void Add(IWbemClassObject* instance, const wchar_t* source, bool isLate)
+    /// @param identity the property that other questions need, or null
+    void Add(IWbemClassObject* instance, const wchar_t* identity, bool isLate)
     {
         std::vector<std::wstring> told;
         for (const std::wstring& property : Lacking())
             if (HasProperty(instance, property.c_str()) &&
                 ReadTextProperty(instance, property.c_str()) != WideString{})
                 told.push_back(property);
-        const auto identity =
-            source != nullptr ? ReadTextProperty(instance, source) : std::optional<WideString>{};
+        const auto name = identity != nullptr ? ReadTextProperty(instance, identity)
+                                              : std::optional<WideString>{};
         const std::lock_guard lock{mutex_};
         for (const std::wstring& property : told)
             lacking_.erase(property);
-        if (identity)
-            identities_.emplace_back(identity->view());
+        if (name)
+            identities_.emplace_back(name->view());
         last_ = MillisecondsSince(start_);
         if (count_ == 0)
             first_ = last_;
@@ -128,41 +129,25 @@ private:
 /// What tells the objects of a question apart.
 using Identities = std::vector<std::wstring>;
 
-/// One batch as FirstBatch takes it, instance by instance, and then what the library misses.
-HRESULT AskBatch(IWbemServices* services, const wchar_t* source, CProgress* progress)
+HRESULT AskClass(IWbemServices* services, const wchar_t* identity, CProgress* progress)
 {
-    const auto instances = StartEnumeration(services, progress->question().className);
-    HRESULT result = instances.result;
+    const WmiQuestion& question = progress->question();
+    const auto instances = StartEnumeration(services, question.className);
     if (!instances)
-        return FAILED(result) ? result : E_FAIL;
-    const auto start = Clock::now();
-    bool isLate = false;
-    for (std::uint32_t left = progress->question().maxInstances; left > 0;) {
-        ComPtr<IWbemClassObject> instance;
-        ULONG returned = 0;
-        const auto passed = static_cast<long>(MillisecondsSince(start));
-        const long wait =
-            isLate ? static_cast<long>(WBEM_INFINITE) : std::max(kBatchMilliseconds - passed, 0L);
-        result = instances->Next(wait, 1, instance.put(), &returned);
-        if (result == static_cast<HRESULT>(WBEM_S_TIMEDOUT) && !isLate) {
-            isLate = true;
-            continue;
-        }
-        if (FAILED(result) || returned == 0)
-            break;
-        --left;
-        if (instance)
-            progress->Add(instance.get(), source, isLate);
-    }
-    return result;
+        return FAILED(instances.result) ? instances.result : E_FAIL;
+    return ForEachArrival(instances.get(), question.maxInstances, std::nullopt,
+                          [&](const Arrival& arrival) {
+                              if (arrival.instance != nullptr)
+                                  progress->Add(arrival.instance, identity, arrival.isLate);
+                          });
 }
 
-HRESULT AskQuery(IWbemServices* services, std::wstring_view text, const wchar_t* source,
+HRESULT AskQuery(IWbemServices* services, std::wstring_view text, const wchar_t* identity,
                  CProgress* progress)
 {
     QueryRows rows = Query(services, text);
     while (const auto row = rows.Next())
-        progress->Add(row.get(), source, false);
+        progress->Add(row.get(), identity, false);
     return rows.result();
 }
 
@@ -179,39 +164,35 @@ HRESULT AskMethod(IWbemServices* services, const std::wstring& object, CProgress
 }
 
 /// Puts a question about one object.
-HRESULT AskAbout(IWbemServices* services, const std::wstring& object, const wchar_t* source,
+HRESULT AskAbout(IWbemServices* services, const std::wstring& object, const wchar_t* identity,
                  CProgress* progress)
 {
-    const WmiQuestion& question = progress->question();
-    if (question.asking == Asking::kMethod)
+    if (progress->question().asking == Asking::kMethod)
         return AskMethod(services, object, progress);
-    std::wstring text = question.text;
-    text.replace(text.find(L'%'), 1, object);
-    return AskQuery(services, text, source, progress);
+    const auto text = QuestionText(progress->question(), object);
+    return text ? AskQuery(services, *text, identity, progress) : S_OK;
 }
 
 /// Whether the library asks about the other objects after one that fails: it asks about each volume
 /// for itself, but ends the walk from drives to partitions to volumes.
 bool IsAskedForEachVolume(const WmiQuestion& question)
 {
-    const WmiQuestion* first = &question;
-    while (first->source != kNoQuestion)
-        first = &WmiQuestions()[first->source];
-    return first->asking == Asking::kQueryEach;
+    return question.about == kVolumes ||
+           (question.about != kNothing && IsAskedForEachVolume(WmiQuestions()[question.about]));
 }
 
 /// @return for a question about objects the first failure
-HRESULT Ask(IWbemServices* services, const Identities& objects, const wchar_t* source,
+HRESULT Ask(IWbemServices* services, const Identities& objects, const wchar_t* identity,
             CProgress* progress)
 {
     const WmiQuestion& question = progress->question();
-    if (question.asking == Asking::kBatch)
-        return AskBatch(services, source, progress);
-    if (question.asking == Asking::kQuery)
-        return AskQuery(services, question.text, source, progress);
+    if (question.asking == Asking::kClass)
+        return AskClass(services, identity, progress);
+    if (question.about == kNothing)
+        return AskQuery(services, question.text, identity, progress);
     HRESULT firstFailure = S_OK;
     for (const std::wstring& object : objects) {
-        const HRESULT result = AskAbout(services, object, source, progress);
+        const HRESULT result = AskAbout(services, object, identity, progress);
         if (SUCCEEDED(result)) {
             progress->CountObject();
             continue;
@@ -225,22 +206,12 @@ HRESULT Ask(IWbemServices* services, const Identities& objects, const wchar_t* s
 }
 
 /// The property of a question's instances that other questions need; null for none.
-const wchar_t* NeededFrom(std::size_t source)
+const wchar_t* NeededFrom(std::size_t number)
 {
     for (const WmiQuestion& question : WmiQuestions())
-        if (question.source == source && question.sourceProperty != nullptr)
-            return question.sourceProperty;
+        if (question.about == number)
+            return question.identity;
     return nullptr;
-}
-
-Identities Volumes()
-{
-    CLocalDrive drives;
-    const std::size_t count = drives.Enumerate(false);
-    Identities volumes;
-    for (std::size_t at = 0; at < count; ++at)
-        volumes.emplace_back(drives.DeviceId(at).view());
-    return volumes;
 }
 
 doctor::NamespaceFinding ProbeNamespace(const WmiNamespace& wanted, std::chrono::seconds limit)
@@ -259,22 +230,6 @@ doctor::NamespaceFinding ProbeNamespace(const WmiNamespace& wanted, std::chrono:
     return finding;
 }
 
-std::vector<doctor::Feed> FeedsOf(const WmiQuestion& question)
-{
-    std::vector<doctor::Feed> feeds;
-    for (const Feed& each : question.feeds) {
-        doctor::Feed& feed = feeds.emplace_back();
-        feed.without = each.without;
-        feed.standIn = each.standIn != nullptr ? ToUtf8(each.standIn) : "";
-        for (const KeySource& key : each.keys)
-            if (key.property != nullptr)
-                feed.keys.push_back({key.reads != nullptr ? ToUtf8(key.reads) : "",
-                                     ToUtf8(each.section) + '.' + ToUtf8(key.property), key.blank,
-                                     key.blankStandIn != nullptr ? ToUtf8(key.blankStandIn) : ""});
-    }
-    return feeds;
-}
-
 ClassFinding Describe(const WmiQuestion& question)
 {
     ClassFinding finding;
@@ -282,11 +237,9 @@ ClassFinding Describe(const WmiQuestion& question)
     finding.name = ToUtf8(question.className);
     if (question.asking == Asking::kMethod)
         finding.method = ToUtf8(question.text);
-    finding.asking = question.asking == Asking::kBatch    ? doctor::Asking::kClass
-                     : question.asking == Asking::kMethod ? doctor::Asking::kMethod
-                                                          : doctor::Asking::kQuery;
+    finding.asking = question.asking;
     finding.mayBeEmpty = question.mayBeEmpty;
-    finding.feeds = FeedsOf(question);
+    finding.feeds = question.feeds;
     return finding;
 }
 
@@ -327,16 +280,15 @@ void ProbeWmi(std::chrono::seconds limit, const Announce& announce, doctor::Find
         identities.emplace_back();
         const bool isOpen =
             findings->namespaces[question.wmiNamespace].outcome.ending == Ending::kAnswered;
-        const bool isAboutObjects =
-            question.asking == Asking::kQueryEach || question.asking == Asking::kMethod;
         if (!isOpen)
             continue;
         announce(finding.name);
-        const Identities objects = !isAboutObjects                  ? Identities{}
-                                   : question.source == kNoQuestion ? Volumes()
-                                                                    : identities[question.source];
-        if (isAboutObjects && objects.empty())
-            continue;
+        Identities objects;
+        if (question.about != kNothing) {
+            objects = question.about == kVolumes ? ListedVolumes() : identities[question.about];
+            if (objects.empty())
+                continue;
+        }
         finding.objects = objects.size();
         identities[number] = ProbeClass(number, objects, limit, &finding);
     }

@@ -18,7 +18,7 @@ enum class Instance { kPrimary, kFirst };
 /// Where a fact of section "BIOS" comes from.
 struct BiosFact {
     std::wstring_view property;
-    const wchar_t* className;
+    const ClassDescriptor* from;  ///< names the class
     const wchar_t* wmiProperty;
     Instance instance;
     WideString (*convert)(std::wstring_view value);  ///< null: the value as it stands
@@ -27,26 +27,26 @@ struct BiosFact {
 
 // The serial number is the first instance's on purpose, even where another one is primary.
 constexpr auto kFacts = std::to_array<BiosFact>({
-    {L"Manufacturer", L"Win32_BIOS", L"Manufacturer", Instance::kPrimary, nullptr,
+    {L"Manufacturer", &descriptors::kBios, L"Manufacturer", Instance::kPrimary, nullptr,
      &CComputerBios::BiosManufacturer},
-    {L"InstallDate", L"Win32_BIOS", L"ReleaseDate", Instance::kPrimary, FormatReleaseDate,
+    {L"InstallDate", &descriptors::kBios, L"ReleaseDate", Instance::kPrimary, FormatReleaseDate,
      &CComputerBios::ReleaseDate},
-    {L"Version", L"Win32_BIOS", L"SMBIOSBIOSVersion", Instance::kPrimary, nullptr,
+    {L"Version", &descriptors::kBios, L"SMBIOSBIOSVersion", Instance::kPrimary, nullptr,
      &CComputerBios::BiosVersion},
-    {L"AssetTag", L"Win32_SystemEnclosure", L"SMBIOSAssetTag", Instance::kFirst, nullptr,
+    {L"AssetTag", &descriptors::kSystemEnclosure, L"SMBIOSAssetTag", Instance::kFirst, nullptr,
      &CComputerBios::AssetTag},
-    {L"SystemMan", L"Win32_ComputerSystem", L"Manufacturer", Instance::kFirst, nullptr,
+    {L"SystemMan", &descriptors::kComputerSystem, L"Manufacturer", Instance::kFirst, nullptr,
      &CComputerBios::SystemManufacturer},
-    {L"SystemMod", L"Win32_ComputerSystem", L"Model", Instance::kFirst, nullptr,
+    {L"SystemMod", &descriptors::kComputerSystem, L"Model", Instance::kFirst, nullptr,
      &CComputerBios::SystemModel},
-    {L"SerialNumber", L"Win32_BIOS", L"SerialNumber", Instance::kFirst, nullptr,
+    {L"SerialNumber", &descriptors::kBios, L"SerialNumber", Instance::kFirst, nullptr,
      &CComputerBios::SerialNumber},
 });
 
 std::size_t PrimaryInstance(CHardwareCollector* collector)
 {
     std::vector<WideString> values;
-    GetClassPropertyValues(collector, L"Win32_BIOS", L"PrimaryBIOS", &values);
+    GetClassPropertyValues(collector, ClassOf(descriptors::kBios).c_str(), L"PrimaryBIOS", &values);
     const auto primary = std::find_if(values.begin(), values.end(), [](const WideString& value) {
         return EqualsIgnoringCase(value, L"true");
     });
@@ -56,7 +56,7 @@ std::size_t PrimaryInstance(CHardwareCollector* collector)
 WideString WmiValue(CHardwareCollector* collector, const BiosFact& fact, std::size_t primary)
 {
     std::vector<WideString> values;
-    GetClassPropertyValues(collector, fact.className, fact.wmiProperty, &values);
+    GetClassPropertyValues(collector, ClassOf(*fact.from).c_str(), fact.wmiProperty, &values);
     const std::size_t at = fact.instance == Instance::kPrimary ? primary : 0;
     if (at >= values.size() || values[at].empty())
         return {};

@@ -1,15 +1,9 @@
 #include "collect/bitlocker.h"
 
 #include <optional>
-#include <string>
-
-#include "wmi/session.h"
 
 namespace orrery {
 namespace {
-
-constexpr const wchar_t* kVolumeClass = L"Win32_EncryptableVolume";
-constexpr const wchar_t* kLockMethod = L"GetLockStatus";
 
 /// Whether a status is 1; no value at all is a status other than 1.
 /// @return nothing when it cannot be read
@@ -25,7 +19,7 @@ std::optional<bool> ReadStatus(IWbemClassObject* object, const wchar_t* name)
 /// @return nothing when a call failed
 std::optional<bool> ReadLocked(IWbemServices* services, IWbemClassObject* volume)
 {
-    const auto input = MakeMethodInput(services, kVolumeClass, kLockMethod);
+    const auto input = MakeMethodInput(services, kEncryptableVolumeQuery.className, kLockMethod);
     if (FAILED(input.result))
         return std::nullopt;
     const auto path = ReadTextProperty(volume, L"__PATH");
@@ -62,14 +56,10 @@ const wchar_t* BitLockerStatusText(BitLockerState state) noexcept
 BitLockerState ReadBitLockerState(std::wstring_view drive)
 {
     BitLockerState state = BitLockerState::kUnknown;
-    const auto services = OpenSession(L"\\\\.\\root\\CIMV2\\Security\\MicrosoftVolumeEncryption",
-                                      RefusedBlanket::kKeepsSession);
+    const auto services = OpenSession(kEncryptableVolumeQuery);
     if (!services)
         return state;
-    // The blank at the end is part of the query.
-    std::wstring query = L"SELECT * FROM Win32_EncryptableVolume Where DriveLetter='";
-    query.append(drive).append(L"' ");
-    QueryRows volumes = Query(services.get(), query);
+    QueryRows volumes = Query(services.get(), TextAbout(kEncryptableVolumeQuery.text, drive));
     while (const auto volume = volumes.Next()) {
         const auto isProtected = ReadStatus(volume.get(), L"ProtectionStatus");
         if (!isProtected)

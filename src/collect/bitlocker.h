@@ -3,7 +3,16 @@
 #include <cstdint>
 #include <string_view>
 
+#include "wmi/wql_query.h"
+
 namespace orrery {
+
+/// About a volume, by letter and colon. The blank at the end is part of the query.
+constexpr WqlQuery kEncryptableVolumeQuery{
+    L"\\\\.\\root\\CIMV2\\Security\\MicrosoftVolumeEncryption", RefusedBlanket::kKeepsSession,
+    L"Win32_EncryptableVolume", L"SELECT * FROM Win32_EncryptableVolume Where DriveLetter='%' "};
+/// A method of its instances, which takes no input and changes nothing.
+constexpr const wchar_t* kLockMethod = L"GetLockStatus";
 
 /// What BitLocker has done to a volume.
 enum class BitLockerState : std::int32_t {

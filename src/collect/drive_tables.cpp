@@ -1,11 +1,9 @@
 #include "collect/drive_tables.h"
 
 #include <array>
-#include <string>
 
 #include "support/code_name.h"
 #include "support/text.h"
-#include "wmi/session.h"
 
 namespace orrery {
 namespace {
@@ -28,12 +26,10 @@ WideString Find(const TextTable& table, const WideString& key)
 
 void ScanStorageNamespace(TextTable* diskTypeBySerial)
 {
-    const auto services =
-        OpenSession(L"\\\\.\\ROOT\\microsoft\\windows\\storage", RefusedBlanket::kKeepsSession);
+    const auto services = OpenSession(kPhysicalDiskQuery);
     if (!services)
         return;
-    QueryRows disks =
-        Query(services.get(), L"SELECT SerialNumber, MediaType FROM MSFT_PhysicalDisk");
+    QueryRows disks = Query(services.get(), kPhysicalDiskQuery.text);
     while (const auto disk = disks.Next()) {
         const auto text = ReadTextProperty(disk.get(), L"SerialNumber").value_or(WideString{});
         const WideString serial = TrimBlanks(text);
@@ -44,23 +40,12 @@ void ScanStorageNamespace(TextTable* diskTypeBySerial)
     }
 }
 
-/// Asks for the objects that an association ties to one object.
-QueryRows QueryAssociators(IWbemServices* services, const wchar_t* className, std::wstring_view id,
-                           const wchar_t* association)
-{
-    std::wstring query = L"Associators of {";
-    query.append(className).append(L".DeviceID='").append(id);
-    query.append(L"'} where AssocClass=").append(association);
-    return Query(services, query);
-}
-
 /// Enters the volumes of one partition.
 /// @return false when the query failed
 bool ScanPartition(IWbemServices* services, const WideString& partition, const WideString& caption,
                    TextTable* driveCaptionByVolume)
 {
-    QueryRows volumes = QueryAssociators(services, L"Win32_DiskPartition", partition,
-                                         L"Win32_LogicalDiskToPartition");
+    QueryRows volumes = Query(services, TextAbout(kPartitionVolumeQuery.text, partition));
     while (const auto volume = volumes.Next())
         if (const auto id = ReadTextProperty(volume.get(), L"DeviceID"))
             driveCaptionByVolume->insert_or_assign(*id, caption);
@@ -73,14 +58,10 @@ bool ScanPartition(IWbemServices* services, const WideString& partition, const W
 bool ScanDrive(IWbemServices* services, const WideString& deviceId, const WideString& caption,
                TextTable* driveCaptionByVolume)
 {
-    constexpr std::wstring_view kDevicePrefix = L"\\\\.\\";
-    if (deviceId.size() < kDevicePrefix.size())
-        return true;  // no path of a drive, so nothing to ask for
-    // The prefix is written anew, whatever the first four characters are.
-    std::wstring path{kDevicePrefix};
-    path += deviceId.view().substr(kDevicePrefix.size());
-    QueryRows partitions =
-        QueryAssociators(services, L"Win32_DiskDrive", path, L"Win32_DiskDriveToDiskPartition");
+    const auto path = DrivePathInQuery(deviceId);
+    if (!path)
+        return true;
+    QueryRows partitions = Query(services, TextAbout(kPartitionQuery.text, *path));
     while (const auto partition = partitions.Next()) {
         const auto id = ReadTextProperty(partition.get(), L"DeviceID");
         if (id && !ScanPartition(services, *id, caption, driveCaptionByVolume))
@@ -91,11 +72,10 @@ bool ScanDrive(IWbemServices* services, const WideString& deviceId, const WideSt
 
 void ScanPartitionAssociations(TextTable* driveCaptionByVolume, TextTable* mediaTypeByCaption)
 {
-    const auto services = OpenSession(L"ROOT\\CIMV2", RefusedBlanket::kKeepsSession);
+    const auto services = OpenSession(kDriveQuery);
     if (!services)
         return;
-    QueryRows drives =
-        Query(services.get(), L"SELECT DeviceID, Caption, MediaType FROM Win32_DiskDrive");
+    QueryRows drives = Query(services.get(), kDriveQuery.text);
     while (const auto drive = drives.Next()) {
         const auto deviceId = ReadTextProperty(drive.get(), L"DeviceID");
         const auto caption = ReadTextProperty(drive.get(), L"Caption");
@@ -109,6 +89,14 @@ void ScanPartitionAssociations(TextTable* driveCaptionByVolume, TextTable* media
 }
 
 }  // namespace
+
+std::optional<std::wstring> DrivePathInQuery(std::wstring_view deviceId)
+{
+    constexpr std::wstring_view kDevicePrefix = L"\\\\.\\";
+    if (deviceId.size() < kDevicePrefix.size())
+        return std::nullopt;
+    return std::wstring{kDevicePrefix}.append(deviceId.substr(kDevicePrefix.size()));
+}
 
 void PrepareDriveTables(CHardwareCollector* collector)
 {

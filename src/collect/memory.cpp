@@ -78,7 +78,7 @@ void WriteModuleMemorySum(CHardwareCollector* collector, CInvMap* map)
 
     std::int64_t sum = 0;
     for (const auto& module :
-         FirstBatch(collector->services.get(), L"Win32_PhysicalMemory", kMaxModules))
+         FirstBatch(collector->services.get(), ClassOf(descriptors::kPhysicalMemory), kMaxModules))
         if (const auto text = ObjectText(module.get()))
             sum += ParseInt32(GetPropertyFromText(collector, L"Capacity", *text));
     if (sum < 1)

@@ -9,7 +9,6 @@
 #include "native/network_adapter.h"
 #include "support/code_name.h"
 #include "wmi/class_descriptors.h"
-#include "wmi/session.h"
 
 namespace orrery {
 namespace {
@@ -74,12 +73,10 @@ constexpr auto kAdapterFields = std::to_array<NativeField>({
 
 void ReadAdapterDetails(CHardwareCollector* collector)
 {
-    const auto services = OpenSession(L"ROOT\\CIMV2", RefusedBlanket::kEndsSession);
+    const auto services = OpenSession(kAdapterQuery);
     if (!services)
         return;
-    auto rows = Query(services.get(),
-                      L"SELECT MACAddress, Name, Manufacturer, PhysicalAdapter, Speed, "
-                      L"NetConnectionStatus FROM Win32_NetworkAdapter");
+    auto rows = Query(services.get(), kAdapterQuery.text);
     while (const auto row = rows.Next()) {
         // an adapter without a hardware address gets no record; an empty address is one
         if (!HasProperty(row.get(), L"MACAddress"))

@@ -5,8 +5,14 @@
 
 #include "store/inv_map.h"
 #include "wmi/hardware_collector.h"
+#include "wmi/wql_query.h"
 
 namespace orrery {
+
+constexpr WqlQuery kAdapterQuery{L"ROOT\\CIMV2", RefusedBlanket::kEndsSession,
+                                 L"Win32_NetworkAdapter",
+                                 L"SELECT MACAddress, Name, Manufacturer, PhysicalAdapter, Speed, "
+                                 L"NetConnectionStatus FROM Win32_NetworkAdapter"};
 
 /// Writes the section "NetworkAdapter": an instance for each adapter that IP Helper lists, in its
 /// order. WMI and the WLAN service only add to these, matched by the adapter's exact name; without

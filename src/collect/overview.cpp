@@ -7,7 +7,6 @@
 
 #include "support/registry.h"
 #include "wmi/class_collector.h"
-#include "wmi/session.h"
 
 namespace orrery {
 namespace {
@@ -26,8 +25,7 @@ std::optional<std::uint32_t> ReadMachineNumber(const wchar_t* path, const wchar_
 
 void CollectStartTime(CHardwareCollector* collector, CInvMap* map)
 {
-    const auto milliseconds = ReadMachineNumber(
-        L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Power", L"FwPOSTTime");
+    const auto milliseconds = ReadMachineNumber(kFirmwareTimeKey, L"FwPOSTTime");
     // Called an average by the report's form, though it is the last start's.
     StoreValue(collector, L"AverageBootTime",
                milliseconds ? std::to_wstring(static_cast<std::int32_t>(*milliseconds)) : L"", map,
@@ -36,8 +34,7 @@ void CollectStartTime(CHardwareCollector* collector, CInvMap* map)
 
 void CollectSecureBoot(CHardwareCollector* collector, CInvMap* map)
 {
-    const auto state = ReadMachineNumber(L"SYSTEM\\CurrentControlSet\\Control\\SecureBoot\\State",
-                                         L"UEFISecureBootEnabled");
+    const auto state = ReadMachineNumber(kSecureBootKey, L"UEFISecureBootEnabled");
     const wchar_t* const secureBoot = !state ? L"2" : *state != 0 ? L"1" : L"0";
     StoreValue(collector, L"SecureBoot", secureBoot, map, 0, kSection);
     // UEFI with Secure Boot switched off counts as legacy on purpose.
@@ -59,8 +56,7 @@ void CollectTpm(CHardwareCollector* collector, CInvMap* map)
 void CollectMemorySlots(CHardwareCollector* collector, CInvMap* map)
 {
     std::vector<WideString> slots;
-    if (GetClassPropertyValues(collector, L"Win32_PhysicalMemoryArray", L"MemoryDevices", &slots) >
-        0)
+    if (GetClassPropertyValues(collector, kMemoryArrayClass, L"MemoryDevices", &slots) > 0)
         StoreValue(collector, L"MemorySlots", slots.front(), map, 0, L"PhysicalMemoryLocation");
 }
 
@@ -69,13 +65,10 @@ void CollectMemorySlots(CHardwareCollector* collector, CInvMap* map)
 void ReadTpm(CHardwareCollector* /*collector*/, WideString* version, std::uint32_t* activated,
              std::uint32_t* enabled)
 {
-    const auto services =
-        OpenSession(L"\\\\.\\root\\CIMV2\\Security\\MicrosoftTpm", RefusedBlanket::kEndsSession);
+    const auto services = OpenSession(kTpmQuery);
     if (!services)
         return;
-    auto rows = Query(services.get(),
-                      L"SELECT IsActivated_InitialValue, IsEnabled_InitialValue, SpecVersion FROM "
-                      L"Win32_Tpm");
+    auto rows = Query(services.get(), kTpmQuery.text);
     while (const auto row = rows.Next()) {
         if (const auto flag = ReadIntegerProperty(row.get(), L"IsActivated_InitialValue"))
             *activated = static_cast<std::uint32_t>(*flag);

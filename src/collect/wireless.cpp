@@ -1,14 +1,10 @@
 #include "collect/wireless.h"
 
-#include <algorithm>
 #include <array>
-#include <cstddef>
-#include <memory>
-#include <span>
 #include <string>
 
+#include "native/wireless_networks.h"
 #include "support/code_name.h"
-#include "support/number_of.h"
 #include "support/text.h"
 
 namespace orrery {
@@ -49,115 +45,38 @@ constexpr auto kCiphers = std::to_array<CodeName>({
 });
 static_assert(IsAscending(kCiphers));
 
-struct WlanFree {
-    decltype(&WlanFreeMemory) free = nullptr;
-    void operator()(void* block) const { free(block); }
-};
-/// Owner of a block that the WLAN service allocated.
-template <class T>
-using WlanBlock = std::unique_ptr<T, WlanFree>;
-
-/// What the interfaces of one walk share.
-struct WirelessPass {
-    CHardwareCollector& collector;
-    HANDLE client = nullptr;
-    // Not reset for each interface: one that does not tell keeps the values of the one before.
-    std::uint32_t channel = 0;
-    std::uint32_t centerFrequency = 0;  // kHz
-    // The last block of each kind is held until the walk ends; the last one here is freed first.
-    WlanBlock<ULONG> channelBlock{};
-    WlanBlock<WLAN_BSS_LIST> networks{};
-    WlanBlock<WLAN_INTERFACE_INFO_LIST> interfaces{};
-    WlanBlock<WLAN_CONNECTION_ATTRIBUTES> connection{};
-};
-
-/// What WlanGetNetworkBssList is; the type of a network may be a number that its enumeration lacks.
-using GetNetworks = DWORD(WINAPI*)(HANDLE client, const GUID* id, const DOT11_SSID* ssid,
-                                   std::int32_t bssType, BOOL isSecured, void* reserved,
-                                   WLAN_BSS_LIST** list);
-
-/// Asks an interface, and replaces the block with the answer if there is one.
-/// @return the answer's size; 0 when there is none, or one that is said to be too small for a T
-template <class T>
-std::size_t QueryInterface(const WirelessPass& pass, const GUID& id, WLAN_INTF_OPCODE opcode,
-                           WlanBlock<T>* block)
-{
-    void* answer = nullptr;
-    DWORD size = 0;
-    WLAN_OPCODE_VALUE_TYPE origin = wlan_opcode_value_type_invalid;
-    const DWORD result = pass.collector.wlanQueryInterface(pass.client, &id, opcode, nullptr, &size,
-                                                           &answer, &origin);
-    if (result != ERROR_SUCCESS || answer == nullptr)
-        return 0;
-    *block = {static_cast<T*>(answer), WlanFree{pass.collector.wlanFreeMemory}};
-    if (size == 0)
-        return sizeof(T);  // not told: the opcode fixes the least that an answer holds
-    return size < sizeof(T) ? 0 : size;
-}
-
-/// The text of an SSID, up to the first zero. One of 32 bytes fills its field, so that its text
-/// goes on into the bytes that follow in the record; the length field is left aside on purpose.
-std::wstring SsidText(const DOT11_SSID& ssid, const void* record, std::size_t recordSize)
-{
-    const auto bytes = std::span{static_cast<const char*>(record), recordSize};
-    const auto start = reinterpret_cast<const char*>(ssid.ucSSID) - bytes.data();
-    return FromAnsi(bytes.subspan(static_cast<std::size_t>(start)));
-}
-
-/// Notes the centre frequency of the last network with this SSID.
-void ReadCenterFrequency(WirelessPass& pass, const GUID& id, std::int32_t bssType,
-                         std::wstring_view ssid)
-{
-    WLAN_BSS_LIST* list = nullptr;
-    const auto getNetworks = reinterpret_cast<GetNetworks>(pass.collector.wlanGetNetworkBssList);
-    if (getNetworks(pass.client, &id, nullptr, bssType, FALSE, nullptr, &list) != ERROR_SUCCESS ||
-        list == nullptr)
-        return;
-    pass.networks = {list, WlanFree{pass.collector.wlanFreeMemory}};
-    constexpr std::size_t kHead = offsetof(WLAN_BSS_LIST, wlanBssEntries);
-    std::size_t count = list->dwNumberOfItems;
-    if (const std::size_t size = list->dwTotalSize; size != 0)  // else not told
-        count = std::min(count, size < kHead ? 0 : (size - kHead) / sizeof(WLAN_BSS_ENTRY));
-    for (const auto& entry : std::span{&list->wlanBssEntries[0], count})
-        if (SsidText(entry.dot11Ssid, &entry, sizeof entry) == ssid)
-            pass.centerFrequency = entry.ulChCenterFrequency;
-}
-
 std::wstring SignedDecimal(std::uint32_t number)
 {
     return std::to_wstring(static_cast<std::int32_t>(number));
 }
 
-std::wstring DescriptionOf(const WLAN_INTERFACE_INFO& info)
-{
-    const std::span field{info.strInterfaceDescription};
-    return {field.begin(), std::find(field.begin(), field.end(), L'\0')};
-}
+/// What one interface leaves to the next: one that does not tell keeps the values before it.
+struct LastTold {
+    std::uint32_t channel = 0;
+    std::uint32_t centerFrequency = 0;  // kHz
+};
 
-void ReadConnection(WirelessPass& pass, const WLAN_INTERFACE_INFO& info)
+/// Enters an interface's connection into the detail record of its adapter, if there is one.
+void EnterConnection(CHardwareCollector* collector, const WirelessInterface& found, LastTold* last)
 {
-    const std::size_t size = QueryInterface(pass, info.InterfaceGuid,
-                                            wlan_intf_opcode_current_connection, &pass.connection);
-    if (size == 0 || NumberOf(pass.connection->isState) != wlan_interface_state_connected)
+    if (!found.connection)
         return;
-    const auto& association = pass.connection->wlanAssociationAttributes;
-    const auto& security = pass.connection->wlanSecurityAttributes;
-    const std::wstring ssid = SsidText(association.dot11Ssid, pass.connection.get(), size);
-    if (QueryInterface(pass, info.InterfaceGuid, wlan_intf_opcode_channel_number,
-                       &pass.channelBlock) != 0)
-        pass.channel = *pass.channelBlock;
-    ReadCenterFrequency(pass, info.InterfaceGuid, NumberOf(association.dot11BssType), ssid);
+    const WirelessConnection& connection = *found.connection;
+    const std::wstring ssid = FromAnsi(connection.ssid);
+    last->channel = connection.channel.value_or(last->channel);
+    for (const WirelessNetwork& network : connection.networks)
+        if (FromAnsi(network.ssid) == ssid)  // of several the last
+            last->centerFrequency = network.centerFrequency;
 
-    const auto found = pass.collector.adapterDetails.find(DescriptionOf(info));
-    if (found == pass.collector.adapterDetails.end())
+    const auto record = collector->adapterDetails.find(found.description);
+    if (record == collector->adapterDetails.end())
         return;
-    AdapterDetail& detail = found->second;
+    AdapterDetail& detail = record->second;
     detail.ssid = ssid;
-    detail.networkChannel = SignedDecimal(pass.channel);
-    detail.networkBand = SignedDecimal(pass.centerFrequency);
-    detail.protocol = PhyTypeName(NumberOf(association.dot11PhyType));
-    detail.securityType = SecurityName(NumberOf(security.dot11AuthAlgorithm),
-                                       NumberOf(security.dot11CipherAlgorithm));
+    detail.networkChannel = SignedDecimal(last->channel);
+    detail.networkBand = SignedDecimal(last->centerFrequency);
+    detail.protocol = PhyTypeName(connection.phyType);
+    detail.securityType = SecurityName(connection.authentication, connection.cipher);
 }
 
 }  // namespace
@@ -177,23 +96,12 @@ std::wstring_view SecurityName(std::int32_t authentication, std::int32_t cipher)
 
 void ReadWirelessDetails(CHardwareCollector* collector)
 {
-    if (!collector->hasWlan())
+    if (!collector->wlan.areComplete())
         return;
-    constexpr DWORD kClientVersion = 2;
-    DWORD negotiated = 0;
-    WirelessPass pass{*collector};
-    // The client stays open; its handle may be null and valid all the same.
-    if (collector->wlanOpenHandle(kClientVersion, nullptr, &negotiated, &pass.client) !=
-        ERROR_SUCCESS)
-        return;
-    WLAN_INTERFACE_INFO_LIST* list = nullptr;
-    if (collector->wlanEnumInterfaces(pass.client, nullptr, &list) != ERROR_SUCCESS ||
-        list == nullptr)
-        return;
-    pass.interfaces = {list, WlanFree{collector->wlanFreeMemory}};
-    for (const auto& info : std::span{&list->InterfaceInfo[0], list->dwNumberOfItems})
-        if (NumberOf(info.isState) == wlan_interface_state_connected)
-            ReadConnection(pass, info);
+    LastTold last;
+    ForEachWirelessInterface(collector->wlan, [&](const WirelessInterface& found) {
+        EnterConnection(collector, found, &last);
+    });
 }
 
 }  // namespace orrery

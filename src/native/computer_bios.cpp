@@ -10,7 +10,6 @@
 namespace orrery {
 namespace {
 
-constexpr const wchar_t* kClientKey = L"SOFTWARE\\Veltrane Ltd\\Veltrane Orrery\\Client";
 constexpr const wchar_t* kDisableXBios = L"DisableXBios";
 
 /// Clears the field when it holds one of the placeholder texts, then gives it.

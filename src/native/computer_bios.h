@@ -9,6 +9,9 @@
 
 namespace orrery {
 
+/// The settings of the library itself, under HKEY_LOCAL_MACHINE.
+constexpr const wchar_t* kClientKey = L"SOFTWARE\\Veltrane Ltd\\Veltrane Orrery\\Client";
+
 /// What the firmware itself tells of the machine: the fallback for each BIOS fact that WMI lacks.
 ///
 /// No firmware reader stands behind the record yet, so it is empty; one can fill the fields without
@@ -54,7 +57,7 @@ public:
 };
 
 /// Whether reading legacy firmware is switched off: always from Windows version 6.1 on, on older
-/// ones by the REG_DWORD "DisableXBios" under "SOFTWARE\Veltrane Ltd\Veltrane Orrery\Client".
+/// ones by the REG_DWORD "DisableXBios" of kClientKey.
 bool IsXBiosDisabled();
 
 /// The decision of IsXBiosDisabled for a given Windows version.

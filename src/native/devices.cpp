@@ -23,7 +23,7 @@ std::wstring ReadField(HKEY key, const wchar_t* name)
 class ClassNames {
 public:
     explicit ClassNames(const PlatformVersion& platform)
-        : root_(platform.IsNt() ? L"SYSTEM\\CurrentControlSet\\Control\\Class\\"
+        : root_(platform.IsNt() ? kDeviceClassesKey
                                 : L"SYSTEM\\CurrentControlSet\\Services\\Class\\")
     {}
 
@@ -75,13 +75,13 @@ void ForEachSubkey(HKEY key, const std::wstring& path, Visitor visit)
 std::vector<DeviceRecord> ReadPresentDevices(const PlatformVersion& platform)
 {
     std::vector<DeviceRecord> records;
-    const std::wstring path = platform.IsNt() ? L"SYSTEM\\CurrentControlSet\\Enum" : L"Enum";
+    const std::wstring path = platform.IsNt() ? kDevicesKey : L"Enum";
     const auto root = OpenKey(HKEY_LOCAL_MACHINE, path.c_str());
     if (!root)
         return records;
     ClassNames classNames{platform};
     const auto addPresent = [&](HKEY instance, const std::wstring& instancePath) {
-        if (OpenKey(instance, L"Control"))  // made when the device starts, gone when it leaves
+        if (OpenKey(instance, kPresenceKey))
             FillRecord(instance, instancePath, classNames, records.emplace_back());
     };
     const auto walkDevice = [&](HKEY device, const std::wstring& devicePath) {

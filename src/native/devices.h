@@ -15,6 +15,13 @@
 
 namespace orrery {
 
+// Where the NT family keeps its devices, under HKEY_LOCAL_MACHINE.
+constexpr const wchar_t* kDevicesKey = L"SYSTEM\\CurrentControlSet\\Enum";
+/// The start of a class's path, which its GUID ends.
+constexpr const wchar_t* kDeviceClassesKey = L"SYSTEM\\CurrentControlSet\\Control\\Class\\";
+/// A subkey of a device's instance, made when the device starts and gone when it leaves.
+constexpr const wchar_t* kPresenceKey = L"Control";
+
 /// A present device, as its instance key of the enumeration tree describes it. Longer texts are
 /// cut, missing ones are empty. Collectors use the class and the name; the rest stands on purpose.
 struct DeviceRecord {

@@ -61,8 +61,7 @@ bool IsWow64()
 RegistryVersion ReadRegistryVersion()
 {
     const REGSAM access = IsWow64() ? KEY_QUERY_VALUE | KEY_WOW64_64KEY : KEY_QUERY_VALUE;
-    const UniqueKey key =
-        OpenKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion", access);
+    const UniqueKey key = OpenKey(HKEY_LOCAL_MACHINE, kCurrentVersionKey, access);
     if (!key)
         return {};
     constexpr std::size_t kShortBytes = 40;

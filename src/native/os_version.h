@@ -31,7 +31,10 @@ struct OsVersion {
     std::uint32_t updateRevision = 0;  ///< "UBR"
 };
 
-/// Values of "SOFTWARE\Microsoft\Windows NT\CurrentVersion"; what cannot be read is empty or 0.
+/// Where the registry tells the version, under HKEY_LOCAL_MACHINE.
+constexpr const wchar_t* kCurrentVersionKey = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+
+/// Values of kCurrentVersionKey; what cannot be read is empty or 0.
 struct RegistryVersion {
     std::wstring currentVersion{};  ///< such as "6.3"; stays that from 8.1 on
     std::wstring currentBuildNumber{};

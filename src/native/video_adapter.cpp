@@ -9,19 +9,11 @@
 namespace orrery {
 namespace {
 
-/// The part of a kernel registry path that can be opened under HKEY_LOCAL_MACHINE; empty when the
-/// path has none.
-std::wstring PathUnderLocalMachine(const std::wstring& loweredPath)
-{
-    const auto at = loweredPath.find(L"system\\");
-    return at == std::wstring::npos ? std::wstring{} : loweredPath.substr(at);
-}
-
 /// Opens the settings key that a driver path names, if it is the key of an installed driver.
-UniqueKey OpenDriverKey(const std::wstring& loweredPath)
+UniqueKey OpenDriverKey(std::wstring_view registryPath)
 {
     constexpr std::size_t kMaxDriverList = 4095;  // characters
-    const auto path = PathUnderLocalMachine(loweredPath);
+    const auto path = DriverKeyPath(registryPath);
     if (path.empty())
         return UniqueKey{};
     auto key = OpenKey(HKEY_LOCAL_MACHINE, path.c_str());
@@ -72,6 +64,13 @@ std::wstring ReadDacType(HKEY key)
 
 }  // namespace
 
+std::wstring DriverKeyPath(std::wstring_view registryPath)
+{
+    const auto path = ToLower(std::wstring{registryPath});
+    const auto at = path.find(L"system\\");
+    return at == std::wstring::npos ? std::wstring{} : path.substr(at);
+}
+
 VideoSource ChooseVideoSource(const PlatformVersion& platform) noexcept
 {
     if (!platform.IsNt())
@@ -105,7 +104,7 @@ std::int32_t ProbeDisplayDevices(const std::vector<DisplayDevice>& devices, std:
             continue;
         if (previous != nullptr && previous->deviceId == device.deviceId)
             continue;  // another head of the card just counted
-        const auto key = OpenDriverKey(ToLower(device.deviceKey));
+        const auto key = OpenDriverKey(device.deviceKey);
         if (!key)
             continue;
         if (count == index) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "native/platform_version.h"
@@ -30,6 +31,11 @@ struct DisplayDevice {
     std::wstring deviceString, deviceId, deviceKey;
     std::uint32_t stateFlags = 0;
 };
+
+/// The path of a driver's settings under HKEY_LOCAL_MACHINE.
+/// @param registryPath the kernel's path of the key, as displays and the device map tell it
+/// @return in lower case; empty when the path leads elsewhere
+std::wstring DriverKeyPath(std::wstring_view registryPath);
 
 using EnumDisplayDevicesFunction = decltype(&EnumDisplayDevicesW);
 

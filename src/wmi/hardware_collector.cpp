@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "support/library.h"
+#include "native/computer_bios.h"
 #include "support/registry.h"
 #include "wmi/session.h"
 
@@ -12,9 +12,7 @@ namespace {
 void ReadForceWmi()
 {
     // Read on purpose although nothing acts on it: collection is the same whatever it holds.
-    const UniqueKey client =
-        OpenKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Veltrane Ltd\\Veltrane Orrery\\Client",
-                KEY_READ | KEY_WRITE);
+    const UniqueKey client = OpenKey(HKEY_LOCAL_MACHINE, kClientKey, KEY_READ | KEY_WRITE);
     if (client)
         static_cast<void>(ReadDword(client.get(), L"ForceWMI"));
 }
@@ -24,15 +22,8 @@ void ReadForceWmi()
 CHardwareCollector::CHardwareCollector() : devices(new (std::nothrow) CDevices)
 {
     ReadForceWmi();
-    wlanModule = LoadLibraryW(L"wlanapi.dll");
-    wlanOpenHandle = FindFunction<decltype(wlanOpenHandle)>(wlanModule, "WlanOpenHandle");
-    wlanEnumInterfaces =
-        FindFunction<decltype(wlanEnumInterfaces)>(wlanModule, "WlanEnumInterfaces");
-    wlanQueryInterface =
-        FindFunction<decltype(wlanQueryInterface)>(wlanModule, "WlanQueryInterface");
-    wlanGetNetworkBssList =
-        FindFunction<decltype(wlanGetNetworkBssList)>(wlanModule, "WlanGetNetworkBssList");
-    wlanFreeMemory = FindFunction<decltype(wlanFreeMemory)>(wlanModule, "WlanFreeMemory");
+    wlanModule = LoadLibraryW(kWlanLibrary);
+    wlan = FindWlanFunctions(wlanModule);
 }
 
 CHardwareCollector::~CHardwareCollector() = default;

@@ -2,12 +2,12 @@
 
 #include <windows.h>
 #include <wbemcli.h>
-#include <wlanapi.h>
 
 #include <map>
 #include <memory>
 
 #include "native/devices.h"
+#include "native/wireless_networks.h"
 #include "store/wide_string.h"
 #include "support/com.h"
 
@@ -49,19 +49,7 @@ public:
     TextTable mediaTypeByCaption;
     std::map<WideString, AdapterDetail> adapterDetails;
 
-    // Null where this system lacks the WLAN library or the name.
-    decltype(&WlanOpenHandle) wlanOpenHandle = nullptr;
-    decltype(&WlanEnumInterfaces) wlanEnumInterfaces = nullptr;
-    decltype(&WlanQueryInterface) wlanQueryInterface = nullptr;
-    decltype(&WlanGetNetworkBssList) wlanGetNetworkBssList = nullptr;
-    decltype(&WlanFreeMemory) wlanFreeMemory = nullptr;
-    /// Whether all five are there.
-    bool hasWlan() const noexcept
-    {
-        return wlanOpenHandle != nullptr && wlanEnumInterfaces != nullptr &&
-               wlanQueryInterface != nullptr && wlanGetNetworkBssList != nullptr &&
-               wlanFreeMemory != nullptr;
-    }
+    WlanFunctions wlan;
     /// Never freed: each collector leaves one load reference behind for the life of the process.
     HMODULE wlanModule = nullptr;
 

@@ -26,7 +26,7 @@ WmiResult<IWbemServices> Connect(DWORD serverContext, const wchar_t* wmiNamespac
 
 WmiResult<IWbemServices> OpenDefaultSession()
 {
-    auto services = Connect(CLSCTX_ALL, L"root\\cimv2");
+    auto services = Connect(CLSCTX_ALL, kDefaultNamespace);
     if (!services || services.result != S_OK)
         return services;
     ComPtr<IClientSecurity> security;
@@ -99,26 +99,32 @@ WmiResult<IEnumWbemClassObject> StartEnumeration(IWbemServices* services,
     return instances;
 }
 
+Fetched FetchInstances(IEnumWbemClassObject* instances, long milliseconds, std::uint32_t wanted)
+{
+    std::array<IWbemClassObject*, 1024> places{};
+
+    const auto most = std::min<ULONG>(wanted, static_cast<ULONG>(places.size()));
+    Fetched fetched;
+    fetched.slots.reserve(most);  // before there is anything that a shortage of memory could leak
+    ULONG returned = 0;
+    fetched.result = instances->Next(milliseconds, most, places.data(), &returned);
+    for (std::size_t at = 0; at < std::min(returned, most); ++at)
+        fetched.slots.emplace_back(places[at]);
+    return fetched;
+}
+
 std::vector<ComPtr<IWbemClassObject>> FirstBatch(IWbemServices* services,
                                                  std::wstring_view className,
                                                  std::uint32_t maxInstances)
 {
-    std::array<IWbemClassObject*, 1024> slots{};
-
     const auto instances = StartEnumeration(services, className);
     if (!instances)
         return {};
-    const auto wanted = std::min<ULONG>(maxInstances, static_cast<ULONG>(slots.size()));
-    std::vector<ComPtr<IWbemClassObject>> batch;
-    batch.reserve(wanted);  // before there is anything that a shortage of memory could leak
-    ULONG returned = 0;
-    const HRESULT result = instances->Next(kBatchMilliseconds, wanted, slots.data(), &returned);
-    for (std::size_t at = 0; at < std::min(returned, wanted); ++at)
-        if (slots[at] != nullptr)
-            batch.emplace_back(slots[at]);
-    if (FAILED(result))
-        batch.clear();
-    return batch;
+    Fetched batch = FetchInstances(instances.get(), kBatchMilliseconds, maxInstances);
+    if (FAILED(batch.result))
+        return {};
+    std::erase_if(batch.slots, [](const auto& instance) { return !instance; });
+    return std::move(batch.slots);
 }
 
 std::optional<WideString> ObjectText(IWbemClassObject* object)

@@ -21,7 +21,10 @@ struct WmiResult : ComPtr<Interface> {
     HRESULT result = E_FAIL;  ///< of the last call that was made
 };
 
-/// Connects to "root\cimv2" with whatever server class the locator is registered for, at connect
+/// Where classes are enumerated.
+constexpr const wchar_t* kDefaultNamespace = L"root\\cimv2";
+
+/// Connects to kDefaultNamespace with whatever server class the locator is registered for, at connect
 /// level. A refused security blanket is ignored: the session then works with default security.
 /// @return the session; null when there is no locator or no connection
 WmiResult<IWbemServices> OpenDefaultSession();
@@ -68,6 +71,18 @@ WmiResult<IEnumWbemClassObject> StartEnumeration(IWbemServices* services,
 
 /// How long FirstBatch waits.
 constexpr long kBatchMilliseconds = 1000;
+
+/// What one fetch from an enumeration brings.
+struct Fetched {
+    HRESULT result = E_FAIL;
+    std::vector<ComPtr<IWbemClassObject>>
+        slots;  ///< in order; one that the provider left empty is null
+};
+
+/// Fetches instances of a class.
+/// @param milliseconds how long to wait, or WBEM_INFINITE
+/// @param wanted       upper bound, 1 to 1024
+Fetched FetchInstances(IEnumWbemClassObject* instances, long milliseconds, std::uint32_t wanted);
 
 /// Enumerates a class, without its subclasses, and takes what arrives in one batch.
 /// @param maxInstances upper bound, 1 to 1024

@@ -1,7 +1,12 @@
+#include <winsock2.h>
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <regex>
 #include <set>
@@ -11,15 +16,21 @@
 #include "client/doctor/diagnosis.h"
 #include "client/doctor/words.h"
 #include "client/machine/questions.h"
+#include "client/machine/record.h"
 #include "client/machine/system_probe.h"
 #include "client/machine/wmi_probe.h"
 #include "entry/categories.h"
+#include "native/devices.h"
+#include "sim/detour.h"
 #include "sim/devices.h"
 #include "sim/ip_helper.h"
 #include "sim/platform.h"
 #include "sim/registry_tree.h"
 #include "sim/simulation.h"
+#include "sim/whole_machine.h"
 #include "sim/wlan.h"
+#include "support/library.h"
+#include "support/text.h"
 
 namespace orrery::machine {
 namespace {
@@ -63,10 +74,11 @@ TEST(Questions, AreThoseOfTheLibrary)
     for (const auto& each : WmiNamespaces())
         stated.insert("ConnectServer " + ToUtf8(each.path));
     for (const auto& each : WmiQuestions())
-        stated.insert(each.asking == Asking::kBatch
-                          ? "CreateInstanceEnum " + ToUtf8(each.className)
-                          : (each.asking == Asking::kMethod ? "ExecMethod " : "ExecQuery ") +
-                                ToUtf8(each.text));
+        stated.insert(
+            each.asking == doctor::Asking::kClass
+                ? "CreateInstanceEnum " + ToUtf8(each.className)
+                : (each.asking == doctor::Asking::kMethod ? "ExecMethod " : "ExecQuery ") +
+                      ToUtf8(each.text));
     stated.insert("");
     EXPECT_EQ(stated, asked);
 }
@@ -76,7 +88,7 @@ std::wstring BlankMachine()
 {
     std::wstring text = L"namespace root\\cimv2\n";
     for (const auto& each : WmiQuestions())
-        if (each.asking == Asking::kBatch)
+        if (each.asking == doctor::Asking::kClass)
             text.append(L"instance of ").append(each.className).append(L"\n{\n};\n");
     return text +
            LR"(instance of Win32_NetworkAdapter
@@ -107,6 +119,104 @@ instance of __PARAMETERS
 )";
 }
 
+/// The values under HKEY_LOCAL_MACHINE that are read while it lives, as "path|value" in lower case.
+class ReadValues {
+public:
+    ReadValues() { current = this; }
+    ~ReadValues() { current = nullptr; }
+    ReadValues(const ReadValues&) = delete;
+    ReadValues& operator=(const ReadValues&) = delete;
+
+    std::set<std::wstring> names;
+
+private:
+    // The detoured functions are stubs of these.
+    template <class Function>
+    static Function* Original(const char* name)
+    {
+        return FindFunction<Function*>(GetModuleHandleW(L"kernelbase.dll"), name);
+    }
+    static LSTATUS WINAPI Open(HKEY parent, const wchar_t* path, DWORD options, REGSAM access,
+                               HKEY* key)
+    {
+        const LSTATUS status =
+            Original<decltype(RegOpenKeyExW)>("RegOpenKeyExW")(parent, path, options, access, key);
+        if (status != ERROR_SUCCESS)
+            return status;
+        const auto known = current->paths_.find(parent);
+        if (parent == HKEY_LOCAL_MACHINE)
+            current->paths_[*key] = ToLower(path) + L'\\';
+        else if (known != current->paths_.end())
+            current->paths_[*key] = known->second + ToLower(path) + L'\\';
+        else
+            current->paths_.erase(*key);  // what Windows reads for itself
+        return status;
+    }
+    static LSTATUS WINAPI Query(HKEY key, const wchar_t* name, DWORD* reserved, DWORD* type,
+                                BYTE* data, DWORD* size)
+    {
+        if (const auto known = current->paths_.find(key); known != current->paths_.end())
+            current->names.insert(known->second + L'|' + ToLower(name));
+        return Original<decltype(RegQueryValueExW)>("RegQueryValueExW")(key, name, reserved, type,
+                                                                        data, size);
+    }
+
+    static inline ReadValues* current = nullptr;
+    std::map<HKEY, std::wstring> paths_;
+    sim::Detour open_{L"advapi32.dll", "RegOpenKeyExW", &Open};
+    sim::Detour query_{L"advapi32.dll", "RegQueryValueExW", &Query};
+};
+
+DWORD WINAPI VersionOfXp()
+{
+    return 0x0A280105;
+}
+
+TEST(RecordRegistry, ReadsTheValuesThatTheLibraryReads)
+{
+    // The firmware's setting is read on early systems alone.
+    const sim::Detour version{L"kernel32.dll", "GetVersion", &VersionOfXp};
+    std::set<std::wstring> recordedEver, readEver;
+    for (const auto& file : std::filesystem::directory_iterator{ORRERY_TEST_DATA "/machines"}) {
+        const sim::WholeMachine machine{file.path().wstring()};
+        const auto& system = machine.platform.version;
+        if (system && (system->dwPlatformId != VER_PLATFORM_WIN32_NT || system->dwMajorVersion < 5))
+            continue;  // is not recorded
+        const auto valuesOf = [&machine](const std::function<void()>& action) {
+            const ReadValues values;
+            machine.Run(1, action);
+            return values.names;
+        };
+        const auto read = valuesOf([] {
+            const ComApartment apartment;
+            CInvMap map;
+            for (const auto& category : kHardwareCategories)
+                RunCategory(category.id, std::make_unique<CHardwareCollector>().get(), &map);
+        });
+        const auto recorded = valuesOf([] {
+            Record record;
+            RecordRegistry(&record);
+        });
+        std::set<std::wstring> recordedKeys;
+        for (const std::wstring& value : recorded)
+            recordedKeys.insert(value.substr(0, value.find(L'|')));
+        for (const std::wstring& value : read) {
+            // The list holds devices and their classes that no report names.
+            const bool isOfDevice = value.starts_with(ToLower(kDevicesKey)) ||
+                                    value.starts_with(ToLower(kDeviceClassesKey));
+            const bool isCompared =
+                !isOfDevice || recordedKeys.contains(value.substr(0, value.find(L'|')));
+            EXPECT_TRUE(!isCompared || recorded.contains(value))
+                << file.path().string() << ' ' << ToUtf8(value);
+            readEver.insert(value.substr(value.find(L'|')));
+        }
+        for (const std::wstring& value : recorded)
+            recordedEver.insert(value.substr(value.find(L'|')));
+    }
+    for (const std::wstring& value : recordedEver)
+        EXPECT_TRUE(readEver.contains(value)) << ToUtf8(value);
+}
+
 TEST(Questions, KnowWhatTheReportShowsForABlankValue)
 {
     const sim::Platform platform{
@@ -121,24 +231,24 @@ TEST(Questions, KnowWhatTheReportShowsForABlankValue)
     for (const auto& category : kHardwareCategories)
         RunCategory(category.id, collector.get(), &map);
     for (const auto& question : WmiQuestions())
-        for (const Feed& feed : question.feeds)
-            for (const KeySource& each : feed.keys) {
-                if (each.reads == nullptr || each.property == nullptr)
+        for (const doctor::Feed& feed : question.feeds)
+            for (const doctor::FedKey& each : feed.keys) {
+                if (each.reads.empty() || each.key.empty())
                     continue;
+                using doctor::Without;
+                const std::size_t dot = each.key.find('.');
+                const std::wstring path = FromUtf8(each.key).replace(dot, 1, L"\\") + L"\\0";
                 CHardwareObject* fact = nullptr;
-                const bool isThere =
-                    map.Lookup(FactKey(feed.section, each.property, 0).c_str(), &fact) == 1;
+                const bool isThere = map.Lookup(path.c_str(), &fact) == 1;
                 const std::string value = isThere ? '"' + ToUtf8(fact->value.view()) + '"' : "none";
-                const std::string standIn =
-                    each.blankStandIn != nullptr ? ToUtf8(each.blankStandIn) : "";
+                const std::string& standIn = each.blankStandIn;
                 const bool isStated = each.blank == Without::kLeftOut ? value == "none"
                                       : each.blank == Without::kEmpty ? value == "\"\""
                                       : each.blank == Without::kZero  ? value == "\"0\""
                                       : standIn.starts_with('"')
                                           ? standIn.find(value) != std::string::npos
                                           : value != "\"\"";
-                EXPECT_TRUE(isStated) << ToUtf8(feed.section) << '.' << ToUtf8(each.property) << ' '
-                                      << value << ' ' << standIn;
+                EXPECT_TRUE(isStated) << each.key << ' ' << value << ' ' << standIn;
             }
 }
 
@@ -303,6 +413,55 @@ TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
     EXPECT_EQ(simulation.LiveObjects(), 0);
 }
 
+TEST(Wireless, IsRecordedAndExaminedWithinWhatTheServiceAnswers)
+{
+    auto oddType = sim::MakeConnection("Home");
+    const std::int32_t type = 7;
+    std::memcpy(&oddType.wlanAssociationAttributes.dot11BssType, &type, sizeof type);
+    const std::string fullName(32, 's');
+    const struct {
+        const char* what;
+        WLAN_CONNECTION_ATTRIBUTES connection;
+        void (*change)(sim::Wlan&);
+        std::string recorded, examined;
+    } rows[] = {
+        {"a list that counts more than it holds", sim::MakeConnection("Home"),
+         [](sim::Wlan& wlan) { wlan.hiddenNetworks = 1000000; }, "Home 2437000", "answered 0"},
+        {"a connection cut short", sim::MakeConnection("Home"),
+         [](sim::Wlan& wlan) { wlan.connectionSize = 16; }, "", "failed 13"},
+        {"a type of network without a name", oddType, [](sim::Wlan&) {}, "Home 2437000",
+         "answered 0"},
+        {"a name without an end", sim::MakeConnection(fullName.c_str()),
+         [](sim::Wlan& wlan) {
+             wlan.interfaces[0].networks = {{{"Home", 1}}};
+         },
+         fullName, "answered 0"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        sim::Wlan wlan{{{L"Card",
+                         wlan_interface_state_connected,
+                         row.connection,
+                         6,
+                         {{{"Other", 5180000}, {"Home", 2437000}}}}}};
+        row.change(wlan);
+        std::string recorded;
+        for (const Item& item : AskWireless().items)
+            for (const Value& value : item.values)
+                if (value.name == "SSID" && item.heading == "wireless interface")
+                    recorded += value.parts.front();
+                else if (value.name == "Frequency")
+                    recorded += ' ' + value.parts.front();
+        EXPECT_EQ(recorded, row.recorded);
+        doctor::Findings findings;
+        ProbeSystem(30s, &findings);
+        EXPECT_EQ(NameOf(findings.wlan.connection.ending) + std::string{' '} +
+                      std::to_string(findings.wlan.connection.error),
+                  row.examined);
+        EXPECT_TRUE(wlan.blocks.empty());
+    }
+}
+
 TEST(ProbeSystem, TellsWhatTheWlanServiceRefuses)
 {
     const auto connection = sim::MakeConnection("Fjord");
@@ -334,9 +493,9 @@ TEST(ProbeSystem, TellsWhatTheWlanServiceRefuses)
         L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\CapabilityAccessManager\\ConsentStore\\"
         L"location";
     const RegistryTree registry{HKEY_LOCAL_MACHINE,
-                                {{consent, L"Value", TextValue(L"deny")},
+                                {{consent, L"Value", orrery::TextValue(L"deny")},
                                  {L"SOFTWARE\\Policies\\Microsoft\\Windows\\LocationAndSensors",
-                                  L"DisableLocation", NumberValue(1)}}};
+                                  L"DisableLocation", orrery::NumberValue(1)}}};
     for (const auto& row : rows) {
         sim::Wlan wlan{row.adapters};
         wlan.openResult = row.openResult;

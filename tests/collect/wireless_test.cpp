@@ -118,17 +118,17 @@ TEST_F(Wireless, DoesNothingWithoutTheService)
     wlan.listResult = ERROR_SUCCESS;
 
     const auto lacks = [this](auto entry) {
-        const auto kept = std::exchange(collector.*entry, nullptr);
+        const auto kept = std::exchange(collector.wlan.*entry, nullptr);
         EXPECT_EQ(Read(L"One"), L"||||");
         EXPECT_EQ(wlan.calls, 3);
         return kept;
     };
     // one at a time
-    collector.wlanOpenHandle = lacks(&CHardwareCollector::wlanOpenHandle);
-    collector.wlanEnumInterfaces = lacks(&CHardwareCollector::wlanEnumInterfaces);
-    collector.wlanQueryInterface = lacks(&CHardwareCollector::wlanQueryInterface);
-    collector.wlanGetNetworkBssList = lacks(&CHardwareCollector::wlanGetNetworkBssList);
-    collector.wlanFreeMemory = lacks(&CHardwareCollector::wlanFreeMemory);
+    collector.wlan.openHandle = lacks(&WlanFunctions::openHandle);
+    collector.wlan.enumInterfaces = lacks(&WlanFunctions::enumInterfaces);
+    collector.wlan.queryInterface = lacks(&WlanFunctions::queryInterface);
+    collector.wlan.getNetworkBssList = lacks(&WlanFunctions::getNetworkBssList);
+    collector.wlan.freeMemory = lacks(&WlanFunctions::freeMemory);
     EXPECT_EQ(Read(L"One"), L"Home|Wi-Fi 5 (802.11ac)|WPA2-Personal|0|6");
 }
 
