@@ -140,7 +140,7 @@ void FeedDevices(Dice& dice)
     const CPhysicalDrive drives;
     for (std::size_t at = 0; at <= drives.Count(); ++at)
         static_cast<void>(drives.SizeInMebibytes(at));
-    static_cast<void>(ProbeDiskType(L"\\\\.\\PHYSICALDRIVE0"));
+    static_cast<void>(ReadDiskType(L"\\\\.\\PHYSICALDRIVE0"));
 }
 
 void FeedNetwork(Dice& dice)
@@ -264,7 +264,7 @@ void FeedRegistry(Dice& dice)
         for (std::int32_t index = -1; index < 2; ++index)
             static_cast<void>(devices.GetVideoAdapter(index, &name, &memory, &dacType));
     }
-    static_cast<void>(ProbeDisplayDevices(
+    static_cast<void>(ReadDisplayDevices(
         {{dice.Text(), dice.Text(), L"\\Registry\\Machine\\System\\Video\\0000",
           DISPLAY_DEVICE_ATTACHED_TO_DESKTOP},
          {dice.Text(), dice.Text(), dice.Text(), static_cast<std::uint32_t>(dice.Number())}},

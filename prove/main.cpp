@@ -18,7 +18,7 @@ constexpr int kFound = 1;
 constexpr int kUsage = 2;
 constexpr int kBroken = 3;
 
-unsigned NumberOf(const std::string& word)
+unsigned ParseNumber(const std::string& word)
 {
     return static_cast<unsigned>(std::stoul(word));
 }
@@ -34,17 +34,17 @@ int RunCommand(const std::vector<std::string>& words)
         return Soak(quick ? 40 : 1000) + CancelMany(quick ? 20 : 500, 1) == 0 ? 0 : kFound;
     }
     if (command == "cancel" && words.size() == 2)
-        return CancelMany(1, NumberOf(option)) == 0 ? 0 : kFound;
+        return CancelMany(1, ParseNumber(option)) == 0 ? 0 : kFound;
     if (command == "cancelled" && words.size() == 2)
-        return CollectAndCancel(NumberOf(option));
+        return CollectAndCancel(ParseNumber(option));
     if (command == "hostile" && words.size() == 4)
-        return Hostile(option == "all" ? "" : option, static_cast<int>(NumberOf(words[2])),
-                       NumberOf(words[3])) == 0
+        return Hostile(option == "all" ? "" : option, static_cast<int>(ParseNumber(words[2])),
+                       ParseNumber(words[3])) == 0
                    ? 0
                    : kFound;
     if (command == "feed" && words.size() == 5) {
-        Feed(option, NumberOf(words[2]), static_cast<int>(NumberOf(words[3])),
-             static_cast<int>(NumberOf(words[4])));
+        Feed(option, ParseNumber(words[2]), static_cast<int>(ParseNumber(words[3])),
+             static_cast<int>(ParseNumber(words[4])));
         return 0;
     }
     PrintToErrors(

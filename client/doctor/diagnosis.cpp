@@ -182,7 +182,7 @@ void AddNamespaces(const Findings& findings, std::vector<Trouble>* troubles)
     }
 }
 
-std::string NameOf(const ClassFinding& asked, const Findings& findings)
+std::string Title(const ClassFinding& asked, const Findings& findings)
 {
     return (asked.asking == Asking::kClass   ? ""
             : asked.asking == Asking::kQuery ? "Query for "
@@ -223,7 +223,7 @@ std::string ShareAnswered(const ClassFinding& asked)
 
 void AddClass(const ClassFinding& asked, const Findings& findings, std::vector<Trouble>* troubles)
 {
-    const std::string name = NameOf(asked, findings);
+    const std::string name = Title(asked, findings);
     const std::string instances = asked.count == 1 ? " instance" : " instances";
     if (asked.outcome.ending == Ending::kNotAsked)
         return;  // the trouble is what it depends on

@@ -13,7 +13,7 @@ using Json = nlohmann::ordered_json;
 /// Adds how a question ended, with the error of one that failed.
 void AddOutcome(Json* json, const Outcome& outcome)
 {
-    (*json)["result"] = NameOf(outcome.ending);
+    (*json)["result"] = InWords(outcome.ending);
     if (outcome.ending != Ending::kFailed)
         return;
     (*json)["error"] = outcome.error;
@@ -42,7 +42,7 @@ Json JsonOf(const ClassFinding& asked, const Findings& findings)
     Json json;
     json["name"] = asked.name;
     json["namespace"] = findings.namespaces[asked.wmiNamespace].path;
-    json["by"] = NameOf(asked.asking);
+    json["by"] = InWords(asked.asking);
     if (!asked.method.empty())
         json["method"] = asked.method;
     AddOutcome(&json, asked.outcome);
@@ -92,7 +92,7 @@ Json JsonOf(const Trouble& trouble)
         for (const std::string& key : loss.keys) {
             Json lost;
             lost["key"] = key;
-            lost["becomes"] = NameOf(loss.without);
+            lost["becomes"] = InWords(loss.without);
             if (!loss.standIn.empty())
                 lost["standIn"] = loss.standIn;
             json["keys"].push_back(std::move(lost));
@@ -111,9 +111,9 @@ std::string FormatDiagnosisJson(const Findings& findings, const std::vector<Trou
     json["formatVersion"] = kFormatVersion;
     json["complete"] = !IsAnythingMissing(troubles);
     json["timeoutSeconds"] = findings.timeoutSeconds;
-    json["rights"] = NameOf(findings.rights);
-    json["wmiService"] = NameOf(findings.wmiService);
-    json["wlanService"] = NameOf(findings.wlanService);
+    json["rights"] = InWords(findings.rights);
+    json["wmiService"] = InWords(findings.wmiService);
+    json["wlanService"] = InWords(findings.wlanService);
     json["namespaces"] = Json::array();
     for (const NamespaceFinding& each : findings.namespaces)
         json["namespaces"].push_back(JsonOf(each));

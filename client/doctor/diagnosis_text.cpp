@@ -10,7 +10,7 @@ namespace {
 /// In a word or two: the troubles below say more.
 std::string OutcomeText(const Outcome& outcome)
 {
-    return outcome.ending == Ending::kFailed ? ErrorWords(outcome.error) : NameOf(outcome.ending);
+    return outcome.ending == Ending::kFailed ? ErrorWords(outcome.error) : InWords(outcome.ending);
 }
 
 /// A namespace without the mark of this machine, which takes columns and tells nothing.
@@ -56,9 +56,9 @@ report::Section MachineSection(const Findings& findings)
     const auto add = [&machine](std::string name, std::string value) {
         machine.properties.push_back({std::move(name), std::move(value)});
     };
-    add("Rights", NameOf(findings.rights));
-    add("WMI service", NameOf(findings.wmiService));
-    add("WLAN service", NameOf(findings.wlanService));
+    add("Rights", InWords(findings.rights));
+    add("WMI service", InWords(findings.wmiService));
+    add("WLAN service", InWords(findings.wlanService));
     add("Wireless", WirelessText(findings.wlan));
     add("SCSI ports", ScsiText(findings.scsi));
     return {"This machine", {std::move(machine)}};
@@ -98,7 +98,7 @@ report::Section ClassSection(const Findings& findings)
         const bool hasAny = asked.count != 0;
         section.instances.push_back({index,
                                      {{"Name", asked.name},
-                                      {"By", NameOf(asked.asking)},
+                                      {"By", InWords(asked.asking)},
                                       {"First", hasAny ? std::to_string(asked.first) : ""},
                                       {"Last", hasAny ? std::to_string(asked.last) : ""},
                                       {"Count", std::to_string(asked.count)},

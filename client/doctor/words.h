@@ -6,7 +6,7 @@ namespace orrery::doctor {
 
 // How people and programs read the findings' values.
 
-constexpr const char* NameOf(Rights rights)
+constexpr const char* InWords(Rights rights)
 {
     switch (rights) {
         case Rights::kUser:
@@ -21,7 +21,7 @@ constexpr const char* NameOf(Rights rights)
     return "not known";
 }
 
-constexpr const char* NameOf(ServiceState state)
+constexpr const char* InWords(ServiceState state)
 {
     switch (state) {
         case ServiceState::kRunning:
@@ -38,7 +38,7 @@ constexpr const char* NameOf(ServiceState state)
     return "not known";
 }
 
-constexpr const char* NameOf(Asking asking)
+constexpr const char* InWords(Asking asking)
 {
     switch (asking) {
         case Asking::kClass:
@@ -51,7 +51,7 @@ constexpr const char* NameOf(Asking asking)
     return "method";
 }
 
-constexpr const char* NameOf(Ending ending)
+constexpr const char* InWords(Ending ending)
 {
     switch (ending) {
         case Ending::kAnswered:
@@ -66,7 +66,7 @@ constexpr const char* NameOf(Ending ending)
     return "not asked";
 }
 
-constexpr const char* NameOf(Without without)
+constexpr const char* InWords(Without without)
 {
     switch (without) {
         case Without::kEmpty:

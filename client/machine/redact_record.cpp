@@ -42,7 +42,7 @@ constexpr auto kKept = std::to_array<std::string_view>({
 });
 
 /// The number of a placeholder such as "ip-7"; 0 for another text.
-unsigned NumberOf(std::string_view text, std::string_view kind)
+unsigned PlaceholderNumber(std::string_view text, std::string_view kind)
 {
     if (!text.starts_with(kind))
         return 0;
@@ -61,18 +61,18 @@ std::string Formatted(const char* form, Numbers... numbers)
 /// @param original the value that it stands for
 std::string Plausible(std::string_view name, const std::string& original, const std::string& value)
 {
-    if (const unsigned mac = NumberOf(value, "mac-"))
+    if (const unsigned mac = PlaceholderNumber(value, "mac-"))
         return original.find(':') != std::string::npos
                    ? Formatted("02:00:00:00:%02X:%02X", mac >> 8 & 0xFF, mac & 0xFF)
                    : Formatted("02-00-00-00-%02X-%02X", mac >> 8 & 0xFF, mac & 0xFF);
-    if (const unsigned ip = NumberOf(value, "ip-")) {
+    if (const unsigned ip = PlaceholderNumber(value, "ip-")) {
         const std::size_t zone = value.find('%');
         return original.find(':') != std::string::npos
                    ? Formatted("2001:db8::%x", ip) +
                          (zone == std::string::npos ? std::string{} : value.substr(zone))
                    : Formatted("198.18.%u.%u", ip >> 8 & 0xFF, ip & 0xFF);
     }
-    const unsigned serial = NumberOf(value, "serial-");
+    const unsigned serial = PlaceholderNumber(value, "serial-");
     return name == "Serial" && serial != 0 ? Formatted("%08X", serial) : value;
 }
 

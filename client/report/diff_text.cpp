@@ -109,7 +109,7 @@ Json JsonOf(const InstanceChange& instance)
     return json;
 }
 
-const char* NameOf(SectionState state)
+const char* InWords(SectionState state)
 {
     switch (state) {
         case SectionState::kOnlyBefore:
@@ -158,7 +158,7 @@ std::string FormatDiffJson(const std::vector<SectionChange>& changes, const Diff
     for (const SectionChange& section : changes) {
         Json entry;
         entry["name"] = section.name;
-        entry["change"] = NameOf(section.state);
+        entry["change"] = InWords(section.state);
         entry["instances"] = Json::array();
         for (const InstanceChange& instance : section.instances)
             entry["instances"].push_back(JsonOf(instance));

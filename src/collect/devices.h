@@ -15,7 +15,7 @@ void CollectProcessor(CHardwareCollector* collector, std::uint32_t maxInstances,
 /// devices of class "USB" in the native device list.
 void CollectUsb(CHardwareCollector* collector, std::uint32_t maxInstances, CInvMap* map);
 
-/// The "Video" category: section "VideoController" from the native video probe, asked in the
+/// The "Video" category: section "VideoController" from the native device list, asked in the
 /// logged-on user's context. Index 0 is always written, with empty values on a machine without an
 /// adapter.
 void CollectVideo(CHardwareCollector* collector, std::uint32_t maxInstances, CInvMap* map);

@@ -33,7 +33,7 @@ WideString DiskTypeOf(const CHardwareCollector* collector, const WideString& ser
                       const std::wstring& devicePath)
 {
     const WideString type = FindDiskType(collector, WideString{TrimBlanks(serial)});
-    return type.empty() ? ProbeDiskType(devicePath.c_str()) : type;
+    return type.empty() ? ReadDiskType(devicePath.c_str()) : type;
 }
 
 }  // namespace

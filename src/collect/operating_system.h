@@ -6,7 +6,7 @@
 
 namespace orrery {
 
-/// Writes the one instance of "OperatingSystem" from native probes: "Caption", "Version",
+/// Writes the one instance of "OperatingSystem" from Windows itself: "Caption", "Version",
 /// "TimeZone", "LoggedOnUser", "Is64x" and "Windows10Version", empty where a fact is missing.
 void CollectOperatingSystem(CHardwareCollector* collector, CInvMap* map);
 

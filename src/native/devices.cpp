@@ -27,7 +27,7 @@ public:
                                 : L"SYSTEM\\CurrentControlSet\\Services\\Class\\")
     {}
 
-    const std::wstring& NameOf(std::wstring_view guid)
+    const std::wstring& Find(std::wstring_view guid)
     {
         const auto [at, isNew] = names_.try_emplace(std::wstring{guid});
         if (isNew) {
@@ -59,7 +59,7 @@ void FillRecord(HKEY instance, const std::wstring& path, ClassNames& classNames,
     if (record.friendlyName.empty())
         record.friendlyName.Assign(record.deviceDesc.view().substr(0, kMaxDefaultName));
     if (record.deviceClass.empty())
-        record.deviceClass.Assign(classNames.NameOf(record.classGuid));
+        record.deviceClass.Assign(classNames.Find(record.classGuid));
 }
 
 /// Calls visit(key, path) for every direct subkey that can be opened.
@@ -136,13 +136,13 @@ std::int32_t CDevices::GetVideoAdapter(std::int32_t index, WideString* name, Wid
     switch (ChooseVideoSource(platform_)) {
         case VideoSource::kDisplayDevices:
             count =
-                ProbeDisplayDevices(EnumerateDisplayDevices(enumDisplayDevices_), index, &adapter);
+                ReadDisplayDevices(EnumerateDisplayDevices(enumDisplayDevices_), index, &adapter);
             break;
         case VideoSource::kDeviceMap:
-            count = ProbeDeviceMap(index, &adapter);
+            count = ReadDeviceMap(index, &adapter);
             break;
         case VideoSource::kConfigurationManager:
-            count = ProbeConfigurationManager(index, &adapter);
+            count = ReadConfigurationManager(index, &adapter);
             break;
     }
     if (index >= 0 && index < count) {

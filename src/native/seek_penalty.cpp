@@ -36,7 +36,7 @@ std::optional<bool> ReadSeekPenalty(HANDLE drive)
     return answer.IncursSeekPenalty != FALSE;
 }
 
-WideString ProbeDiskType(const wchar_t* devicePath)
+WideString ReadDiskType(const wchar_t* devicePath)
 {
     const UniqueFile drive = OpenDrive(devicePath);
     const auto penalty = drive ? ReadSeekPenalty(drive.get()) : std::nullopt;

@@ -19,6 +19,6 @@ std::optional<bool> ReadSeekPenalty(HANDLE drive);
 /// rights.
 /// @param devicePath such as "\\.\PHYSICALDRIVE0"
 /// @return "SSD" or "HDD"; empty when the drive cannot be opened or does not tell
-WideString ProbeDiskType(const wchar_t* devicePath);
+WideString ReadDiskType(const wchar_t* devicePath);
 
 }  // namespace orrery

@@ -93,8 +93,8 @@ std::vector<DisplayDevice> EnumerateDisplayDevices(EnumDisplayDevicesFunction en
     }
 }
 
-std::int32_t ProbeDisplayDevices(const std::vector<DisplayDevice>& devices, std::int32_t index,
-                                 VideoAdapter* adapter)
+std::int32_t ReadDisplayDevices(const std::vector<DisplayDevice>& devices, std::int32_t index,
+                                VideoAdapter* adapter)
 {
     std::int32_t count = 0;
     const DisplayDevice* previous = nullptr;
@@ -120,7 +120,7 @@ std::int32_t ProbeDisplayDevices(const std::vector<DisplayDevice>& devices, std:
     return count;
 }
 
-std::int32_t ProbeDeviceMap(std::int32_t index, VideoAdapter* adapter)
+std::int32_t ReadDeviceMap(std::int32_t index, VideoAdapter* adapter)
 {
     constexpr std::size_t kMaxPath = 1023;  // characters
     const auto map = OpenKey(HKEY_LOCAL_MACHINE, L"HARDWARE\\DEVICEMAP\\VIDEO");
@@ -186,7 +186,7 @@ VideoAdapter ReadDisplayNode(HKEY device)
 
 }  // namespace
 
-std::int32_t ProbeConfigurationManager(std::int32_t index, VideoAdapter* adapter)
+std::int32_t ReadConfigurationManager(std::int32_t index, VideoAdapter* adapter)
 {
     const auto nodes = OpenKey(HKEY_DYN_DATA, L"Config Manager\\Enum");
     if (!nodes)

@@ -43,7 +43,7 @@ using EnumDisplayDevicesFunction = decltype(&EnumDisplayDevicesW);
 /// @param enumerate null when the system lacks the function; then there are none
 std::vector<DisplayDevice> EnumerateDisplayDevices(EnumDisplayDevicesFunction enumerate);
 
-// Each probe below counts the adapters of its source and reads the facts of one of them.
+// Each reader below counts the adapters of its source and reads the facts of one of them.
 // @param index    zero-based; an index without an adapter leaves *adapter as it was
 // @return the number of adapters; 0 also when the source cannot be opened
 
@@ -51,14 +51,14 @@ std::vector<DisplayDevice> EnumerateDisplayDevices(EnumDisplayDevicesFunction en
 /// registry key names its installed drivers, and several heads in a row of one card, which share
 /// a device identifier, count once. Memory comes from "HardwareInformation.qwMemorySize", else from
 /// "HardwareInformation.MemorySize".
-std::int32_t ProbeDisplayDevices(const std::vector<DisplayDevice>& devices, std::int32_t index,
-                                 VideoAdapter* adapter);
+std::int32_t ReadDisplayDevices(const std::vector<DisplayDevice>& devices, std::int32_t index,
+                                VideoAdapter* adapter);
 
 /// Drivers listed as "\Device\Video0", "\Device\Video1" and so on, up to the first number that is
 /// missing; the fallback VGA driver and mirror drivers are left out.
-std::int32_t ProbeDeviceMap(std::int32_t index, VideoAdapter* adapter);
+std::int32_t ReadDeviceMap(std::int32_t index, VideoAdapter* adapter);
 
 /// Devices of the class "Display" among those that the configuration manager has running.
-std::int32_t ProbeConfigurationManager(std::int32_t index, VideoAdapter* adapter);
+std::int32_t ReadConfigurationManager(std::int32_t index, VideoAdapter* adapter);
 
 }  // namespace orrery

@@ -332,7 +332,7 @@ instance of __PARAMETERS
 std::string EndingOf(const doctor::Outcome& outcome)
 {
     return outcome.ending == doctor::Ending::kFailed ? doctor::ErrorText(outcome.error)
-                                                     : NameOf(outcome.ending);
+                                                     : InWords(outcome.ending);
 }
 
 /// One line for each class: how it ended, how many instances, of which too late, and what it lacks.
@@ -505,10 +505,10 @@ TEST(ProbeSystem, TellsWhatTheWlanServiceRefuses)
         doctor::Findings findings;
         ProbeSystem(30s, &findings);
         const auto& found = findings.wlan;
-        EXPECT_EQ(std::string{NameOf(found.outcome.ending)} + ' ' +
+        EXPECT_EQ(std::string{InWords(found.outcome.ending)} + ' ' +
                       std::to_string(found.outcome.error) + ", " + std::to_string(found.adapters) +
                       " adapters, " + std::to_string(found.connected) + " connected, " +
-                      NameOf(found.connection.ending) + ' ' +
+                      InWords(found.connection.ending) + ' ' +
                       std::to_string(found.connection.error),
                   row.expected);
         EXPECT_TRUE(found.hasLibrary);

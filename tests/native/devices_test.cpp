@@ -122,7 +122,7 @@ TEST(DisplayDevices, HaveListsOfDriversAndDacTypesOfLimitedLength)
               BytesValue(std::vector<std::uint8_t>(row.dacBytes, 'x'))}}};
         VideoAdapter adapter;
         EXPECT_EQ(
-            ProbeDisplayDevices({{L"Card", L"id", L"\\Registry\\Machine\\" + key, 1}}, 0, &adapter),
+            ReadDisplayDevices({{L"Card", L"id", L"\\Registry\\Machine\\" + key, 1}}, 0, &adapter),
             row.count);
         EXPECT_EQ(adapter.dacType, std::wstring(row.dacCharacters, L'\x7878'));
     }

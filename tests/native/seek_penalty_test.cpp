@@ -31,8 +31,8 @@ TEST(SeekPenalty, ReadsASetFlagAsSolidState)
                   *call.returned = row.returned;
                   return row.answers;
               }}}};
-        EXPECT_EQ(ProbeDiskType(L"\\\\.\\X"), row.type);
-        EXPECT_EQ(ProbeDiskType(L"\\\\.\\Y"), L"");
+        EXPECT_EQ(ReadDiskType(L"\\\\.\\X"), row.type);
+        EXPECT_EQ(ReadDiskType(L"\\\\.\\Y"), L"");
         EXPECT_EQ(devices.oddOpens + devices.CountOpen(), 0);
     }
 }
