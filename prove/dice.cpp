@@ -15,22 +15,22 @@ constexpr std::wstring_view kLetters =
 constexpr std::size_t kLengths[] = {0,   1,   31,  32,   40,   79,   127,  128,  254,
                                     255, 256, 257, 1022, 1023, 1024, 4095, 4096, 65535};
 
-constexpr std::wstring_view kNumbers[] = {L"0",
-                                          L"-1",
-                                          L"2147483647",
-                                          L"2147483648",
-                                          L"4294967295",
-                                          L"4294967296",
-                                          L"18446744073709551615",
-                                          L"18446744073709551616",
-                                          L"1e9",
-                                          L"0x10",
-                                          L"-9223372036854775808",
-                                          L"99999999999999999999999999",
-                                          L"+7",
-                                          L"",
-                                          L"TRUE",
-                                          L"20230914000000.000000+000"};
+constexpr const wchar_t* kNumbers[] = {L"",
+                                       L"0",
+                                       L"-1",
+                                       L"+7",
+                                       L"1e9",
+                                       L"0x10",
+                                       L"TRUE",
+                                       L"2147483647",
+                                       L"2147483648",
+                                       L"4294967295",
+                                       L"4294967296",
+                                       L"18446744073709551615",
+                                       L"18446744073709551616",
+                                       L"-9223372036854775808",
+                                       L"99999999999999999999999999",
+                                       L"20230914000000.000000+000"};
 
 }  // namespace
 
@@ -77,7 +77,7 @@ std::wstring Dice::Text(std::size_t most)
 std::wstring Dice::NumberText()
 {
     if (OneIn(2))
-        return std::wstring{Pick(kNumbers)};
+        return Pick(kNumbers);
     const auto number = static_cast<std::int64_t>(Number());
     return std::to_wstring(number >> Below(64));
 }

@@ -62,12 +62,11 @@ void WriteOut(const CInvMap& map)
 /// The text of an instance of a class, with hostile values for what the report takes from it.
 std::wstring InstanceText(Dice& dice, ClassDescriptor descriptor)
 {
-    std::wstring text = L"\ninstance of X\n{\n";
+    std::vector<std::wstring_view> names{L"LastBootUpTime"};
     for (auto property = PropertiesOf(descriptor); *property != nullptr; ++property)
         if (!dice.OneIn(8))
-            text.append(L"\t").append(*property).append(L" = ").append(
-                dice.OneIn(2) ? dice.NumberText() : L"\"" + dice.Text() + L"\"") += L";\n";
-    text += L"\tLastBootUpTime = \"" + dice.NumberText() + L"\";\n};\n";
+            names.emplace_back(*property);
+    std::wstring text = ObjectText(dice, names);
     return dice.OneIn(2) ? text : dice.Mutated(std::move(text));
 }
 
@@ -80,15 +79,13 @@ void FeedInstances(Dice& dice)
     FeedObjectText(dice);
     FeedWords(dice);
     CInvMap map;
-    const ClassDescriptor descriptors[] = {descriptors::kBaseBoard,
-                                           descriptors::kProcessor,
-                                           descriptors::kSystemSlot,
-                                           descriptors::kSystemEnclosure,
-                                           descriptors::kPhysicalMemoryLocation,
-                                           descriptors::kUsbController,
-                                           descriptors::kDiskDrive};
+    const ClassDescriptor all[] = {
+        descriptors::kBaseBoard,     descriptors::kProcessor,
+        descriptors::kSystemSlot,    descriptors::kSystemEnclosure,
+        descriptors::kUsbController, descriptors::kPhysicalMemoryLocation,
+        descriptors::kDiskDrive};
     for (std::int32_t index = 0; index < 3; ++index)
-        for (const ClassDescriptor descriptor : descriptors)
+        for (const ClassDescriptor descriptor : all)
             WriteInstance(nullptr, PropertiesOf(descriptor), InstanceText(dice, descriptor), &map,
                           index, SectionOf(descriptor));
     WriteOperatingSystemInstance(nullptr, kBootProperties,
@@ -194,43 +191,27 @@ void FeedNetwork(Dice& dice)
 
 namespace {
 
-struct ValuePlace {
-    const wchar_t *path, *name;
-};
-
 constexpr const wchar_t* kDevice = L"SYSTEM\\CurrentControlSet\\Enum\\A\\B\\C";
 constexpr const wchar_t* kVideo = L"System\\Video\\0000";
-constexpr const wchar_t* kVersion = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
 
-// Every value that the library reads under HKEY_LOCAL_MACHINE.
-constexpr ValuePlace kPlaces[] = {
-    {kDevice, L"Class"},
-    {kDevice, L"ClassGUID"},
-    {kDevice, L"FriendlyName"},
-    {kDevice, L"DeviceDesc"},
-    {kDevice, L"Mfg"},
-    {kDevice, L"Service"},
-    {kDevice, L"StatusFlags"},
-    {kVideo, L"InstalledDisplayDrivers"},
-    {kVideo, L"HardwareInformation.qwMemorySize"},
-    {kVideo, L"HardwareInformation.MemorySize"},
-    {kVideo, L"HardwareInformation.DacType"},
-    {kVideo, L"HardwareInformation.AdapterString"},
-    {kVideo, L"MirrorDriver"},
-    {kVersion, L"CurrentVersion"},
-    {kVersion, L"CurrentBuildNumber"},
-    {kVersion, L"CSDVersion"},
-    {kVersion, L"ProductName"},
-    {kVersion, L"DisplayVersion"},
-    {kVersion, L"ReleaseId"},
-    {kVersion, L"UBR"},
-    {kVersion, L"CurrentMajorVersionNumber"},
-    {kVersion, L"CurrentMinorVersionNumber"},
-    {L"SYSTEM\\CurrentControlSet\\Control\\ProductOptions", L"ProductType"},
-    {L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Power", L"FwPOSTTime"},
-    {L"SYSTEM\\CurrentControlSet\\Control\\SecureBoot\\State", L"UEFISecureBootEnabled"},
-    {L"HARDWARE\\DEVICEMAP\\VIDEO", L"\\Device\\Video0"},
-    {L"HARDWARE\\DEVICEMAP\\VIDEO", L"\\Device\\Video1"},
+// Every value that the library reads under HKEY_LOCAL_MACHINE, by its key.
+const struct {
+    const wchar_t* path;
+    std::vector<const wchar_t*> names;
+} kPlaces[] = {
+    {kDevice,
+     {L"Class", L"ClassGUID", L"FriendlyName", L"DeviceDesc", L"Mfg", L"Service", L"StatusFlags"}},
+    {kVideo,
+     {L"InstalledDisplayDrivers", L"HardwareInformation.qwMemorySize",
+      L"HardwareInformation.MemorySize", L"HardwareInformation.DacType",
+      L"HardwareInformation.AdapterString", L"MirrorDriver"}},
+    {L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion",
+     {L"CurrentVersion", L"CurrentBuildNumber", L"CSDVersion", L"ProductName", L"DisplayVersion",
+      L"ReleaseId", L"UBR", L"CurrentMajorVersionNumber", L"CurrentMinorVersionNumber"}},
+    {L"SYSTEM\\CurrentControlSet\\Control\\ProductOptions", {L"ProductType"}},
+    {L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Power", {L"FwPOSTTime"}},
+    {L"SYSTEM\\CurrentControlSet\\Control\\SecureBoot\\State", {L"UEFISecureBootEnabled"}},
+    {L"HARDWARE\\DEVICEMAP\\VIDEO", {L"\\Device\\Video0", L"\\Device\\Video1"}},
 };
 
 RegistryValue ValueOf(Dice& dice)
@@ -252,9 +233,10 @@ void FeedRegistry(Dice& dice)
     RegistryTree tree{HKEY_LOCAL_MACHINE};
     tree.AddKey(std::wstring{kDevice} + L"\\Control");
     tree.AddKey(kVideo);
-    for (const ValuePlace& place : kPlaces)
-        if (!dice.OneIn(3))
-            tree.Set(place.path, place.name, ValueOf(dice));
+    for (const auto& place : kPlaces)
+        for (const wchar_t* const name : place.names)
+            if (!dice.OneIn(3))
+                tree.Set(place.path, name, ValueOf(dice));
 
     const PlatformVersion platforms[] = {{2, 10, 0}, {2, 4, 0}, {1, 4, 10}};
     for (const auto& platform : platforms) {

@@ -24,20 +24,20 @@ bool IsConverted(std::wstring_view property)
            property == L"ChassisTypes" || property == L"CurrentUsage" || property == L"MemoryType";
 }
 
-std::wstring MakeObjectText(Dice& dice)
+}  // namespace
+
+std::wstring ObjectText(Dice& dice, std::span<const std::wstring_view> properties)
 {
     std::wstring text = L"\ninstance of Win32_Thing\n{\n";
-    for (const auto property : kProperties)
+    for (const auto property : properties)
         text.append(L"\t").append(property).append(L" = ").append(
             dice.OneIn(2) ? dice.NumberText() : L"\"" + dice.Text() + L"\"") += L";\n";
     return text + L"};\n";
 }
 
-}  // namespace
-
 void FeedObjectText(Dice& dice)
 {
-    std::wstring text = MakeObjectText(dice);
+    std::wstring text = ObjectText(dice, kProperties);
     if (!dice.OneIn(4))
         text = dice.Mutated(std::move(text));
     for (const auto property : kProperties) {

@@ -1,10 +1,17 @@
 #pragma once
 
+#include <span>
+#include <string>
+#include <string_view>
+
 #include "prove/dice.h"
 
 namespace orrery::prove {
 
 // Each of these gives one hostile answer, or one of each of its kinds, to what has to cope with it.
+
+/// The text of an instance with a hostile value for each property.
+std::wstring ObjectText(Dice& dice, std::span<const std::wstring_view> properties);
 
 /// The text of an instance, and what is written of it.
 void FeedObjectText(Dice& dice);

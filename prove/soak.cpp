@@ -89,33 +89,34 @@ public:
         Print(std::string{inCompany ? "beside other COM work" : "alone"} + ", " +
               std::to_string(runs) + " runs\n");
         const int warmUp = runs / 10;
-        Footprint early{};
-        std::optional<Company> company;
-        if (inCompany)
-            company.emplace();
-        for (int run = 1; run <= runs; ++run) {
-            Collect(run, inCompany);
-            // What other work holds at the moment is not the library's.
-            const bool looks = run == warmUp || run == runs || (!inCompany && run % 250 == 0);
-            if (!looks)
-                continue;
-            const int rounds = company ? EndCompany(&company) : 0;
-            const Footprint now = ReadFootprint();
-            PrintFootprint(run, now);
-            if (run == warmUp)
-                early = now;
-            if (run == runs)
-                Compare(early, now);
-            if (inCompany) {
-                Expect(rounds > 0, "the other work came to a stop");
-                company.emplace();
-            }
-        }
+        const Footprint early = RunSome(1, warmUp, inCompany);
+        const Footprint late = RunSome(warmUp + 1, runs, inCompany);
+        Expect(late.freshHandle <= early.freshHandle + kMostRise,
+               "the value of a fresh handle has risen");
+        Expect(late.threads <= early.threads, "there are more threads");
+        Expect(late.privateBytes <= early.privateBytes + kMostGrowth, "private memory has grown");
+        Expect(late.blocks <= early.blocks, "the library holds more blocks of memory");
     }
 
     int findings() const noexcept { return findings_; }
 
 private:
+    /// What other work holds at the moment is not the library's, so it ends before one looks.
+    Footprint RunSome(int first, int last, bool inCompany)
+    {
+        std::optional<Company> company;
+        if (inCompany)
+            company.emplace();
+        for (int run = first; run <= last; ++run)
+            Collect(run, inCompany);
+        if (company)
+            Expect(company->rounds() > 0 && company->failures() == 0, "other COM work failed");
+        company.reset();
+        const Footprint now = ReadFootprint();
+        PrintFootprint(last, now);
+        return now;
+    }
+
     void Collect(int run, bool inCompany)
     {
         constexpr std::optional<DWORD> kApartments[] = {std::nullopt, COINIT_APARTMENTTHREADED,
@@ -127,23 +128,6 @@ private:
         Expect(facts.elapsedTimes == 13 && facts.flaws.empty() &&
                    (run <= 4 || facts.leftovers.empty()),
                "run " + std::to_string(run) + facts.flaws + facts.leftovers);
-    }
-
-    int EndCompany(std::optional<Company>* company)
-    {
-        const int rounds = (*company)->rounds();
-        Expect((*company)->failures() == 0, "other COM work failed");
-        company->reset();
-        return rounds;
-    }
-
-    void Compare(const Footprint& early, const Footprint& late)
-    {
-        Expect(late.freshHandle <= early.freshHandle + kMostRise,
-               "the value of a fresh handle has risen");
-        Expect(late.threads <= early.threads, "there are more threads");
-        Expect(late.privateBytes <= early.privateBytes + kMostGrowth, "private memory has grown");
-        Expect(late.blocks <= early.blocks, "the library holds more blocks of memory");
     }
 
     void Expect(bool holds, const std::string& what)

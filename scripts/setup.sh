@@ -141,6 +141,9 @@ check_heap() {
     local options='HKLM\Software\Microsoft\Windows NT\CurrentVersion\Image File Execution Options'
     [ ! -e "$WINEPREFIX/.heap-$1" ] || return 0
     # Checks of block tails, freed blocks and parameters, and of the whole heap at every call.
-    wine reg add "$options\\$1" /v GlobalFlag /t REG_DWORD /d 0xf0 /f </dev/null >/dev/null 2>&1
+    wine reg add "$options\\$1" /v GlobalFlag /t REG_DWORD /d 0xf0 /f </dev/null >/dev/null 2>&1 || {
+        echo "$0: Wine cannot be told to check the heap of $1" >&2
+        return 1
+    }
     touch "$WINEPREFIX/.heap-$1"
 }

@@ -22,13 +22,11 @@ std::optional<HRESULT> CallLog::Record(std::string_view call,
 
     std::optional<HRESULT> result;
     std::chrono::milliseconds delay{0};
-    std::shared_ptr<const Observer> observer;
     std::shared_ptr<const Judge> judge;
     {
         const std::lock_guard hold{lock_};
         if (keepsLines_)
             lines_.push_back(line);
-        observer = observer_;
         judge = judge_;
         for (CallRule& rule : rules_) {
             if (!rule.call.empty() && rule.call != call && rule.call != line)
@@ -40,9 +38,7 @@ std::optional<HRESULT> CallLog::Record(std::string_view call,
                 result = rule.result;
         }
     }
-    // outside the lock, so that an observer may use the log and other threads go on
-    if (observer)
-        (*observer)(line);
+    // outside the lock, so that a judge may use the log and other threads go on
     if (judge) {
         if (const auto judged = (*judge)(line))
             result = judged;
@@ -56,13 +52,6 @@ void CallLog::Add(CallRule rule)
 {
     const std::lock_guard hold{lock_};
     rules_.push_back(std::move(rule));
-    hasListeners_ = true;
-}
-
-void CallLog::Observe(Observer observer)
-{
-    const std::lock_guard hold{lock_};
-    observer_ = observer ? std::make_shared<const Observer>(std::move(observer)) : nullptr;
     hasListeners_ = true;
 }
 

@@ -26,8 +26,7 @@ struct CallRule {
 /// Records the simulated calls of all threads and makes some of them fail or wait.
 class CallLog {
 public:
-    using Observer = std::function<void(const std::string& line)>;
-    /// Decides about a call in the calling thread: nothing lets it be, a result is as a rule's.
+    /// Is told of and decides about a call in the calling thread: nothing lets it be, a result is as a rule's.
     using Judge = std::function<std::optional<HRESULT>(const std::string& line)>;
 
     /// Records a call, then carries it out unless a rule makes it fail. A rule with a success code
@@ -44,10 +43,9 @@ public:
     }
 
     void Add(CallRule rule);
-    void Observe(Observer observer);
     void LetJudge(Judge judge);
     void ForgetLines();
-    /// Records nothing from now on. Without rules and an observer a call then costs next to nothing.
+    /// Records nothing from now on. Without rules and a judge a call then costs next to nothing.
     void KeepNoLines();
     std::vector<std::string> Lines() const;
 
@@ -56,12 +54,10 @@ private:
                                   std::initializer_list<std::string> arguments);
 
     std::atomic<bool> keepsLines_{true};
-    std::atomic<bool> hasListeners_{
-        false};  ///< rules, an observer or a judge that came at some time
+    std::atomic<bool> hasListeners_{false};  ///< rules or a judge that came at some time
     mutable std::mutex lock_;
     std::vector<std::string> lines_;
     std::vector<CallRule> rules_;
-    std::shared_ptr<const Observer> observer_;
     std::shared_ptr<const Judge> judge_;
 };
 

@@ -218,10 +218,7 @@ std::wstring NamespaceKey(std::wstring_view name)
 /// Reads the lines of a scenario one after the other.
 class Reader {
 public:
-    Reader(std::wstring_view text, std::map<std::wstring, Namespace>* namespaces,
-           std::vector<NativeItem>* nativeItems, bool* hasWmi)
-        : text_(text), namespaces_(namespaces), nativeItems_(nativeItems), hasWmi_(hasWmi)
-    {}
+    Reader(std::wstring_view text, ScenarioContent* content) : text_(text), content_(content) {}
 
     void ReadAll()
     {
@@ -253,7 +250,7 @@ private:
     void ReadItem()
     {
         if (TakeWord(&line_, form::kNamespace)) {
-            namespace_ = &(*namespaces_)[NamespaceKey(Trimmed(line_))];
+            namespace_ = &content_->namespaces[NamespaceKey(Trimmed(line_))];
             StartRows(nullptr, nullptr);
             return;
         }
@@ -284,7 +281,7 @@ private:
     bool ReadNativeItem()
     {
         if (Equals(Trimmed(line_), form::kNoWmi)) {
-            *hasWmi_ = false;
+            content_->hasWmi = false;
             return true;
         }
         for (const NativeKind& kind : kNativeKinds) {
@@ -296,7 +293,7 @@ private:
                    "a kind of item, with its name if it has one");
             Expect(NextLine() && Equals(Trimmed(line_), form::kOpen), "\"{\"");
             ReadProperties(&item.properties);
-            nativeItems_->push_back(std::move(item));
+            content_->nativeItems.push_back(std::move(item));
             StartRows(nullptr, nullptr);
             return true;
         }
@@ -373,9 +370,7 @@ private:
 
     std::wstring_view text_, line_;
     int number_ = 0;
-    std::map<std::wstring, Namespace>* namespaces_;
-    std::vector<NativeItem>* nativeItems_;
-    bool* hasWmi_;
+    ScenarioContent* content_;
     Namespace* namespace_ = nullptr;
     Rows* rows_ = nullptr;  // null: an instance belongs to its class
     Method* method_ = nullptr;
@@ -446,13 +441,13 @@ HRESULT Namespace::Query(std::wstring_view query, Rows* rows) const
 
 Scenario::Scenario(std::wstring_view text)
 {
-    Reader{text, &namespaces_, &nativeItems_, &hasWmi_}.ReadAll();
+    Reader{text, &content_}.ReadAll();
 }
 
 const Namespace* Scenario::Find(std::wstring_view name) const
 {
-    const auto found = namespaces_.find(NamespaceKey(name));
-    return found == namespaces_.end() ? nullptr : &found->second;
+    const auto found = content_.namespaces.find(NamespaceKey(name));
+    return found == content_.namespaces.end() ? nullptr : &found->second;
 }
 
 bool Equals(std::wstring_view text, std::string_view word)

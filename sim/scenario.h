@@ -81,6 +81,12 @@ struct Namespace {
     HRESULT Query(std::wstring_view query, Rows* rows) const;
 };
 
+struct ScenarioContent {
+    std::map<std::wstring, Namespace> namespaces;
+    std::vector<NativeItem> nativeItems;
+    bool hasWmi = true;
+};
+
 /// What a simulated machine answers, read from a text. docs/machines.md tells its form.
 class Scenario {
 public:
@@ -89,13 +95,11 @@ public:
 
     /// Compares without regard to case and to a leading "\\.\"; null when there is none.
     const Namespace* Find(std::wstring_view name) const;
-    bool hasWmi() const noexcept { return hasWmi_; }
-    const std::vector<NativeItem>& nativeItems() const noexcept { return nativeItems_; }
+    bool hasWmi() const noexcept { return content_.hasWmi; }
+    const std::vector<NativeItem>& nativeItems() const noexcept { return content_.nativeItems; }
 
 private:
-    std::map<std::wstring, Namespace> namespaces_;
-    std::vector<NativeItem> nativeItems_;
-    bool hasWmi_ = true;
+    ScenarioContent content_;
 };
 
 /// Tells that a scenario cannot be used.

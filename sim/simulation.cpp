@@ -499,7 +499,10 @@ void Simulation::DelayCall(std::string call, int milliseconds)
 
 void Simulation::OnCall(std::function<void(const std::string& line)> observer)
 {
-    machine_->calls.Observe(std::move(observer));
+    machine_->calls.LetJudge([observer](const std::string& line) -> std::optional<HRESULT> {
+        observer(line);
+        return std::nullopt;
+    });
 }
 
 void Simulation::LetJudge(std::function<std::optional<HRESULT>(const std::string& line)> judge)

@@ -43,8 +43,7 @@ public:
     /// Shows each trace line to an observer, in the calling thread and before the call takes
     /// effect.
     void OnCall(std::function<void(const std::string& line)> observer);
-    /// Asks a judge about each call, where an observer is only told. A result that it gives is taken
-    /// as one of FailCall.
+    /// Asks a judge in the observer's place. A result that it gives is taken as one of FailCall.
     void LetJudge(std::function<std::optional<HRESULT>(const std::string& line)> judge);
     /// Forgets the calls and the objects so far, so that a process can run for long. What was
     /// released is no longer recognised when it is used.

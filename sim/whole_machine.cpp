@@ -164,7 +164,7 @@ void ReadVersion(const std::wstring& text, OSVERSIONINFOEXW* version)
     version->dwBuildNumber = std::wcstoul(at + (*at == L'.' ? 1 : 0), &at, 10);
 }
 
-void ReadSystem(Fields fields, PlatformFacts* facts)
+void ReadSystem(Fields& fields, PlatformFacts* facts)
 {
     facts->processors = fields.Number<DWORD>(form::kProcessors, 2);
     facts->architecture = fields.Number<WORD>(form::kArchitecture);
@@ -189,41 +189,35 @@ void ReadSystem(Fields fields, PlatformFacts* facts)
         ReadVersion(text, &version);
         facts->version = version;
     }
-    fields.ExpectNoOther();
 }
 
-Volume ReadVolume(Fields fields)
+Volume ReadVolume(Fields& fields)
 {
-    const Volume volume{.type = fields.Number<UINT>(form::kType, DRIVE_FIXED),
-                        .total = fields.Number<std::uint64_t>(form::kSize),
-                        .free = fields.Number<std::uint64_t>(form::kFreeSpace),
-                        .fileSystem = fields.Text(form::kFileSystem),
-                        .label = fields.Text(form::kLabel) ? fields.Text(form::kLabel) : L"",
-                        .serial = fields.Number<DWORD>(form::kSerial, 0, 16)};
-    fields.ExpectNoOther();
-    return volume;
+    return {.type = fields.Number<UINT>(form::kType, DRIVE_FIXED),
+            .total = fields.Number<std::uint64_t>(form::kSize),
+            .free = fields.Number<std::uint64_t>(form::kFreeSpace),
+            .fileSystem = fields.Text(form::kFileSystem),
+            .label = fields.Text(form::kLabel) ? fields.Text(form::kLabel) : L"",
+            .serial = fields.Number<DWORD>(form::kSerial, 0, 16)};
 }
 
-Display ReadDisplay(Fields fields)
+Display ReadDisplay(Fields& fields)
 {
-    const Display display{.name = fields.Text(form::kName),
-                          .id = fields.Text(form::kId),
-                          .key = fields.Text(form::kKey),
-                          .flags = fields.Number<DWORD>(form::kFlags)};
-    fields.ExpectNoOther();
-    return display;
+    return {.name = fields.Text(form::kName),
+            .id = fields.Text(form::kId),
+            .key = fields.Text(form::kKey),
+            .flags = fields.Number<DWORD>(form::kFlags)};
 }
 
-IP_ADAPTER_INFO ReadAdapter(Fields* fields)
+IP_ADAPTER_INFO ReadAdapter(Fields& fields)
 {
-    const std::string description = ToBytes(fields->TextOr(form::kDescription), CP_ACP);
+    const std::string description = ToBytes(fields.TextOr(form::kDescription), CP_ACP);
     std::array<std::uint8_t, 6> address{};
-    const auto bytes = fields->Bytes(form::kAddress);
+    const auto bytes = fields.Bytes(form::kAddress);
     std::copy_n(bytes.begin(), std::min(bytes.size(), address.size()), address.begin());
-    IP_ADAPTER_INFO adapter =
-        MakeAdapter(description.c_str(), address, fields->Number(form::kType));
-    const auto set = [fields](IP_ADDRESS_STRING& field, std::string_view name) {
-        const std::string text = ToBytes(fields->TextOr(name));
+    IP_ADAPTER_INFO adapter = MakeAdapter(description.c_str(), address, fields.Number(form::kType));
+    const auto set = [&fields](IP_ADDRESS_STRING& field, std::string_view name) {
+        const std::string text = ToBytes(fields.TextOr(name));
         std::copy_n(text.begin(), std::min(text.size(), sizeof field.String - 1), field.String);
     };
     set(adapter.IpAddressList.IpAddress, form::kIPAddress);
@@ -231,13 +225,13 @@ IP_ADAPTER_INFO ReadAdapter(Fields* fields)
     set(adapter.GatewayList.IpAddress, form::kGateway);
     set(adapter.DhcpServer.IpAddress, form::kDHCPServer);
     set(adapter.PrimaryWinsServer.IpAddress, form::kWINSServer);
-    adapter.DhcpEnabled = fields->Flag(form::kDHCPEnabled) ? 1 : 0;
-    adapter.LeaseObtained = fields->Number<time_t>(form::kLeaseObtained);
-    adapter.LeaseExpires = fields->Number<time_t>(form::kLeaseExpires);
+    adapter.DhcpEnabled = fields.Flag(form::kDHCPEnabled) ? 1 : 0;
+    adapter.LeaseObtained = fields.Number<time_t>(form::kLeaseObtained);
+    adapter.LeaseExpires = fields.Number<time_t>(form::kLeaseExpires);
     return adapter;
 }
 
-Wlan::Interface ReadWireless(Fields fields)
+Wlan::Interface ReadWireless(Fields& fields)
 {
     Wlan::Interface wireless{
         .description = fields.Text(form::kDescription),
@@ -252,15 +246,13 @@ Wlan::Interface ReadWireless(Fields fields)
     }
     if (const ULONG channel = fields.Number<ULONG>(form::kChannel))
         wireless.channel = channel;
-    fields.ExpectNoOther();
     return wireless;
 }
 
 /// A drive that tells or denies that it has a seek penalty, or that cannot be asked.
-Devices::Answer ReadDrive(Fields fields, bool canBeAsked)
+Devices::Answer ReadDrive(Fields& fields, bool canBeAsked)
 {
     const bool hasSeekPenalty = fields.Flag(form::kIncursSeekPenalty);
-    fields.ExpectNoOther();
     return [=](const DeviceCall& call) {
         if (call.code != IOCTL_STORAGE_QUERY_PROPERTY || call.output.size() != 12 || !canBeAsked)
             return false;
@@ -347,15 +339,13 @@ void WholeMachine::ReadItem(const NativeItem& item)
     } else if (item.kind == form::kDisplayItem) {
         platform.displays.push_back(ReadDisplay(fields));
     } else if (item.kind == form::kAdapterItem) {
-        adapters_.push_back(ReadAdapter(&fields));
+        adapters_.push_back(ReadAdapter(fields));
         const auto index = static_cast<DWORD>(adapters_.size());
         adapters_.back().Index = index;
         if (const wchar_t* const server = fields.Text(form::kDNSServer))
             dnsServers_[index] = texts_.emplace_back(ToBytes(server)).c_str();
-        fields.ExpectNoOther();
     } else if (item.kind == form::kIPv6AdapterItem) {
         ipv6Adapters_.push_back({fields.Text(form::kDescription), fields.Texts(form::kAddresses)});
-        fields.ExpectNoOther();
     } else if (item.kind == form::kWirelessInterfaceItem) {
         wireless_.push_back(ReadWireless(fields));
     } else if (item.kind == form::kWirelessNetworkItem) {
@@ -366,12 +356,13 @@ void WholeMachine::ReadItem(const NativeItem& item)
             networks.emplace();
         networks->push_back({texts_.emplace_back(ToBytes(fields.TextOr(form::kSSID))).c_str(),
                              fields.Number<ULONG>(form::kFrequency)});
-        fields.ExpectNoOther();
     } else if (item.kind == form::kDriveItem) {
         devices[item.name] = ReadDrive(fields, !item.properties.empty());
     } else {
         AddKey(item, &localMachine_, &dynamicData_);
+        return;
     }
+    fields.ExpectNoOther();
 }
 
 void WholeMachine::Install(const std::wstring& text)
