@@ -455,7 +455,7 @@ TEST(Wireless, IsRecordedAndExaminedWithinWhatTheServiceAnswers)
         EXPECT_EQ(recorded, row.recorded);
         doctor::Findings findings;
         ProbeSystem(30s, &findings);
-        EXPECT_EQ(NameOf(findings.wlan.connection.ending) + std::string{' '} +
+        EXPECT_EQ(InWords(findings.wlan.connection.ending) + std::string{' '} +
                       std::to_string(findings.wlan.connection.error),
                   row.examined);
         EXPECT_TRUE(wlan.blocks.empty());
