@@ -1,6 +1,6 @@
 # Set-up shared by the scripts beside it; sourced, never run.
 #
-#   need build|wine|test|package|bench|fuzz|check ...  makes sure that what these steps use is installed
+#   need build|linux|wine|test|package|bench|fuzz|check ...  makes sure that what these steps use is installed
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
@@ -17,11 +17,12 @@ requirements='
 build cmake                              cmake
 build ninja                              ninja-build
 build x86_64-w64-mingw32-g++-posix       g++-mingw-w64-x86-64-posix
-build g++                                g++
 build llvm-dlltool                       llvm
 build /usr/include/CLI/CLI.hpp           libcli11-dev
 build /usr/include/nlohmann/json.hpp     nlohmann-json3-dev
 build /usr/include/xxhash.h              libxxhash-dev
+build /usr/include/utf8cpp/utf8.h        libutfcpp-dev
+linux g++                                g++
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest
@@ -80,6 +81,8 @@ configure() {
     local preset=$1 cache setting name
     shift
     cache=$root/build/$preset/CMakeCache.txt
+    # A newer compiler's new warning stops whoever works on this, not whoever builds it.
+    set -- "$@" -DCMAKE_COMPILE_WARNING_AS_ERROR="${ORRERY_WARNINGS_ARE_ERRORS:-OFF}"
     local wanted=0
     [ -e "$root/build/$preset/build.ninja" ] || wanted=1
     for setting in "$@"; do

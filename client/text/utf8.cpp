@@ -1,6 +1,10 @@
 #include "client/text/utf8.h"
 
 #include <array>
+#include <iterator>
+
+#include <utf8.h>
+#include <utf8/unchecked.h>
 
 #include "client/text/code_point_ranges.h"
 
@@ -24,25 +28,7 @@ constexpr auto kHidden = std::to_array<CodePointRange>({
 });
 static_assert(IsAscending(kHidden));
 
-void AppendCodePoint(char32_t code, std::string* utf8)
-{
-    const auto byte = [utf8](char32_t bits) { utf8->push_back(static_cast<char>(bits)); };
-    if (code < 0x80) {
-        byte(code);
-    } else if (code < 0x800) {
-        byte(0xC0 | code >> 6);
-        byte(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-        byte(0xE0 | code >> 12);
-        byte(0x80 | (code >> 6 & 0x3F));
-        byte(0x80 | (code & 0x3F));
-    } else {
-        byte(0xF0 | code >> 18);
-        byte(0x80 | (code >> 12 & 0x3F));
-        byte(0x80 | (code >> 6 & 0x3F));
-        byte(0x80 | (code & 0x3F));
-    }
-}
+constexpr std::u16string_view kReplacement = u"\uFFFD";
 
 constexpr bool IsLead(char16_t unit)
 {
@@ -54,67 +40,64 @@ constexpr bool IsTrail(char16_t unit)
     return unit >= 0xDC00 && unit < 0xE000;
 }
 
-void AppendUnit(char32_t unit, std::string* bytes)
+/// Whether the unit at a place is half of a pair whose other half is not beside it.
+bool IsLone(std::u16string_view text, std::size_t at)
 {
-    *bytes += static_cast<char>(unit & 0xFF);
-    *bytes += static_cast<char>(unit >> 8 & 0xFF);
+    if (IsLead(text[at]))
+        return at + 1 == text.size() || !IsTrail(text[at + 1]);
+    return IsTrail(text[at]) && (at == 0 || !IsLead(text[at - 1]));
 }
 
 }  // namespace
 
-CodePoint DecodeUtf8(std::string_view utf8)
+CodePoint DecodeUtf8(std::string_view text)
 {
-    const auto byte = [utf8](std::size_t at) {
-        return at < utf8.size() ? static_cast<unsigned char>(utf8[at]) : 0u;
-    };
-    const unsigned lead = byte(0);
+    const auto lead = static_cast<unsigned char>(text.front());
     if (lead < 0x80)
         return {lead, 1, true};
-    const std::size_t bytes = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    char32_t code = lead & (0x7Fu >> bytes);
-    for (std::size_t at = 1; at < bytes; ++at) {
-        if ((byte(at) & 0xC0u) != 0x80)
-            return {lead, 1, false};
-        code = code << 6 | (byte(at) & 0x3Fu);
+    auto end = text.begin();
+    try {
+        const char32_t code = utf8::next(end, text.end());
+        return {code, static_cast<std::size_t>(end - text.begin()), true};
+    } catch (const utf8::exception&) {
+        return {lead, 1, false};
     }
-    constexpr std::array<char32_t, 5> kLeast{0, 0, 0x80, 0x800, 0x10000};
-    const bool isValid = lead >= 0xC0 && lead < 0xF8 && code >= kLeast[bytes] && code < 0x110000 &&
-                         (code < 0xD800 || code > 0xDFFF);
-    return isValid ? CodePoint{code, bytes, true} : CodePoint{lead, 1, false};
 }
 
-bool AppendUtf8(std::u16string_view text, std::string* utf8)
+bool AppendUtf8(std::u16string_view text, std::string* utf8Text)
 {
     bool replaced = false;
+    const auto append = [utf8Text](std::u16string_view whole) {
+        utf8::unchecked::utf16to8(whole.begin(), whole.end(), std::back_inserter(*utf8Text));
+    };
+    std::size_t start = 0;
     for (std::size_t at = 0; at < text.size(); ++at) {
-        char32_t code = text[at];
-        if (code < 0x80) {
-            utf8->push_back(static_cast<char>(code));
+        if (!IsLone(text, at))
             continue;
-        }
-        if (IsLead(text[at]) && at + 1 < text.size() && IsTrail(text[at + 1])) {
-            code = 0x10000 + ((code - 0xD800) << 10) + (text[++at] - 0xDC00u);
-        } else if (IsLead(text[at]) || IsTrail(text[at])) {
-            code = 0xFFFD;
-            replaced = true;
-        }
-        AppendCodePoint(code, utf8);
+        append(text.substr(start, at - start));
+        append(kReplacement);
+        start = at + 1;
+        replaced = true;
     }
+    append(text.substr(start));
     return replaced;
 }
 
-void AppendUtf16(std::string_view utf8, std::string* bytes)
+void AppendUtf16(std::string_view text, std::string* bytes)
 {
-    while (!utf8.empty()) {
-        const CodePoint point = DecodeUtf8(utf8);
-        const char32_t code = point.isValid ? point.code : 0xFFFD;
-        if (code >= 0x10000) {
-            AppendUnit(0xD800 + ((code - 0x10000) >> 10), bytes);
-            AppendUnit(0xDC00 + ((code - 0x10000) & 0x3FF), bytes);
-        } else {
-            AppendUnit(code, bytes);
-        }
-        utf8.remove_prefix(point.bytes);
+    std::u16string units;
+    while (!text.empty()) {
+        const CodePoint point = DecodeUtf8(text);
+        const std::string_view whole = text.substr(0, point.bytes);
+        if (point.isValid)
+            utf8::unchecked::utf8to16(whole.begin(), whole.end(), std::back_inserter(units));
+        else
+            units += kReplacement;
+        text.remove_prefix(point.bytes);
+    }
+    for (const char16_t unit : units) {
+        *bytes += static_cast<char>(unit & 0xFF);
+        *bytes += static_cast<char>(unit >> 8);
     }
 }
 
