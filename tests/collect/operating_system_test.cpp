@@ -4,9 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "native/well_known_accounts.h"
+#include "sim/detour.h"
 #include "sim/facts.h"
-#include "sim/simulation.h"
-#include "wmi/class_collector.h"
 
 namespace orrery {
 namespace {
@@ -61,55 +60,28 @@ TEST(OperatingSystemCategory, TellsNoUserForTheSystemItself)
 
 TEST(OperatingSystemInstances, TellBootTimeAndCaptionOnly)
 {
-    constexpr const wchar_t* kDescriptor[] = {L"Win32_OperatingSystem",
-                                              L"OperatingSystem",
-                                              L"LastBootUpTime",
-                                              L"Caption",
-                                              L"Version",
-                                              nullptr};
-    const ComApartment apartment;
-    const sim::Simulation simulation{
-        LR"(
-namespace root\cimv2
-instance of Win32_OperatingSystem
-{
-	Caption = "First";
-	LastBootUpTime = "20240205070809.500000+060";
-	Version = "10.0.22631";
-};
-instance of Win32_OperatingSystem
-{
-	Caption = "Second";
-	LastBootUpTime = "1969123123595";
-};
-)"};
+    constexpr const wchar_t* kProperties[] = {L"LastBootUpTime", L"Caption", L"Version", nullptr};
+    const auto* const now = L"2030-04-05T06:07:08+05:30";  // for what is no date
+    const wchar_t* const rows[][2] = {
+        {L"20240205070809.500000+060", L"2024-02-05T07:08:09+05:30"},
+        {L"1969123123595", L"1970-12-31T23:59:05+05:30"},
+        {L"", now},
+        {L"2024", now},
+        {L"202402050708", now},
+        {L"**************.000000+000", now},
+    };
     const Detour zone{L"kernel32.dll", "GetTimeZoneInformation", TellZone};
-    CHardwareCollector collector;
-    CInvMap map;
-    EXPECT_EQ(CollectClass(&collector, 100, &map, kDescriptor, WriteOperatingSystemInstance), 2);
-    EXPECT_EQ(FactsOf(map),
-              (Facts{{L"OperatingSystem\\Caption\\0", L"Second"},  // takes the first one's place
-                     {L"OperatingSystem\\LastBootUpTime\\0", L"2024-02-05T07:08:09+05:30"},
-                     {L"OperatingSystem\\LastBootUpTime\\1", L"1970-12-31T23:59:05+05:30"}}));
-}
-
-void WINAPI TellTime(SYSTEMTIME* time)
-{
-    *time = {2030, 4, 5, 5, 6, 7, 8, 0};
-}
-
-TEST(OperatingSystemInstances, TellThePresentTimeForABootTimeThatIsNoDate)
-{
-    constexpr const wchar_t* kProperties[] = {L"LastBootUpTime", nullptr};
-    const Detour zone{L"kernel32.dll", "GetTimeZoneInformation", TellZone};
-    const Detour clock{L"kernel32.dll", "GetSystemTime", TellTime};
-    for (const auto* value : {L"", L"2024", L"202402050708", L"**************.000000+000"}) {
+    const Detour clock{L"kernel32.dll", "GetSystemTime",
+                       +[](SYSTEMTIME* time) { *time = {2030, 4, 5, 5, 6, 7, 8, 0}; }};
+    for (const auto& [date, text] : rows) {
         CInvMap map;
+        StoreValue(nullptr, L"Caption", L"Of the category", &map, 0, L"OperatingSystem");
         WriteOperatingSystemInstance(nullptr, kProperties,
-                                     std::wstring{L"\tLastBootUpTime = \""} + value + L"\";", &map,
-                                     3, L"OperatingSystem");
-        EXPECT_EQ(FactsOf(map),
-                  (Facts{{L"OperatingSystem\\LastBootUpTime\\3", L"2030-04-05T06:07:08+05:30"}}));
+                                     std::wstring{L"\tLastBootUpTime = \""} + date +
+                                         L"\";\n\tCaption = \"Its own\";\n\tVersion = \"10\";",
+                                     &map, 3, L"OperatingSystem");
+        EXPECT_EQ(FactsOf(map), (Facts{{L"OperatingSystem\\Caption\\0", L"Its own"},
+                                       {L"OperatingSystem\\LastBootUpTime\\3", text}}));
     }
 }
 
