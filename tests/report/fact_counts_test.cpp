@@ -1,4 +1,4 @@
-#include "client/report/summary.h"
+#include "client/report/fact_counts.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 namespace orrery {
 namespace {
 
-TEST(SummaryTable, CountsFactsBySectionInTheOrderOfTheReport)
+TEST(FactCountTable, CountsFactsBySectionInTheOrderOfTheReport)
 {
     std::string many = "OS|0|A|1\n";
     for (int fact = 0; fact < 12; ++fact)
@@ -32,7 +32,7 @@ TEST(SummaryTable, CountsFactsBySectionInTheOrderOfTheReport)
         const std::string bytes = ReportBytes(row.text);
         counter.Add(std::as_bytes(std::span{bytes}));
         counter.Finish();
-        EXPECT_EQ(SummaryTable(counter), row.expected);
+        EXPECT_EQ(FactCountTable(counter), row.expected);
         EXPECT_EQ(counter.endsWhole(), row.endsWhole) << row.expected;
     }
 }
