@@ -20,6 +20,7 @@ ExitCode Run(int argumentCount, char** arguments)
     AddCollectChildCommand(commandLine);
 #endif
     AddDoctorCommand(commandLine, &result);
+    AddSummaryCommand(commandLine, &result);
     AddShowCommand(commandLine, &result);
     AddGetCommand(commandLine, &result);
     AddConvertCommand(commandLine, &result);

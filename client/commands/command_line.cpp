@@ -85,6 +85,12 @@ void CCommand::Operand(const std::string& name, std::uintptr_t* value)
     parser_->add_option(name, *value)->required();
 }
 
+void CCommand::Operands(const std::string& name, std::vector<std::string>* values,
+                        const std::string& help)
+{
+    parser_->add_option(name, *values, help)->type_name("")->required();
+}
+
 void CCommand::MoreOperands(const std::string& name, std::vector<std::string>* values,
                             const std::string& help)
 {

@@ -26,6 +26,9 @@ public:
     /// A path or name that has to be given; its place tells it from others.
     void Operand(const std::string& name, std::string* value, const std::string& help = "");
     void Operand(const std::string& name, std::uintptr_t* value);
+    /// One or more of them.
+    void Operands(const std::string& name, std::vector<std::string>* values,
+                  const std::string& help);
     /// Names that may follow, as many as there are.
     void MoreOperands(const std::string& name, std::vector<std::string>* values,
                       const std::string& help);
@@ -94,5 +97,6 @@ void AddConvertCommand(CCommandLine& commandLine, ExitCode* result);
 void AddDiffCommand(CCommandLine& commandLine, ExitCode* result);
 void AddRecordCommand(CCommandLine& commandLine, ExitCode* result);  // needs Windows
 void AddRedactCommand(CCommandLine& commandLine, ExitCode* result);
+void AddSummaryCommand(CCommandLine& commandLine, ExitCode* result);
 
 }  // namespace orrery

@@ -21,10 +21,10 @@ CMarkup FactRow(std::string_view index, std::string_view property, std::string_v
 void WriteSectionStart(std::string_view name, std::size_t count, const TextSink& sink)
 {
     sink("<details class=\"card\">");
-    sink(
-        Element("summary", "",
-                Element("b", "", Text(name)) + Element("span", "muted", Text(Count(count, "fact"))))
-            .html());
+    sink(Element(
+             "summary", "",
+             Element("b", "", Text(name)) + Element("span", "muted", Text(Counted(count, "fact"))))
+             .html());
     sink("<table><thead><tr><th>Index</th><th>Property</th><th>Value</th></tr></thead><tbody>");
 }
 

@@ -1,41 +1,20 @@
 #include "client/page/blocks.h"
 
-#include "client/report/machine.h"
-#include "client/report/number.h"
+#include "client/report/profile.h"
 #include "client/report/units.h"
 
 namespace orrery::page {
 
-std::string_view Value(const report::Instance& instance, std::string_view property) noexcept
+std::string ReadableNumber(std::string_view section, std::string_view property,
+                           std::optional<std::int64_t> number)
 {
-    const std::string* const value = instance.Find(property);
-    return value != nullptr ? std::string_view{*value} : std::string_view{};
+    return number ? report::Readable(section, property, std::to_string(*number)).text
+                  : std::string{};
 }
 
-std::string_view FirstValue(const report::Report& report, std::string_view section,
-                            std::string_view property) noexcept
+std::string SpeedText(const report::Instance& adapter)
 {
-    const std::string* const value = report::FindFirst(report, section, property);
-    return value != nullptr ? std::string_view{*value} : std::string_view{};
-}
-
-std::optional<std::int64_t> Number(const report::Instance& instance, std::string_view property)
-{
-    return report::ParseNumber(Value(instance, property));
-}
-
-std::string Readable(const report::Instance& instance, std::string_view section,
-                     std::string_view property)
-{
-    return report::Readable(section, property, std::string{Value(instance, property)}).text;
-}
-
-const std::vector<report::Instance>& InstancesOf(const report::Report& report,
-                                                 std::string_view section) noexcept
-{
-    static const std::vector<report::Instance> kNone;
-    const report::Section* const found = report.Find(section);
-    return found != nullptr ? found->instances : kNone;
+    return ReadableNumber("NetworkAdapter", "Speed", report::SpeedOf(adapter));
 }
 
 std::string SizeText(std::int64_t mebibytes)
@@ -43,18 +22,9 @@ std::string SizeText(std::int64_t mebibytes)
     return report::FormatMebibytes(static_cast<double>(mebibytes));
 }
 
-std::string Count(std::size_t number, const std::string& noun)
+std::string Listed(const std::vector<std::string>& texts)
 {
-    return std::to_string(number) + ' ' + noun + (number == 1 ? "" : "s");
-}
-
-std::string Joined(const std::vector<std::string>& texts, const std::string& separator)
-{
-    std::string joined;
-    for (const std::string& text : texts)
-        if (!text.empty())
-            joined += (joined.empty() ? "" : separator) + text;
-    return joined;
+    return Joined(texts, " \u00B7 ");
 }
 
 CMarkup Chip(const char* kind, std::string_view text)

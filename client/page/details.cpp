@@ -65,7 +65,7 @@ CMarkup List(const report::Report& report, const char* section, const char* term
         for (const char* const property : properties)
             values.emplace_back(Value(instance, property));
         const auto name = Value(instance, term);
-        rows += Definition(name.empty() ? std::string_view{term} : name, Joined(values));
+        rows += Definition(name.empty() ? std::string_view{term} : name, Listed(values));
     }
     return rows;
 }

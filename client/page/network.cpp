@@ -1,4 +1,5 @@
 #include "client/page/blocks.h"
+#include "client/report/profile.h"
 
 namespace orrery::page {
 namespace {
@@ -45,7 +46,7 @@ std::string AddressingText(const report::Instance& adapter)
 std::string WirelessText(const report::Instance& adapter)
 {
     const auto channel = Value(adapter, "NetworkChannel");
-    return Joined({std::string{Value(adapter, "Protocol")},
+    return Listed({std::string{Value(adapter, "Protocol")},
                    Readable(adapter, "NetworkAdapter", "NetworkBand"),
                    channel.empty() ? "" : "channel " + std::string{channel},
                    std::string{Value(adapter, "SecurityType")}});
@@ -63,7 +64,7 @@ std::string AddressLines(std::string_view list)
 
 std::string AddressText(const report::Instance& adapter)
 {
-    const auto address = UnlessNone(Value(adapter, "IPAddress"));
+    const auto address = report::AddressOf(adapter);
     const auto mask = UnlessNone(Value(adapter, "IPSubnet"));
     return Joined({std::string{address}, std::string{mask}}, " / ");
 }
@@ -75,8 +76,8 @@ CMarkup AdapterCard(const report::Instance& adapter)
                          StatusChip(Value(adapter, "NetConnectionStatus"));
     const CMarkup rows =
         Definition("Kind",
-                   Joined({std::string{Value(adapter, "AdapterType")},
-                           std::string{Value(adapter, "PhysicalAdapter")}, SpeedOf(adapter)})) +
+                   Listed({std::string{Value(adapter, "AdapterType")},
+                           std::string{Value(adapter, "PhysicalAdapter")}, SpeedText(adapter)})) +
         Definition("Network", Value(adapter, "SSID")) +
         Definition("Wireless", WirelessText(adapter)) + Definition("IPv4", AddressText(adapter)) +
         Definition("Addressing", AddressingText(adapter)) +
@@ -91,15 +92,6 @@ CMarkup AdapterCard(const report::Instance& adapter)
 }
 
 }  // namespace
-
-std::string SpeedOf(const report::Instance& adapter)
-{
-    // A disconnected adapter has the largest number there is.
-    constexpr std::int64_t kTooFast = 1'000'000'000'000'000;
-    const auto speed = Number(adapter, "Speed");
-    return speed && *speed > 0 && *speed < kTooFast ? Readable(adapter, "NetworkAdapter", "Speed")
-                                                    : std::string{};
-}
 
 CMarkup NetworkBlock(const report::Report& report)
 {

@@ -39,7 +39,7 @@ CMarkup Header(const report::Report& report, std::string_view machine)
     };
     const std::string model = Joined({value("BIOS", "SystemMan"), value("BIOS", "SystemMod")}, " ");
     const std::string user = value("OperatingSystem", "LoggedOnUser");
-    const std::string line = Joined(
+    const std::string line = Listed(
         {model, value("SystemEnclosure", "ChassisTypes"), user.empty() ? "" : "used by " + user});
     return Element("header", "",
                    Element("p", "label", "Inventory report") + Element("h1", "", Text(machine)) +

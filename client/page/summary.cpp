@@ -1,10 +1,12 @@
-#include <algorithm>
-
 #include "client/page/blocks.h"
-#include "client/report/number.h"
+#include "client/report/profile.h"
 
 namespace orrery::page {
 namespace {
+
+using report::AddressOf;
+using report::Profile;
+using report::SecureBoot;
 
 CMarkup Card(const char* label, std::string_view value, const CMarkup& more)
 {
@@ -21,156 +23,109 @@ CMarkup Note(std::string_view text)
     return text.empty() ? CMarkup{} : Element("p", "muted", Text(text));
 }
 
-CMarkup SystemCard(const report::Report& report)
+CMarkup SystemCard(const Profile& profile)
 {
-    const auto caption = FirstValue(report, "OperatingSystem", "Caption");
-    return Card("Operating system", caption,
-                Note(Joined({std::string{FirstValue(report, "OperatingSystem", "Windows10Version")},
-                             std::string{FirstValue(report, "OperatingSystem", "Version")}})));
+    return Card("Operating system", profile.system,
+                Note(Listed({std::string{profile.release}, std::string{profile.version}})));
 }
 
-/// "16 cores" in all processors together; empty unless each of them says how many.
-std::string CountInAll(const std::vector<report::Instance>& processors, const char* property,
-                       const char* noun)
+std::string CountedIf(std::optional<std::int64_t> number, const std::string& noun)
 {
-    constexpr std::int64_t kMost = 1'000'000;  // no processor has more; a report may say anything
-    std::int64_t sum = 0;
-    for (const report::Instance& processor : processors) {
-        const auto number = Number(processor, property);
-        if (!number || *number < 0 || *number > kMost)
-            return {};
-        sum += *number;
-    }
-    return Count(static_cast<std::size_t>(sum), noun);
+    return number ? Counted(static_cast<std::size_t>(*number), noun) : std::string{};
 }
 
-CMarkup ProcessorCard(const report::Report& report)
+CMarkup ProcessorCard(const Profile& profile)
 {
-    const auto& processors = InstancesOf(report, "Processor");
-    if (processors.empty())
+    const auto& [name, count, cores, threads, megahertz] = profile.processor;
+    if (count == 0)
         return {};
-    const report::Instance& first = processors.front();
-    const std::string more =
-        Joined({processors.size() > 1 ? Count(processors.size(), "processor") : "",
-                CountInAll(processors, "NumberOfCores", "core"),
-                CountInAll(processors, "NumberOfLogicalProcessors", "thread"),
-                Readable(first, "Processor", "CurrentClockSpeed")});
-    return Card("Processor", Value(first, "Name"), Note(more));
+    return Card("Processor", name,
+                Note(Listed({count > 1 ? Counted(count, "processor") : "", CountedIf(cores, "core"),
+                             CountedIf(threads, "thread"),
+                             ReadableNumber("Processor", "CurrentClockSpeed", megahertz)})));
 }
 
-CMarkup MemoryCard(const report::Report& report)
+CMarkup MemoryCard(const Profile& profile)
 {
-    const auto& memory = InstancesOf(report, "PhysicalMemory");
-    if (memory.empty())
+    const report::MemoryProfile& memory = profile.memory;
+    if (!memory.mebibytes && memory.modules.empty())
         return {};
-    const auto slots = FirstValue(report, "PhysicalMemoryLocation", "MemorySlots");
-    const auto type = FirstValue(report, "PhysicalMemoryLocation", "MemoryType");
-    const std::size_t count = MemoryModules(report).size();
-    std::string use = count == 0 ? "" : Count(count, "module");
-    if (!use.empty() && report::ParseNumber(slots))
-        use += " in " + std::string{slots} + (slots == "1" ? " slot" : " slots");
-    return Card("Memory", Readable(memory.front(), "PhysicalMemory", "Capacity"),
-                Note(Joined({use, std::string{type}})));
+    std::string use = memory.modules.empty() ? "" : Counted(memory.modules.size(), "module");
+    if (!use.empty() && memory.slots)
+        use += " in " + std::to_string(*memory.slots) + (memory.slots == 1 ? " slot" : " slots");
+    return Card("Memory", ReadableNumber("PhysicalMemory", "Capacity", memory.mebibytes),
+                Note(Listed({use, std::string{memory.type}})));
 }
 
-CMarkup StorageCard(const report::Report& report)
+CMarkup StorageCard(const Profile& profile)
 {
-    std::int64_t size = 0, volumeSize = 0, freeSize = 0;
-    std::size_t drives = 0, volumes = 0;
-    for (const DriveUse& use : ReadDriveUse(report)) {
-        drives += use.drive != nullptr ? 1 : 0;
-        size += use.sizeMebibytes;
-        volumes += use.volumes.size();
-        for (const VolumeUse& volume : use.volumes) {
-            volumeSize += volume.sizeMebibytes;
-            freeSize += volume.freeMebibytes;
-        }
-    }
-    if (size == 0)
+    const report::StorageProfile& storage = profile.storage;
+    if (storage.mebibytes == 0)
         return {};
     const std::string more =
-        Joined({drives != 0 ? Count(drives, "drive") : "", Count(volumes, "volume"),
-                volumeSize != 0 ? SizeText(freeSize) + " free" : ""});
-    const double share = volumeSize == 0 ? 0
-                                         : static_cast<double>(volumeSize - freeSize) /
-                                               static_cast<double>(volumeSize);
-    return Card("Storage", SizeText(size), Note(more) + Element("div", "bar", Bar("fill", share)));
+        Listed({storage.driveCount != 0 ? Counted(storage.driveCount, "drive") : "",
+                Counted(storage.volumeCount, "volume"),
+                storage.volumeMebibytes != 0 ? SizeText(storage.freeMebibytes) + " free" : ""});
+    return Card("Storage", SizeText(storage.mebibytes),
+                Note(more) + Element("div", "bar", Bar("fill", storage.usedShare())));
 }
 
-CMarkup NetworkCard(const report::Report& report)
+CMarkup NetworkCard(const Profile& profile)
 {
-    const report::Instance* shown = nullptr;
-    bool isShownConnected = false;
-    std::size_t connected = 0;
-    const auto& adapters = InstancesOf(report, "NetworkAdapter");
-    for (const report::Instance& adapter : adapters) {
-        const auto address = Value(adapter, "IPAddress");
-        const bool hasAddress = !address.empty() && address != "0.0.0.0";
-        const bool isConnected = Value(adapter, "NetConnectionStatus") == "Connected";
-        // An address that an adapter had when it was last connected says less.
-        if (hasAddress && (shown == nullptr || (isConnected && !isShownConnected))) {
-            shown = &adapter;
-            isShownConnected = isConnected;
-        }
-        connected += isConnected ? 1 : 0;
-    }
-    if (adapters.empty())
+    const report::NetworkProfile& network = profile.network;
+    if (network.adapters == 0)
         return {};
-    const std::string use =
-        std::to_string(connected) + " of " + Count(adapters.size(), "adapter") + " connected";
-    if (shown == nullptr)
+    const std::string use = std::to_string(network.connected) + " of " +
+                            Counted(network.adapters, "adapter") + " connected";
+    if (network.shown == nullptr)
         return Card("Network", "No address", Note(use));
-    return Card(
-        "Network", Value(*shown, "IPAddress"),
-        Note(Joined({std::string{Value(*shown, "AdapterType")}, SpeedOf(*shown)})) + Note(use));
+    return Card("Network", AddressOf(*network.shown),
+                Note(Listed({std::string{Value(*network.shown, "AdapterType")},
+                             SpeedText(*network.shown)})) +
+                    Note(use));
 }
 
-CMarkup GraphicsCard(const report::Report& report)
+CMarkup GraphicsCard(const Profile& profile)
 {
-    const auto& adapters = InstancesOf(report, "VideoController");
-    if (adapters.empty() || Value(adapters.front(), "Name").empty())
+    if (profile.graphics.empty())
         return {};
-    const std::string memory = Readable(adapters.front(), "VideoController", "AdapterRAM");
-    return Card(
-        "Graphics", Value(adapters.front(), "Name"),
-        Note(Joined({memory.empty() ? "" : memory + " memory",
-                     adapters.size() > 1 ? Count(adapters.size() - 1, "further adapter") : ""})));
+    const auto& [name, mebibytes] = profile.graphics.front();
+    const std::string memory = ReadableNumber("VideoController", "AdapterRAM", mebibytes);
+    const std::size_t further = profile.graphics.size() - 1;
+    return Card("Graphics", name,
+                Note(Listed({memory.empty() ? "" : memory + " memory",
+                             further != 0 ? Counted(further, "further adapter") : ""})));
 }
 
-CMarkup TpmChip(const report::Report& report)
+CMarkup TpmChip(const report::SecurityProfile& security)
 {
-    const auto version = FirstValue(report, "SystemOverview", "TpmChip");
-    if (version.empty())
+    if (security.tpmVersion.empty())
         return Chip("", "No TPM seen");
-    const bool isOn = FirstValue(report, "SystemOverview", "TpmEnabled") == "1";
-    return Chip(isOn ? "good" : "warn", "TPM " + std::string{version} + (isOn ? "" : ", off"));
+    return Chip(security.isTpmOn ? "good" : "warn",
+                "TPM " + std::string{security.tpmVersion} + (security.isTpmOn ? "" : ", off"));
 }
 
-CMarkup BitLockerChip(const report::Report& report)
+CMarkup BitLockerChip(const report::SecurityProfile& security)
 {
-    std::size_t known = 0, isProtected = 0;
-    for (const report::Instance& volume : InstancesOf(report, "LogicalDisk")) {
-        const auto status = Value(volume, "BitLockerStatus");
-        known += status == "1" || status == "3" || status == "7" ? 1 : 0;
-        isProtected += status == "3" || status == "7" ? 1 : 0;
-    }
-    if (known == 0)
+    if (security.judgedVolumes == 0)
         return {};
-    return Chip(isProtected != 0 ? "good" : "",
-                "BitLocker on " + std::to_string(isProtected) + " of " + Count(known, "volume"));
+    return Chip(security.protectedVolumes != 0 ? "good" : "",
+                "BitLocker on " + std::to_string(security.protectedVolumes) + " of " +
+                    Counted(security.judgedVolumes, "volume"));
 }
 
-CMarkup SecurityCard(const report::Report& report)
+CMarkup SecurityCard(const Profile& profile)
 {
-    const auto secureBoot = FirstValue(report, "SystemOverview", "SecureBoot");
-    if (secureBoot.empty())
+    const report::SecurityProfile& security = profile.security;
+    if (security.secureBoot == SecureBoot::kNotKnown)
         return {};
-    const CMarkup boot = secureBoot == "1"   ? Chip("good", "Secure Boot on")
-                         : secureBoot == "0" ? Chip("warn", "Secure Boot off")
-                                             : Chip("", "No Secure Boot");
-    return Element("article", "card fact",
-                   Element("span", "label", "Security") +
-                       Element("div", "chips", boot + TpmChip(report) + BitLockerChip(report))) +
+    const CMarkup boot = security.secureBoot == SecureBoot::kOn    ? Chip("good", "Secure Boot on")
+                         : security.secureBoot == SecureBoot::kOff ? Chip("warn", "Secure Boot off")
+                                                                   : Chip("", "No Secure Boot");
+    return Element(
+               "article", "card fact",
+               Element("span", "label", "Security") +
+                   Element("div", "chips", boot + TpmChip(security) + BitLockerChip(security))) +
            "\n";
 }
 
@@ -178,9 +133,10 @@ CMarkup SecurityCard(const report::Report& report)
 
 CMarkup SummaryCards(const report::Report& report)
 {
-    const CMarkup cards = SystemCard(report) + ProcessorCard(report) + MemoryCard(report) +
-                          StorageCard(report) + NetworkCard(report) + GraphicsCard(report) +
-                          SecurityCard(report);
+    const Profile profile = report::ReadProfile(report);
+    const CMarkup cards = SystemCard(profile) + ProcessorCard(profile) + MemoryCard(profile) +
+                          StorageCard(profile) + NetworkCard(profile) + GraphicsCard(profile) +
+                          SecurityCard(profile);
     return cards.empty() ? CMarkup{} : Element("div", "grid facts", cards);
 }
 

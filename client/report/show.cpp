@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
@@ -302,25 +301,6 @@ Cell TimeCell(const ElapsedTime& time, const ShowStyle& style)
     return MakeCell(time.milliseconds ? value + " ms" : value, true);
 }
 
-/// @param share of the whole length, 0 to 1; whatever is more than nothing shows
-std::string Bar(double share, std::size_t length, const ShowStyle& style)
-{
-    const bool isUnicode = style.charset == Charset::kUnicode;
-    // In eighths of a column, for which there are characters.
-    const std::size_t parts = isUnicode ? 8 : 1;
-    auto size = static_cast<std::size_t>(std::lround(share * static_cast<double>(length * parts)));
-    if (share > 0)
-        size = std::max<std::size_t>(size, 1);
-    if (!isUnicode)
-        return std::string(size, '#');
-    constexpr std::array<const char*, 8> kEighths{"",       "\u258F", "\u258E", "\u258D",
-                                                  "\u258C", "\u258B", "\u258A", "\u2589"};
-    std::string bar;
-    for (std::size_t full = size / 8; full > 0; --full)
-        bar += "\u2588";
-    return bar + kEighths[size % 8];
-}
-
 std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
 {
     const std::size_t count = report.elapsedTimes.size();
@@ -344,7 +324,8 @@ std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
         const double share = slowest <= 0 ? 0.0
                                           : static_cast<double>(time.milliseconds.value_or(0)) /
                                                 static_cast<double>(slowest);
-        const std::string bar = Emphasized(Bar(share, length, style), Emphasis::kBar, style);
+        const std::string bar =
+            Emphasized(BarText(share, length, style.charset), Emphasis::kBar, style);
         text += std::string(kGap, ' ') + Padded(MakeCell(time.name), nameWidth, false, style) +
                 std::string(kGap, ' ') + Padded(TimeCell(time, style), timeWidth, false, style) +
                 std::string(bar.empty() ? 0 : kGap, ' ') + bar + '\n';

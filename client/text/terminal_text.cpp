@@ -1,6 +1,7 @@
 #include "client/text/terminal_text.h"
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 
 #include "client/text/code_point_ranges.h"
@@ -127,6 +128,24 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t colum
         used += width;
     }
     return lines + '\n';
+}
+
+std::string BarText(double share, std::size_t columns, Charset charset)
+{
+    const bool isUnicode = charset == Charset::kUnicode;
+    // In eighths of a column, for which there are characters.
+    const std::size_t parts = isUnicode ? 8 : 1;
+    auto size = static_cast<std::size_t>(std::lround(share * static_cast<double>(columns * parts)));
+    if (share > 0)
+        size = std::max<std::size_t>(size, 1);
+    if (!isUnicode)
+        return std::string(size, '#');
+    constexpr std::array<const char*, 8> kEighths{"",       "\u258F", "\u258E", "\u258D",
+                                                  "\u258C", "\u258B", "\u258A", "\u2589"};
+    std::string bar;
+    for (std::size_t full = size / 8; full > 0; --full)
+        bar += "\u2588";
+    return bar + kEighths[size % 8];
 }
 
 }  // namespace orrery

@@ -27,4 +27,8 @@ std::string Shortened(std::string_view text, std::size_t columns, Charset charse
 /// @param columns that a line takes with its indentation
 std::string Wrapped(std::string_view text, std::size_t indent, std::size_t columns);
 
+/// A bar as long as a share of the columns; whatever is more than nothing shows.
+/// @param share 0 to 1
+std::string BarText(double share, std::size_t columns, Charset charset);
+
 }  // namespace orrery

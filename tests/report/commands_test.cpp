@@ -47,6 +47,7 @@ protected:
         std::vector<std::string> arguments{std::istream_iterator<std::string>{words}, {}};
         ExitCode result = ExitCode::kDone;
         CCommandLine commandLine{"", "orreryctl", ""};
+        AddSummaryCommand(commandLine, &result);
         AddShowCommand(commandLine, &result);
         AddGetCommand(commandLine, &result);
         AddConvertCommand(commandLine, &result);
@@ -109,7 +110,7 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {"record --help", 2, "record runs on Windows only"},
 #endif
         {"shwo", 2, "\"shwo\" is not known here; did you mean \"show\"?"},
-        {"print @a.tsv", 2, "\"print\" is not known here\n\"orreryctl\" takes: show, get"},
+        {"print @a.tsv", 2, "\"print\" is not known here\n\"orreryctl\" takes: summary, show, get"},
         {"convert @a.tsv --redcat", 2, "did you mean \"--redact\"?"},
         {"diff @a.tsv @b.tsv --reverse", 2, "takes: --help, OLD.tsv, NEW.tsv, --to, --all"},
     };

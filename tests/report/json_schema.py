@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""Checks that "orreryctl convert --to json" writes what docs/report.schema.json describes.
+"""Checks that the JSON of "orreryctl convert" and "orreryctl summary" is what the schemas describe.
 
-json_schema.py ORRERYCTL SCHEMA REPORT ...   the reports as UTF-8; 77 without python3-jsonschema
+json_schema.py ORRERYCTL DOCS REPORT ...   the folder of the schemas, and the reports as UTF-8; 77
+                                           without python3-jsonschema
 """
-import copy
 import json
 import pathlib
 import subprocess
@@ -23,7 +23,7 @@ MADE = {
 }
 
 # Each damages a right document in one place.
-DAMAGES = [
+DAMAGES = {"report": [
     lambda d: d.pop("format"),
     lambda d: d.update(formatVersion=2),
     lambda d: d.update(machine=""),
@@ -35,41 +35,53 @@ DAMAGES = [
     lambda d: d["sections"]["BIOS"][0]["properties"].update(Version=1),
     lambda d: d["elapsedTimes"][0].update(category="Printers"),
     lambda d: d["warnings"].append({"text": "no line"}),
-]
+], "summary": [
+    lambda d: d.update(machines=[]),
+    lambda d: d["machines"][0].pop("maker"),
+    lambda d: d["machines"][0].update(model=""),
+    lambda d: d["machines"][0]["drives"][0]["volumes"][0].update(usedPercent=101),
+    lambda d: d["machines"][0]["security"].update(secureBoot="1"),
+    lambda d: d["machines"][0]["memory"].update(mebibytes="32768"),
+]}
 
 
-def convert(program, report):
+def run(program, command, report):
     with tempfile.TemporaryDirectory() as folder:
         path = pathlib.Path(folder, "report.tsv")
         path.write_bytes(report.encode("utf-16-le"))
-        run = subprocess.run([program, "convert", str(path), "--to", "json"],
-                             stdout=subprocess.PIPE, check=True)
-    return json.loads(run.stdout.decode("utf-8"))
+        ended = subprocess.run([program, command, str(path), "--to", "json"],
+                               stdout=subprocess.PIPE, check=True)
+    return json.loads(ended.stdout.decode("utf-8"))
 
 
-def main(program, schema_path, *report_paths):
-    schema = json.loads(pathlib.Path(schema_path).read_text(encoding="utf-8"))
-    Draft202012Validator.check_schema(schema)
-    validator = Draft202012Validator(schema)
+def facts_left(document):
+    return sum(len(instance["properties"]) for section in document["sections"].values()
+               for instance in section) + len(document["elapsedTimes"])
+
+
+def main(program, docs, *report_paths):
     reports = dict(MADE)
     for path in report_paths:
         reports[path] = pathlib.Path(path).read_bytes().decode("utf-8")
-
     failures = []
-    for name, report in reports.items():
-        document = convert(program, report)
-        failures += [f"{name}: {error.message} at {list(error.path)}"
-                     for error in validator.iter_errors(document)]
-        kept = sum(len(instance["properties"]) for section in document["sections"].values()
-                   for instance in section) + len(document["elapsedTimes"])
-        if name in report_paths and kept != report.count("\n"):
-            failures.append(f"{name}: {kept} of {report.count(chr(10))} facts are left")
-    for number, damage in enumerate(DAMAGES):
-        damaged = copy.deepcopy(convert(program, reports[report_paths[0]]))
-        damage(damaged)
-        if validator.is_valid(damaged):
-            failures.append(f"the schema allows damage {number}")
-    print("\n".join(failures) or f"{len(reports)} reports follow the schema")
+    for kind, command in {"report": "convert", "summary": "summary"}.items():
+        schema = json.loads(pathlib.Path(docs, kind + ".schema.json").read_text(encoding="utf-8"))
+        Draft202012Validator.check_schema(schema)
+        validator = Draft202012Validator(schema)
+        for name, report in reports.items():
+            document = run(program, command, report)
+            failures += [f"{kind} of {name}: {error.message} at {list(error.path)}"
+                         for error in validator.iter_errors(document)]
+            if kind == "report" and name in report_paths:
+                kept, facts = facts_left(document), report.count("\n")
+                if kept != facts:
+                    failures.append(f"{name}: {kept} of {facts} facts are left")
+        for number, damage in enumerate(DAMAGES[kind]):
+            damaged = run(program, command, reports[report_paths[0]])
+            damage(damaged)
+            if validator.is_valid(damaged):
+                failures.append(f"the schema of the {kind} allows damage {number}")
+    print("\n".join(failures) or f"{len(reports)} reports follow the schemas")
     return 1 if failures else 0
 
 

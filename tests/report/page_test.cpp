@@ -8,6 +8,7 @@
 #include "client/page/blocks.h"
 #include "client/page/markup.h"
 #include "client/page/page.h"
+#include "client/report/drive_use.h"
 #include "made_report.h"
 
 namespace orrery {
@@ -57,7 +58,7 @@ TEST(DriveUse, GivesEachVolumeToTheFirstDriveThatNamesIt)
         "DiskDrive/2/Caption/none\nLogicalDisk/0/DeviceID/C:/Size/600/FreeSpace/150\n"
         "LogicalDisk/1/DeviceID/D:/Size/700/FreeSpace/701\n"
         "LogicalDisk/2/DeviceID/E:/Size/-5\n");
-    const auto drives = ReadDriveUse(report);
+    const auto drives = report::ReadDriveUse(report);
     ASSERT_EQ(drives.size(), 4U);
     ASSERT_EQ(drives[0].volumes.size(), 2U);
     EXPECT_EQ(drives[0].sizeMebibytes, 1300);  // its volumes need that much

@@ -1,41 +1,34 @@
-#include "client/report/summary.h"
-
 #include <gtest/gtest.h>
 
-#include <span>
+#include <nlohmann/json.hpp>
 
+#include "case_file.h"
+#include "client/report/profile_text.h"
 #include "made_report.h"
 
-namespace orrery {
+namespace orrery::report {
 namespace {
 
-TEST(SummaryTable, CountsFactsBySectionInTheOrderOfTheReport)
+TEST(Summary, TellsWhatAPcIs)
 {
-    std::string many = "OS|0|A|1\n";
-    for (int fact = 0; fact < 12; ++fact)
-        many += "BaseBoard|0|A|1\n";
-    const struct {
-        std::string text;
-        const char* expected;
-        bool endsWhole;
-    } rows[] = {
-        {"", "Section  Facts\nTotal        0\n", true},
-        {many, "Section    Facts\nOS             1\nBaseBoard     12\nTotal         13\n", true},
-        {"OS|0|A|1\nX|0|B|2\nOS|1|A|3\nOs|0|A|1\n",
-         "Section  Facts\nOS           2\nX            1\nOs           1\nTotal        4\n", true},
-        {"ET|0||" + std::string(1017, 'x'),  // the last line was cut
-         "Section             Facts\nET (elapsed times)      1\nTotal                   1\n", true},
-        {"X|0|A|1\nX|0|B", "Section  Facts\nX            2\nTotal        2\n", false},
-    };
-    for (const auto& row : rows) {
-        CFactCounter counter;
-        const std::string bytes = ReportBytes(row.text);
-        counter.Add(std::as_bytes(std::span{bytes}));
-        counter.Finish();
-        EXPECT_EQ(SummaryTable(counter), row.expected);
-        EXPECT_EQ(counter.endsWhole(), row.endsWhole) << row.expected;
+    for (const Case& row :
+         Cases("summary", {"report", "second report", "text", "narrow text", "json"})) {
+        SCOPED_TRACE(row.what);
+        std::vector<NamedReport> reports{{"a.tsv", MadeReport(row["report"])}};
+        if (row.texts.contains("second report"))
+            reports.push_back({"b.tsv", MadeReport(row["second report"])});
+        EXPECT_EQ(Written(WriteProfiles, reports, ShowStyle{}), row["text"]);
+        if (row.texts.contains("narrow text")) {
+            const ShowStyle narrow{44, true, false, Charset::kUnicode, Charset::kUnicode};
+            EXPECT_EQ(Written(WriteProfiles, reports, narrow), row["narrow text"]);
+        }
+        const auto json = nlohmann::json::parse(FormatProfilesJson(reports));
+        EXPECT_EQ(json["machines"].size(), reports.size());
+        if (row.texts.contains("json")) {
+            EXPECT_EQ(json["machines"][0], nlohmann::json::parse(row["json"]));
+        }
     }
 }
 
 }  // namespace
-}  // namespace orrery
+}  // namespace orrery::report

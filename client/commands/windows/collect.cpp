@@ -14,7 +14,7 @@
 #include "client/commands/windows/collect_child.h"
 #include "client/commands/windows/report_file.h"
 #include "client/system/console.h"
-#include "client/report/summary.h"
+#include "client/report/fact_counts.h"
 #include "client/system/child_process.h"
 #include "client/system/progress_line.h"
 #include "support/unique.h"
@@ -151,7 +151,7 @@ void PrintSummary(const CFactCounter& counter, const ReportPath& path, double se
 {
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%.1f s", seconds);
-    Print(SummaryTable(counter) + "\nReport  " + ToUtf8(path.shown) + "\nTime    " + time.data() +
+    Print(FactCountTable(counter) + "\nReport  " + ToUtf8(path.shown) + "\nTime    " + time.data() +
           '\n');
 }
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "client/report/summary.h"
+#include "client/report/fact_counts.h"
 
 namespace orrery {
 

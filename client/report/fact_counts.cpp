@@ -1,4 +1,4 @@
-#include "client/report/summary.h"
+#include "client/report/fact_counts.h"
 
 #include <algorithm>
 #include <numeric>
@@ -42,7 +42,7 @@ void CFactCounter::OnFact(const report::FactView& fact)
         sections_.push_back({section, 1});
 }
 
-std::string SummaryTable(const CFactCounter& counter)
+std::string FactCountTable(const CFactCounter& counter)
 {
     constexpr std::string_view kHeading = "Section", kFacts = "Facts", kTotal = "Total";
     const std::string total = std::to_string(counter.total());

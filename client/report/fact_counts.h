@@ -41,6 +41,6 @@ private:
 };
 
 /// The counts as a table of two aligned columns with a heading and the total.
-std::string SummaryTable(const CFactCounter& counter);
+std::string FactCountTable(const CFactCounter& counter);
 
 }  // namespace orrery
