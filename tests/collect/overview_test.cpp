@@ -14,6 +14,7 @@ namespace {
 constexpr const wchar_t* kPower = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Power";
 constexpr const wchar_t* kState = L"SYSTEM\\CurrentControlSet\\Control\\SecureBoot\\State";
 constexpr const wchar_t* kTpm = L"namespace root\\CIMV2\\Security\\MicrosoftTpm\n";
+
 std::wstring Tpm(const std::wstring& activated, const std::wstring& enabled,
                  const std::wstring& version)
 {

@@ -74,24 +74,6 @@ TEST(DeviceList, TakesEveryFieldFromTheInstanceKey)
     EXPECT_EQ(bare.statusFlags, 0U);
 }
 
-TEST(VideoSources, FollowThePlatform)
-{
-    const struct {
-        PlatformVersion platform;
-        VideoSource expected;
-    } rows[] = {
-        {{2, 10, 0}, VideoSource::kDisplayDevices},
-        {{2, 5, 0}, VideoSource::kDisplayDevices},
-        {{2, 4, 0}, VideoSource::kDeviceMap},
-        {{2, 3, 51}, VideoSource::kDeviceMap},
-        {{1, 4, 10}, VideoSource::kConfigurationManager},
-        {{1, 5, 0}, VideoSource::kConfigurationManager},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(ChooseVideoSource(row.platform), row.expected)
-            << row.platform.platformId << " " << row.platform.major;
-}
-
 TEST(VideoAdapters, AreAtLeastOneWhichLeavesItsFactsAlone)
 {
     const RegistryTree machine{HKEY_LOCAL_MACHINE}, running{HKEY_DYN_DATA};
@@ -99,10 +81,8 @@ TEST(VideoAdapters, AreAtLeastOneWhichLeavesItsFactsAlone)
         for (const std::int32_t index : {-1, 0, 1000}) {
             WideString name{L"-"}, memory{L"-"}, dacType{L"-"};
             const auto count = CDevices{platform}.GetVideoAdapter(index, &name, &memory, &dacType);
-            EXPECT_GE(count, 1);
-            EXPECT_TRUE(platform.major >= 5 || count == 1) << platform.platformId;
-            const bool hasOne = platform.major >= 5 && index == 0;  // there may be a display here
-            EXPECT_TRUE(hasOne || name + memory + dacType == L"---") << platform.platformId;
+            EXPECT_EQ(count, 1) << platform.platformId;
+            EXPECT_EQ(name + memory + dacType, L"---") << platform.platformId;
         }
 }
 

@@ -82,8 +82,8 @@ TEST(WideString, ReadsAnArgumentAsTextOrAsResource)
     };
     for (const auto& row : rows) {
         const WideString text = WideString::FromArgument(row.argument);
-        EXPECT_EQ(text.size(), row.size) << row.argument;
-        EXPECT_TRUE(text.view().ends_with(row.end)) << row.argument;
+        EXPECT_EQ(text.size(), row.size) << static_cast<const void*>(row.argument);
+        EXPECT_TRUE(text.view().ends_with(row.end)) << static_cast<const void*>(row.argument);
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "sim/facts.h"
 #include "sim/simulation.h"
 #include "wmi/session.h"
 
@@ -33,9 +32,6 @@ Size = "1048576";
 };
 )";
 
-using sim::Facts;
-using sim::FactsOf;
-
 std::ptrdiff_t CountOf(const std::vector<std::string>& trace, std::string_view call)
 {
     return std::count_if(trace.begin(), trace.end(),
@@ -48,30 +44,6 @@ protected:
     sim::Simulation simulation{kMachine};
     CInvMap map;
 };
-
-TEST_F(ClassCollector, KeepsIndexesDensePastUnreadableInstances)
-{
-    {
-        CHardwareCollector collector;
-        EXPECT_EQ(CollectClass(&collector, 100, &map, descriptors::kBaseBoard), 2);
-    }
-    EXPECT_EQ(FactsOf(map), (Facts{{L"BaseBoard\\Manufacturer\\0", L"Acme"},
-                                   {L"BaseBoard\\Product\\0", L"X1"},
-                                   {L"BaseBoard\\Version\\0", L""},
-                                   {L"BaseBoard\\Manufacturer\\1", L""},
-                                   {L"BaseBoard\\Product\\1", L"X3"},
-                                   {L"BaseBoard\\Version\\1", L"r"}}));
-    EXPECT_EQ(simulation.LiveObjects(), 0);
-}
-
-TEST_F(ClassCollector, WritesNothingWithoutInstances)
-{
-    constexpr const wchar_t* kNone[] = {L"None", L"DirectX", L"DXVersion", nullptr};
-    CHardwareCollector collector;
-    EXPECT_EQ(CollectClass(&collector, 100, &map, kNone), 0);
-    EXPECT_EQ(CollectClass(&collector, 100, &map, descriptors::kSystemSlot), 0);
-    EXPECT_TRUE(map.entries().empty());
-}
 
 TEST_F(ClassCollector, TakesTheClassNameFromAStringResource)
 {
