@@ -249,14 +249,14 @@ Wlan::Interface ReadWireless(Fields& fields)
     return wireless;
 }
 
-/// A drive that tells or denies that it has a seek penalty, or that cannot be asked.
+/// A drive that tells or denies that it takes TRIM, or that cannot be asked.
 Devices::Answer ReadDrive(Fields& fields, bool canBeAsked)
 {
-    const bool hasSeekPenalty = fields.Flag(form::kIncursSeekPenalty);
+    const bool takesTrim = fields.Flag(form::kTrimEnabled);
     return [=](const DeviceCall& call) {
         if (call.code != IOCTL_STORAGE_QUERY_PROPERTY || call.output.size() != 12 || !canBeAsked)
             return false;
-        call.output[8] = hasSeekPenalty ? 1 : 0;
+        call.output[8] = takesTrim ? 1 : 0;
         return true;
     };
 }

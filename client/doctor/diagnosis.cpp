@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <set>
 #include <string_view>
+
+#include "client/doctor/lacking_keys.h"
+#include "client/report/vocabulary.h"
 
 namespace orrery::doctor {
 namespace {
@@ -164,14 +168,15 @@ void AddNamespaces(const Findings& findings, std::vector<Trouble>* troubles)
         if (outcome.ending == Ending::kAnswered || isTold[first])
             continue;
         Trouble trouble{true, "", {}, WmiAdvice(outcome, findings)};
-        std::vector<std::string> paths;  // one may be opened for several kinds of session
+        std::vector<std::string> titles;
         for (std::size_t at = first; at < all.size(); ++at) {
             if (all[at].outcome.ending != outcome.ending || all[at].outcome.error != outcome.error)
                 continue;
             isTold[at] = true;
-            if (std::find(paths.begin(), paths.end(), all[at].path) == paths.end()) {
-                trouble.what += (paths.empty() ? "" : ", ") + all[at].path;
-                paths.push_back(all[at].path);
+            if (const std::string title = TitleOf(all[at]);
+                std::find(titles.begin(), titles.end(), title) == titles.end()) {
+                trouble.what += (titles.empty() ? "" : ", ") + title;
+                titles.push_back(title);
             }
             for (const ClassFinding& asked : findings.classes)
                 if (asked.wmiNamespace == at)
@@ -188,7 +193,7 @@ std::string Title(const ClassFinding& asked, const Findings& findings)
             : asked.asking == Asking::kQuery ? "Query for "
                                              : "Method ") +
            asked.name + (asked.method.empty() ? "" : '.' + asked.method) + " in " +
-           findings.namespaces[asked.wmiNamespace].path;
+           TitleOf(findings.namespaces[asked.wmiNamespace]);
 }
 
 /// Keys whose property has no value, though there are instances.
@@ -341,7 +346,69 @@ void AddScsi(const Findings& findings, std::vector<Trouble>* troubles)
          outcome.error == kAccessDenied ? RefusalAdvice(findings, kNoPort) : std::string{kNoPort}});
 }
 
+bool IsFinished(const Rehearsal& rehearsal, std::string_view key)
+{
+    const std::size_t dot = key.find('.');
+    const report::Term* const term = report::FindTerm(key.substr(0, dot), key.substr(dot + 1));
+    const auto& open = rehearsal.unfinished;
+    return term != nullptr && std::find(open.begin(), open.end(), term->category) == open.end();
+}
+
+/// Corrects what troubles cost by what the rehearsal lacks, and adds a note on what no trouble
+/// explains. A note that costs nothing is none.
+void CorrectLosses(const Rehearsal& rehearsal, std::vector<Trouble>* troubles)
+{
+    const std::vector<LackingKey> lacking = LackingKeys(rehearsal);
+    std::set<std::string> named;
+    for (Trouble& trouble : *troubles) {
+        std::vector<Loss> losses;
+        for (const Loss& loss : trouble.losses)
+            for (const std::string& key : loss.keys) {
+                const auto found =
+                    std::find_if(lacking.begin(), lacking.end(),
+                                 [&key](const LackingKey& each) { return each.key == key; });
+                const bool hasValue =
+                    loss.without == Without::kZero || loss.without == Without::kStandIn;
+                if (found != lacking.end()) {
+                    AddLoss(&losses, {{key}, found->as, ""});
+                    named.insert(key);
+                } else if (hasValue || !IsFinished(rehearsal, key)) {
+                    AddLoss(&losses, {{key}, loss.without, loss.standIn});
+                }
+            }
+        trouble.losses = std::move(losses);
+    }
+    std::erase_if(*troubles,
+                  [](const Trouble& each) { return !each.isMissing && each.losses.empty(); });
+    std::vector<Trouble> notes;
+    for (const LackingKey& each : lacking) {
+        if (named.contains(each.key))
+            continue;
+        const LackReason reason = ReasonOf(each.key);
+        auto note = std::find_if(notes.begin(), notes.end(), [&reason](const Trouble& other) {
+            return other.what == reason.what;
+        });
+        if (note == notes.end())
+            note = notes.insert(notes.end(),
+                                {false, std::string{reason.what}, {}, std::string{reason.advice}});
+        AddLoss(&note->losses, {{each.key}, each.as, ""});
+    }
+    troubles->insert(troubles->end(), notes.begin(), notes.end());
+    for (const std::string& category : rehearsal.unfinished)
+        troubles->push_back({true,
+                             "Collecting for the category " + category + " takes longer than " +
+                                 std::to_string(rehearsal.timeoutSeconds) +
+                                 " s, and may hold up the whole run",
+                             {},
+                             std::string{kRestart}});
+}
+
 }  // namespace
+
+std::string TitleOf(const NamespaceFinding& found)
+{
+    return found.path + (found.use.empty() ? "" : " for " + found.use);
+}
 
 std::vector<Trouble> Diagnose(const Findings& findings)
 {
@@ -351,6 +418,8 @@ std::vector<Trouble> Diagnose(const Findings& findings)
         AddClass(asked, findings, &troubles);
     AddScsi(findings, &troubles);
     AddWireless(findings, &troubles);
+    if (findings.rehearsal)
+        CorrectLosses(*findings.rehearsal, &troubles);
     std::stable_partition(troubles.begin(), troubles.end(),
                           [](const Trouble& trouble) { return trouble.isMissing; });
     return troubles;

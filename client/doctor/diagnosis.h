@@ -23,8 +23,12 @@ struct Trouble {
     std::string advice;
 };
 
+/// A namespace, and the session to it where there are several.
+std::string TitleOf(const NamespaceFinding& found);
+
 /// Says what is missing for the library, what that costs the report and what to do about it, what is
-/// missing before what is only noted.
+/// missing before what is only noted. With a rehearsal the keys that are said to be left out or empty
+/// are those that it lacks or holds empty in any instance, of the categories that it finished.
 std::vector<Trouble> Diagnose(const Findings& findings);
 
 /// Whether anything is missing, as opposed to noted.

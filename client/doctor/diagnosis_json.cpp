@@ -31,6 +31,8 @@ Json JsonOf(const NamespaceFinding& each)
 {
     Json json;
     json["path"] = each.path;
+    if (!each.use.empty())
+        json["use"] = each.use;
     AddOutcome(&json, each.outcome);
     if (each.outcome.ending == Ending::kAnswered)
         json["connectMilliseconds"] = each.milliseconds;
@@ -41,7 +43,10 @@ Json JsonOf(const ClassFinding& asked, const Findings& findings)
 {
     Json json;
     json["name"] = asked.name;
-    json["namespace"] = findings.namespaces[asked.wmiNamespace].path;
+    const NamespaceFinding& space = findings.namespaces[asked.wmiNamespace];
+    json["namespace"] = space.path;
+    if (!space.use.empty())
+        json["use"] = space.use;
     json["by"] = InWords(asked.asking);
     if (!asked.method.empty())
         json["method"] = asked.method;

@@ -71,7 +71,7 @@ report::Section NamespaceSection(const Findings& findings)
         const auto index = static_cast<std::int32_t>(section.instances.size());
         const bool isOpen = each.outcome.ending == Ending::kAnswered;
         section.instances.push_back({index,
-                                     {{"Name", ShortPath(each.path)},
+                                     {{"Name", ShortPath(TitleOf(each))},
                                       {"Connect", isOpen ? std::to_string(each.milliseconds) : ""},
                                       {"Result", isOpen ? "open" : OutcomeText(each.outcome)}}});
     }

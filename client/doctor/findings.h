@@ -29,6 +29,8 @@ struct NamespaceFinding {
     std::string path;
     Outcome outcome;
     unsigned milliseconds = 0;  ///< until the session was open
+    /// What the session is for, where there are several to a namespace; else empty.
+    std::string use{};
 };
 
 /// What becomes of keys of the report when the answer that feeds them is missing.
@@ -97,6 +99,20 @@ struct ScsiFinding {
     std::size_t drives = 0;      ///< that answer there
 };
 
+/// A fact that a report would tell, without its value.
+struct Fact {
+    std::string section, property;
+    std::int32_t index = 0;
+    bool isEmpty = false;
+};
+
+/// A collection without a report.
+struct Rehearsal {
+    unsigned timeoutSeconds = 0;  ///< for each category
+    std::vector<Fact> facts;
+    std::vector<std::string> unfinished;  ///< categories that took longer
+};
+
 /// What a machine answers to what the library asks.
 struct Findings {
     unsigned timeoutSeconds = 0;
@@ -107,6 +123,7 @@ struct Findings {
     std::vector<ClassFinding> classes;
     WlanFinding wlan;
     ScsiFinding scsi;
+    std::optional<Rehearsal> rehearsal;
 };
 
 }  // namespace orrery::doctor

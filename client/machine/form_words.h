@@ -98,7 +98,7 @@ inline constexpr std::string_view kSize = "Size";
 inline constexpr std::string_view kFreeSpace = "FreeSpace";
 
 // Of an item that begins with "drive".
-inline constexpr std::string_view kIncursSeekPenalty = "IncursSeekPenalty";
+inline constexpr std::string_view kTrimEnabled = "TrimEnabled";
 
 // Of an item that begins with "display".
 inline constexpr std::string_view kName = "Name";

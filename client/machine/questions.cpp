@@ -172,7 +172,7 @@ std::vector<WmiQuestion> AllWmiQuestions()
     add(Query(kStorage, kPhysicalDiskQuery, false,
               {Alike({{{"SerialNumber", ""}, {"MediaType", "DiskDrive.DiskType"}},
                       Without::kStandIn,
-                      "whether the drive has a seek penalty"})}));
+                      "whether the drive takes TRIM"})}));
     add(Query(kTpm, kTpmQuery, true, TpmFeeds()));
     const auto volumes =
         add(About(kVolumes, nullptr,
@@ -192,9 +192,9 @@ std::vector<WmiQuestion> AllWmiQuestions()
     return all;
 }
 
-WmiNamespace NamespaceOf(const WqlQuery& query)
+WmiNamespace NamespaceOf(const WqlQuery& query, const char* use = "")
 {
-    return {query.wmiNamespace, query.refused};
+    return {query.wmiNamespace, query.refused, use};
 }
 
 }  // namespace
@@ -205,9 +205,9 @@ WmiNamespace NamespaceOf(const WqlQuery& query)
 const std::vector<WmiNamespace>& WmiNamespaces()
 {
     static const auto& kNamespaces = *new std::vector<WmiNamespace>{
-        {kDefaultNamespace, std::nullopt},
-        NamespaceOf(kAdapterQuery),
-        NamespaceOf(kDriveQuery),
+        {kDefaultNamespace, std::nullopt, "classes"},
+        NamespaceOf(kAdapterQuery, "network adapters"),
+        NamespaceOf(kDriveQuery, "drives"),
         NamespaceOf(kPhysicalDiskQuery),
         NamespaceOf(kTpmQuery),
         NamespaceOf(kEncryptableVolumeQuery),

@@ -22,6 +22,7 @@ struct WmiNamespace {
     const wchar_t* path;  ///< spelled as the library spells it
     /// How OpenSession opens it; nothing for OpenDefaultSession, which classes are enumerated with.
     std::optional<RefusedBlanket> refused;
+    const char* use;  ///< as NamespaceFinding::use
 };
 
 /// The namespaces, in an order to which WmiQuestion::wmiNamespace counts.

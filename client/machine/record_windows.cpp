@@ -12,8 +12,8 @@
 #include "client/machine/record.h"
 #include "native/adapter_lists.h"
 #include "native/computer_system.h"
+#include "native/drive_trim.h"
 #include "native/local_drive.h"
-#include "native/seek_penalty.h"
 #include "native/user_context.h"
 #include "support/library.h"
 #include "support/text.h"
@@ -136,8 +136,8 @@ Record AskDrive(int number)
     if (!drive)
         return {};
     Item item{.heading = "drive " + ToUtf8(path)};
-    if (const auto penalty = ReadSeekPenalty(drive.get()))
-        item.values.push_back(FlagValue("IncursSeekPenalty", *penalty));
+    if (const auto takesTrim = ReadTrim(drive.get()))
+        item.values.push_back(FlagValue("TrimEnabled", *takesTrim));
     return {.items = {item}, .problems = {}};
 }
 

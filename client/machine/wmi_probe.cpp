@@ -222,7 +222,7 @@ doctor::NamespaceFinding ProbeNamespace(const WmiNamespace& wanted, std::chrono:
         return std::pair{session ? Outcome{Ending::kAnswered, 0} : OutcomeOf(session.result),
                          MillisecondsSince(start)};
     };
-    doctor::NamespaceFinding finding{ToUtf8(wanted.path), {Ending::kNoAnswer, 0}, 0};
+    doctor::NamespaceFinding finding{ToUtf8(wanted.path), {Ending::kNoAnswer, 0}, 0, wanted.use};
     if (const auto answer = AskWithin(limit, ask)) {
         finding.outcome = answer->first;
         finding.milliseconds = answer->second;

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "collect/drive_tables.h"
+#include "native/drive_trim.h"
 #include "native/physical_drive.h"
-#include "native/seek_penalty.h"
 #include "support/text.h"
 #include "wmi/property_text.h"
 

@@ -18,8 +18,10 @@ struct OsVersion {
     std::uint16_t suites = 0;      ///< VER_SUITE_ flags
     std::uint8_t productType = 0;  ///< VER_NT_WORKSTATION (1) or one of the servers
 
-    std::uint16_t architecture = 0;  ///< of the processor itself, a PROCESSOR_ARCHITECTURE_ number
-    bool isServerR2 = false;         ///< SM_SERVERR2
+    /// A PROCESSOR_ARCHITECTURE_ number: of the processor itself for a 32-bit process on a 64-bit
+    /// system, but of an x64 one for an x64 process on an ARM64 PC.
+    std::uint16_t architecture = 0;
+    bool isServerR2 = false;    ///< SM_SERVERR2
     std::uint32_t edition = 0;  ///< a PRODUCT_ number of GetProductInfo; asked from version 6 on
     std::wstring
         productOptions{};  ///< "ProductType" of the product options; read unless isExtended

@@ -9,6 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include "client/doctor/diagnosis_text.h"
+#include "client/doctor/words.h"
+#include "client/report/vocabulary.h"
 #include "report/case_file.h"
 
 namespace orrery::doctor {
@@ -169,6 +171,56 @@ TEST(Diagnosis, PutsKeysTogetherThatShareAFate)
     EXPECT_EQ(Told(Diagnose(findings)),
               "note: Win32_BIOS in root\\a gives no A, B, C\n"
               "  word: K.A\n  other: K.D\n  empty: K.B\n  left out: K.C\n  advice: blank\n");
+}
+
+TEST(Diagnosis, NamesWhatARehearsalLacksAndNothingElse)
+{
+    Findings findings = Sound();
+    findings.namespaces = {{"root\\a", kAnswered, 3, "classes"},
+                           {"root\\a", Failed(5), 0, "drives"}};
+    findings.classes = {
+        Answered(0, "Win32_BIOS", Asking::kClass, "Version", "BIOS.Version", Without::kEmpty),
+        Answered(1, "Win32_DiskDrive", Asking::kQuery, "Size", "DiskDrive.Size", Without::kStandIn,
+                 "ports"),
+        Answered(1, "Win32_Tpm", Asking::kQuery, "A", "SystemOverview.TpmActivated",
+                 Without::kZero)};
+    findings.classes[0].withoutValue = {"Version"};  // a note on what the report has all the same
+    Rehearsal& rehearsal = findings.rehearsal.emplace();
+    rehearsal = {21, {}, {"Video"}};
+    // Everything is there, but ...
+    for (const report::Term& term : report::Vocabulary())
+        for (const std::int32_t index : {0, 1})
+            if (!term.category.empty() && (index == 0 || term.role != report::Role::kWholeSection))
+                rehearsal.facts.push_back({std::string{term.section}, std::string{term.property},
+                                           index, term.category == "Video"});
+    std::erase_if(rehearsal.facts, [](const Fact& fact) {
+        return (fact.property == "MediaType" && fact.index == 1) ||
+               (fact.section == "DiskDrive" && fact.property == "Size") ||
+               fact.section == "BaseBoard";
+    });
+    for (Fact& fact : rehearsal.facts)
+        fact.isEmpty |= fact.property == "AverageBootTime";
+    std::string told;
+    for (const Trouble& trouble : Diagnose(findings)) {
+        told += trouble.what.substr(0, trouble.what.find(':')) + '\n';
+        for (const Loss& loss : trouble.losses)
+            for (const std::string& key : loss.keys)
+                told += "  " + key + ' ' + InWords(loss.without) + '\n';
+    }
+    EXPECT_EQ(told,
+              "root\\a for drives cannot be opened\n"
+              "  DiskDrive.Size left out\n"
+              "  SystemOverview.TpmActivated 0\n"
+              "Collecting for the category Video takes longer than 21 s, and may hold up the whole "
+              "run\n"
+              "What was asked has no value for it\n"
+              "  BaseBoard.Manufacturer left out\n"
+              "  BaseBoard.Product left out\n"
+              "  BaseBoard.Version left out\n"
+              "WMI has no kind of medium for the caption of a drive\n"
+              "  DiskDrive.MediaType left out\n"
+              "Windows keeps no time that the firmware took to start\n"
+              "  SystemOverview.AverageBootTime empty\n");
 }
 
 TEST(Diagnosis, IsReadByPrograms)

@@ -4,15 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "client/doctor/diagnosis.h"
 #include "client/machine/record.h"
+#include "client/machine/rehearsal.h"
+#include "client/machine/system_probe.h"
+#include "client/machine/wmi_probe.h"
+#include "client/report/vocabulary.h"
 #include "sim/whole_machine.h"
 
 namespace orrery {
@@ -102,6 +110,58 @@ TEST_P(RecordingOf, TheMachineGivesTheSameReport)
         EXPECT_TRUE(machine.wlan().blocks.empty());
     }
     EXPECT_EQ(ReportOfText(text), ExpectedReport(GetParam())) << text;
+}
+
+/// The keys that a report of lines "section, index, property, value" lacks or holds empty in one of a
+/// section's instances.
+std::set<std::string> KeysWithoutValue(const std::filesystem::path& file)
+{
+    std::map<std::string, std::map<std::string, std::pair<int, int>>> found;  // lines and values
+    std::ifstream lines{file};
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream fields{line};
+        std::string section, index, property, value;
+        std::getline(fields, section, '\t');
+        std::getline(fields, index, '\t');
+        std::getline(fields, property, '\t');
+        std::getline(fields, value, '\t');
+        auto& [count, values] = found[section][property];
+        ++count;
+        values += value.empty() ? 0 : 1;
+    }
+    std::set<std::string> keys;
+    for (const report::Term& term : report::Vocabulary()) {
+        const std::string section{term.section}, property{term.property};
+        const bool isSingle = property == "MemorySlots";
+        int instances = 1;
+        for (const auto& [name, counts] : found[section])
+            if (!isSingle && name != "MemorySlots")
+                instances = std::max(instances, counts.first);
+        if (!term.category.empty() && found[section][property].second < instances)
+            keys.insert(section + '.' + property);
+    }
+    return keys;
+}
+
+TEST_P(ReportOf, TheDoctorNamesTheKeysThatItLacksOrHoldsEmpty)
+{
+    const sim::WholeMachine machine{MachineFile(GetParam())};
+    doctor::Findings findings;
+    machine.Run(machine.platform.processors, [&findings] {
+        const auto quiet = [](const std::string&) {};
+        machine::ProbeSystem(std::chrono::seconds{30}, &findings);
+        machine::ProbeWmi(std::chrono::seconds{30}, quiet, &findings);
+        findings.rehearsal = machine::RehearseReport(std::chrono::seconds{30}, quiet);
+    });
+    std::set<std::string> named;
+    for (const auto& trouble : doctor::Diagnose(findings)) {
+        EXPECT_NE(trouble.what, "");
+        for (const auto& loss : trouble.losses)
+            if (loss.without == doctor::Without::kLeftOut ||
+                loss.without == doctor::Without::kEmpty)
+                named.insert(loss.keys.begin(), loss.keys.end());
+    }
+    EXPECT_EQ(named, KeysWithoutValue(kData / "reports" / (GetParam() + ".tsv")));
 }
 
 std::string TestName(const testing::TestParamInfo<std::string>& row)

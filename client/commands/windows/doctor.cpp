@@ -9,6 +9,7 @@
 #include "client/system/console.h"
 #include "client/doctor/diagnosis.h"
 #include "client/doctor/diagnosis_text.h"
+#include "client/machine/rehearsal.h"
 #include "client/machine/system_probe.h"
 #include "client/machine/wmi_probe.h"
 #include "client/system/output_file.h"
@@ -23,6 +24,9 @@ struct DoctorOptions {
     std::uint32_t timeout = 10;
 };
 
+/// A category asks several questions.
+constexpr int kQuestionsOfACategory = 3;
+
 doctor::Findings ExamineMachine(std::chrono::seconds limit)
 {
     CProgressLine progress{true};
@@ -33,6 +37,9 @@ doctor::Findings ExamineMachine(std::chrono::seconds limit)
     machine::ProbeWmi(
         limit, [&progress](const std::string& what) { progress.Show("Asking " + what); },
         &findings);
+    findings.rehearsal = machine::RehearseReport(
+        kQuestionsOfACategory * limit,
+        [&progress](const std::string& what) { progress.Show("Collecting " + what); });
     return findings;
 }
 
@@ -66,9 +73,10 @@ void AddDoctorCommand(CCommandLine& commandLine, ExitCode* result)
     command.SecondsOption("--timeout", 1, 3600, &options->timeout,
                           "Give up a single question after this time, up to an hour");
     command.Footer(
-        "Asks Windows what the library asks, question by question, and says which keys of the\n"
-        "report go without an answer and what to do about it. Writes no report and changes\n"
-        "nothing. Run it with the rights, and as the user, that the inventory runs with.\n\n"
+        "Asks Windows what the library asks, question by question, then collects as the library\n"
+        "does, and says which keys a report would lack or hold empty, why, and what to do about\n"
+        "it. Writes no report and changes nothing. Run it with the rights, and as the user, that\n"
+        "the inventory runs with.\n\n"
         "Examples:\n  orreryctl doctor\n  orreryctl doctor --to json -o doctor.json\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
                      kNoOfDoctor));

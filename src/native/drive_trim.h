@@ -11,14 +11,15 @@ namespace orrery {
 /// @param devicePath such as "\\.\PHYSICALDRIVE0"
 UniqueFile OpenDrive(const wchar_t* devicePath);
 
-/// Asks an open drive whether it incurs a seek penalty.
-/// @return the flag as the drive gives it; nothing when it does not tell
-std::optional<bool> ReadSeekPenalty(HANDLE drive);
+/// Asks an open drive whether it takes TRIM commands.
+/// @return nothing when it does not tell
+std::optional<bool> ReadTrim(HANDLE drive);
 
-/// Asks a drive itself whether it is a solid state drive. Opening a drive takes administrative
-/// rights.
+/// Asks a drive itself what kind it is, by whether it takes TRIM: solid state drives do, unless what
+/// they are connected by passes none; so do thin virtual disks and shingled hard disks. Opening a drive
+/// takes administrative rights.
 /// @param devicePath such as "\\.\PHYSICALDRIVE0"
 /// @return "SSD" or "HDD"; empty when the drive cannot be opened or does not tell
-WideString ReadDiskType(const wchar_t* devicePath);
+WideString ProbeDiskType(const wchar_t* devicePath);
 
 }  // namespace orrery

@@ -1,4 +1,4 @@
-#include "native/seek_penalty.h"
+#include "native/drive_trim.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 namespace orrery {
 namespace {
 
-TEST(SeekPenalty, ReadsASetFlagAsSolidState)
+TEST(DriveTrim, MakesADriveASolidStateDrive)
 {
     const struct {
         DWORD returned;

@@ -1,4 +1,4 @@
-#include "native/seek_penalty.h"
+#include "native/drive_trim.h"
 
 #include <windows.h>
 #include <winioctl.h>
@@ -6,12 +6,9 @@
 namespace orrery {
 namespace {
 
-// By number, since the SDK's headers name the property differently from the descriptor that is
-// read from it.
-constexpr auto kSeekPenaltyProperty = static_cast<STORAGE_PROPERTY_ID>(8);
-
+static_assert(StorageDeviceTrimProperty == 8);
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
-static_assert(sizeof(DEVICE_SEEK_PENALTY_DESCRIPTOR) == 12);
+static_assert(sizeof(DEVICE_TRIM_DESCRIPTOR) == 12);
 
 }  // namespace
 
@@ -22,28 +19,27 @@ UniqueFile OpenDrive(const wchar_t* devicePath)
                                   nullptr)};
 }
 
-std::optional<bool> ReadSeekPenalty(HANDLE drive)
+std::optional<bool> ReadTrim(HANDLE drive)
 {
     STORAGE_PROPERTY_QUERY query{};
-    query.PropertyId = kSeekPenaltyProperty;
+    query.PropertyId = StorageDeviceTrimProperty;
     query.QueryType = PropertyStandardQuery;
-    DEVICE_SEEK_PENALTY_DESCRIPTOR answer{};
+    DEVICE_TRIM_DESCRIPTOR answer{};
     DWORD returned = 0;
     if (!DeviceIoControl(drive, IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, &answer,
                          sizeof answer, &returned, nullptr) ||
         returned != sizeof answer)
         return std::nullopt;
-    return answer.IncursSeekPenalty != FALSE;
+    return answer.TrimEnabled != FALSE;
 }
 
-WideString ReadDiskType(const wchar_t* devicePath)
+WideString ProbeDiskType(const wchar_t* devicePath)
 {
     const UniqueFile drive = OpenDrive(devicePath);
-    const auto penalty = drive ? ReadSeekPenalty(drive.get()) : std::nullopt;
-    if (!penalty)
+    const auto takesTrim = drive ? ReadTrim(drive.get()) : std::nullopt;
+    if (!takesTrim)
         return {};
-    // The reverse of what the field's name says, and intended: a set flag is a solid state drive's.
-    return *penalty ? L"SSD" : L"HDD";
+    return *takesTrim ? L"SSD" : L"HDD";
 }
 
 }  // namespace orrery
