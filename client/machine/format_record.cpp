@@ -74,12 +74,12 @@ std::wstring FormatBytes(std::span<const std::uint8_t> bytes, wchar_t separator)
     return text;
 }
 
-Value TextValue(std::string_view name, std::wstring_view text)
+Value NamedText(std::string_view name, std::wstring_view text)
 {
     return {.name = std::string{name}, .parts = {ToUtf8(text)}};
 }
 
-Value NumberValue(std::string_view name, std::int64_t number)
+Value NamedNumber(std::string_view name, std::int64_t number)
 {
     const bool isShort = number >= INT32_MIN && number <= UINT32_MAX;
     return {.name = std::string{name},
@@ -87,7 +87,7 @@ Value NumberValue(std::string_view name, std::int64_t number)
             .spelling = isShort ? Value::Spelling::kBare : Value::Spelling::kQuoted};
 }
 
-Value WordValue(std::string_view name, std::string_view word)
+Value NamedWord(std::string_view name, std::string_view word)
 {
     return {.name = std::string{name},
             .parts = {std::string{word}},

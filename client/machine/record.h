@@ -26,11 +26,11 @@ struct Value {
 /// Bytes as two hexadecimal digits each.
 std::wstring FormatBytes(std::span<const std::uint8_t> bytes, wchar_t separator);
 
-Value TextValue(std::string_view name, std::wstring_view text);
+Value NamedText(std::string_view name, std::wstring_view text);
 /// A number; one of more than 32 bits stands in quotes.
-Value NumberValue(std::string_view name, std::int64_t number);
+Value NamedNumber(std::string_view name, std::int64_t number);
 /// TRUE, FALSE or NULL.
-Value WordValue(std::string_view name, std::string_view word);
+Value NamedWord(std::string_view name, std::string_view word);
 
 /// One line that begins something, with the values that belong to it.
 struct Item {
@@ -52,7 +52,7 @@ void RecordWindows(Record* record);
 void RecordWmi(Record* record);
 
 /// The part of RecordWindows that the WLAN service answers, for as long as that takes.
-Record AskWireless();
+Record ReadWireless();
 /// The part of RecordWindows that is read from the registry.
 void RecordRegistry(Record* record);
 

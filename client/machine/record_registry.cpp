@@ -26,9 +26,9 @@ std::optional<Value> ValueOf(const wchar_t* name, const RegistryValue& stored)
 {
     const auto* const number = stored.bytes.data();
     if (stored.type == REG_DWORD && stored.bytes.size() == 4)
-        return NumberValue(ToUtf8(name), *reinterpret_cast<const std::uint32_t*>(number));
+        return NamedNumber(ToUtf8(name), *reinterpret_cast<const std::uint32_t*>(number));
     if (stored.type == REG_SZ || stored.type == REG_EXPAND_SZ) {
-        Value value = TextValue(ToUtf8(name), TextOfBytes(stored.bytes));
+        Value value = NamedText(ToUtf8(name), TextOfBytes(stored.bytes));
         value.typeWord = stored.type == REG_SZ ? "" : "REG_EXPAND_SZ";
         return value;
     }
@@ -43,10 +43,10 @@ std::optional<Value> ValueOf(const wchar_t* name, const RegistryValue& stored)
     }
     if (stored.type != REG_BINARY && stored.type != REG_QWORD)
         return std::nullopt;
-    Value value = TextValue(ToUtf8(name), FormatBytes(stored.bytes, L' '));
+    Value value = NamedText(ToUtf8(name), FormatBytes(stored.bytes, L' '));
     value.typeWord = "REG_BINARY";
     if (stored.type == REG_QWORD && stored.bytes.size() == 8) {
-        value = NumberValue(value.name, *reinterpret_cast<const std::int64_t*>(number));
+        value = NamedNumber(value.name, *reinterpret_cast<const std::int64_t*>(number));
         value.typeWord = "REG_QWORD";
     }
     return value;
@@ -113,9 +113,9 @@ private:
         for (const DisplayDevice& device : EnumerateDisplayDevices(&EnumDisplayDevicesW)) {
             record_->items.push_back(
                 {.heading = "display",
-                 .values = {TextValue("Name", device.deviceString),
-                            TextValue("Id", device.deviceId), TextValue("Key", device.deviceKey),
-                            NumberValue("Flags", device.stateFlags)}});
+                 .values = {NamedText("Name", device.deviceString),
+                            NamedText("Id", device.deviceId), NamedText("Key", device.deviceKey),
+                            NamedNumber("Flags", device.stateFlags)}});
             if (const std::wstring key = DriverKeyPath(device.deviceKey); !key.empty())
                 RecordKey(key,
                           {L"InstalledDisplayDrivers", L"HardwareInformation.MemorySize",

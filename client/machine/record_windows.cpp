@@ -28,12 +28,12 @@ constexpr std::chrono::seconds kLimit{30};
 void AddAnsi(std::string_view name, std::span<const char> field, Item* item)
 {
     if (const std::wstring text = FromAnsi(field); !text.empty())
-        item->values.push_back(TextValue(name, text));
+        item->values.push_back(NamedText(name, text));
 }
 
 Value FlagValue(std::string_view name, bool flag)
 {
-    return WordValue(name, flag ? "TRUE" : "FALSE");
+    return NamedWord(name, flag ? "TRUE" : "FALSE");
 }
 
 void AddVersion(Item* item)
@@ -42,19 +42,19 @@ void AddVersion(Item* item)
     version.dwOSVersionInfoSize = sizeof version;
     if (!GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)))
         return;
-    item->values.push_back(TextValue("Version", std::to_wstring(version.dwMajorVersion) + L'.' +
+    item->values.push_back(NamedText("Version", std::to_wstring(version.dwMajorVersion) + L'.' +
                                                     std::to_wstring(version.dwMinorVersion) + L'.' +
                                                     std::to_wstring(version.dwBuildNumber)));
-    item->values.push_back(NumberValue("PlatformId", version.dwPlatformId));
-    item->values.push_back(NumberValue("ProductType", version.wProductType));
-    item->values.push_back(NumberValue("SuiteMask", version.wSuiteMask));
+    item->values.push_back(NamedNumber("PlatformId", version.dwPlatformId));
+    item->values.push_back(NamedNumber("ProductType", version.wProductType));
+    item->values.push_back(NamedNumber("SuiteMask", version.wSuiteMask));
     if (version.szCSDVersion[0] != L'\0')
-        item->values.push_back(TextValue("ServicePack", version.szCSDVersion));
+        item->values.push_back(NamedText("ServicePack", version.szCSDVersion));
     const auto getProductInfo = FindFunction<decltype(&GetProductInfo)>(
         GetModuleHandleW(L"kernel32.dll"), "GetProductInfo");
     DWORD edition = 0;
     if (getProductInfo != nullptr && getProductInfo(6, 0, 0, 0, &edition))
-        item->values.push_back(NumberValue("Edition", edition));
+        item->values.push_back(NamedNumber("Edition", edition));
 }
 
 void AddZone(Item* item)
@@ -63,12 +63,12 @@ void AddZone(Item* item)
     const DWORD result = GetTimeZoneInformation(&zone);
     if (result == TIME_ZONE_ID_INVALID)
         return;
-    item->values.push_back(NumberValue("ZoneResult", result));
-    item->values.push_back(NumberValue("Bias", zone.Bias));
-    item->values.push_back(NumberValue("StandardBias", zone.StandardBias));
-    item->values.push_back(NumberValue("DaylightBias", zone.DaylightBias));
-    item->values.push_back(TextValue("StandardName", zone.StandardName));
-    item->values.push_back(TextValue("DaylightName", zone.DaylightName));
+    item->values.push_back(NamedNumber("ZoneResult", result));
+    item->values.push_back(NamedNumber("Bias", zone.Bias));
+    item->values.push_back(NamedNumber("StandardBias", zone.StandardBias));
+    item->values.push_back(NamedNumber("DaylightBias", zone.DaylightBias));
+    item->values.push_back(NamedText("StandardName", zone.StandardName));
+    item->values.push_back(NamedText("DaylightName", zone.DaylightName));
 }
 
 /// The user at the console, as the library finds one.
@@ -79,37 +79,37 @@ void AddUser(Item* item)
     std::array<wchar_t, 1024> name{};
     DWORD size = static_cast<DWORD>(name.size());
     if (GetUserNameW(name.data(), &size))
-        item->values.push_back(TextValue("UserName", name.data()));
+        item->values.push_back(NamedText("UserName", name.data()));
     user.EndImpersonation();
 }
 
-Record AskSystem()
+Record ReadSystem()
 {
     Item item{.heading = "system"};
     SYSTEM_INFO system{};
     GetSystemInfo(&system);
-    item.values.push_back(NumberValue("Processors", system.dwNumberOfProcessors));
+    item.values.push_back(NamedNumber("Processors", system.dwNumberOfProcessors));
     GetNativeSystemInfo(&system);
-    item.values.push_back(NumberValue("Architecture", system.wProcessorArchitecture));
+    item.values.push_back(NamedNumber("Architecture", system.wProcessorArchitecture));
     AddVersion(&item);
     if (const WideString host = GetPhysicalHostName(); !host.empty())
-        item.values.push_back(TextValue("HostName", host.view()));
+        item.values.push_back(NamedText("HostName", host.view()));
     AddUser(&item);
     MEMORYSTATUSEX memory{};
     memory.dwLength = sizeof memory;
     if (GlobalMemoryStatusEx(&memory))
         item.values.push_back(
-            NumberValue("Memory", static_cast<std::int64_t>(memory.ullTotalPhys)));
+            NamedNumber("Memory", static_cast<std::int64_t>(memory.ullTotalPhys)));
     AddZone(&item);
     return {.items = {item}, .problems = {}};
 }
 
-Record AskVolume(wchar_t letter)
+Record ReadVolume(wchar_t letter)
 {
     const std::wstring root = letter + std::wstring{L":\\"};
     const UINT type = GetDriveTypeW(root.c_str());
     Item item{.heading = "volume " + ToUtf8(root.substr(0, 2))};
-    item.values.push_back(NumberValue("Type", type));
+    item.values.push_back(NamedNumber("Type", type));
     if (!IsListedDrive(type, false))
         return {.items = {item}, .problems = {}};  // the report does not ask more of it
     std::array<wchar_t, MAX_PATH + 1> label{}, fileSystem{};
@@ -121,15 +121,15 @@ Record AskVolume(wchar_t letter)
     const VolumeSpace space = ReadVolumeSpace(root.c_str(), &GetDiskFreeSpaceExW);
     std::array<wchar_t, 9> digits{};
     std::swprintf(digits.data(), digits.size(), L"%08lX", serial);
-    item.values.push_back(TextValue("FileSystem", fileSystem.data()));
-    item.values.push_back(TextValue("Label", label.data()));
-    item.values.push_back(TextValue("Serial", digits.data()));
-    item.values.push_back(NumberValue("Size", static_cast<std::int64_t>(space.total)));
-    item.values.push_back(NumberValue("FreeSpace", static_cast<std::int64_t>(space.free)));
+    item.values.push_back(NamedText("FileSystem", fileSystem.data()));
+    item.values.push_back(NamedText("Label", label.data()));
+    item.values.push_back(NamedText("Serial", digits.data()));
+    item.values.push_back(NamedNumber("Size", static_cast<std::int64_t>(space.total)));
+    item.values.push_back(NamedNumber("FreeSpace", static_cast<std::int64_t>(space.free)));
     return {.items = {item}, .problems = {}};
 }
 
-Record AskDrive(int number)
+Record ReadDrive(int number)
 {
     const std::wstring path = L"\\\\.\\PHYSICALDRIVE" + std::to_wstring(number);
     const UniqueFile drive = OpenDrive(path.c_str());
@@ -146,24 +146,24 @@ Item ItemOf(const IP_ADAPTER_INFO& adapter, const WideString& dnsServer)
     Item item{.heading = "adapter"};
     AddAnsi("Description", adapter.Description, &item);
     item.values.push_back(
-        TextValue("Address", FormatBytes(std::span{adapter.Address}.first(6), L'-')));
-    item.values.push_back(NumberValue("Type", adapter.Type));
+        NamedText("Address", FormatBytes(std::span{adapter.Address}.first(6), L'-')));
+    item.values.push_back(NamedNumber("Type", adapter.Type));
     AddAnsi("IPAddress", adapter.IpAddressList.IpAddress.String, &item);
     AddAnsi("IPSubnet", adapter.IpAddressList.IpMask.String, &item);
     AddAnsi("Gateway", adapter.GatewayList.IpAddress.String, &item);
     AddAnsi("DHCPServer", adapter.DhcpServer.IpAddress.String, &item);
     AddAnsi("WINSServer", adapter.PrimaryWinsServer.IpAddress.String, &item);
     if (!dnsServer.empty())
-        item.values.push_back(TextValue("DNSServer", dnsServer.view()));
+        item.values.push_back(NamedText("DNSServer", dnsServer.view()));
     item.values.push_back(FlagValue("DHCPEnabled", adapter.DhcpEnabled != 0));
     if (adapter.DhcpEnabled != 0) {
-        item.values.push_back(NumberValue("LeaseObtained", adapter.LeaseObtained));
-        item.values.push_back(NumberValue("LeaseExpires", adapter.LeaseExpires));
+        item.values.push_back(NamedNumber("LeaseObtained", adapter.LeaseObtained));
+        item.values.push_back(NamedNumber("LeaseExpires", adapter.LeaseExpires));
     }
     return item;
 }
 
-Record AskAdapters()
+Record ReadAdapters()
 {
     Record record;
     const UniqueModule ipHelper{LoadLibraryW(L"iphlpapi.dll")};
@@ -181,7 +181,7 @@ Record AskAdapters()
         if (each->Description != nullptr && !addresses.parts.empty())
             record.items.push_back(
                 {.heading = "ipv6 adapter",
-                 .values = {TextValue("Description", each->Description), addresses}});
+                 .values = {NamedText("Description", each->Description), addresses}});
     }
     return record;
 }
@@ -203,18 +203,18 @@ void Add(const char* what, std::function<Record()> ask, Record* record)
 
 void RecordWindows(Record* record)
 {
-    Add("the facts of the system", AskSystem, record);
+    Add("the facts of the system", ReadSystem, record);
     const DWORD letters = GetLogicalDrives();
     for (wchar_t letter = L'C'; letter <= L'Z'; ++letter)
         if ((letters >> (letter - L'A') & 1) != 0)
             Add(
-                "the facts of a volume", [letter] { return AskVolume(letter); }, record);
+                "the facts of a volume", [letter] { return ReadVolume(letter); }, record);
     constexpr int kMaxDrives = 100;
     for (int number = 0; number < kMaxDrives; ++number)
         Add(
-            "the facts of a drive", [number] { return AskDrive(number); }, record);
-    Add("the network adapters", AskAdapters, record);
-    Add("the wireless interfaces", AskWireless, record);
+            "the facts of a drive", [number] { return ReadDrive(number); }, record);
+    Add("the network adapters", ReadAdapters, record);
+    Add("the wireless interfaces", ReadWireless, record);
     RecordRegistry(record);
 }
 

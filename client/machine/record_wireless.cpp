@@ -10,7 +10,7 @@ namespace orrery::machine {
 namespace {
 
 /// A network's name without what a full field runs into; mostly it is UTF-8.
-std::string NameOf(const std::string& ssid)
+std::string SsidWithin(const std::string& ssid)
 {
     return ssid.substr(0, DOT11_SSID_MAX_LENGTH);
 }
@@ -18,35 +18,35 @@ std::string NameOf(const std::string& ssid)
 void AddInterface(const WirelessInterface& found, Record* record)
 {
     record->items.push_back({.heading = "wireless interface",
-                             .values = {TextValue("Description", found.description),
-                                        NumberValue("State", found.state)}});
+                             .values = {NamedText("Description", found.description),
+                                        NamedNumber("State", found.state)}});
     if (!found.connection)
         return;
     const WirelessConnection& connection = *found.connection;
-    const std::string name = NameOf(connection.ssid);
+    const std::string name = SsidWithin(connection.ssid);
     if (ToUtf8(FromUtf8(name)) != name) {
         record->problems.push_back("a wireless network whose name is no UTF-8");
         return;
     }
     auto& values = record->items.back().values;
-    values.push_back(TextValue("SSID", FromUtf8(name)));
-    values.push_back(NumberValue("Authentication", connection.authentication));
-    values.push_back(NumberValue("Cipher", connection.cipher));
-    values.push_back(NumberValue("PhyType", connection.phyType));
+    values.push_back(NamedText("SSID", FromUtf8(name)));
+    values.push_back(NamedNumber("Authentication", connection.authentication));
+    values.push_back(NamedNumber("Cipher", connection.cipher));
+    values.push_back(NamedNumber("PhyType", connection.phyType));
     if (connection.channel)
-        values.push_back(NumberValue("Channel", *connection.channel));
+        values.push_back(NamedNumber("Channel", *connection.channel));
     // The networks of this name alone: those of the neighbours are none of the report's.
     for (const WirelessNetwork& network : connection.networks)
-        if (NameOf(network.ssid) == name)
+        if (SsidWithin(network.ssid) == name)
             record->items.push_back(
                 {.heading = "wireless network",
-                 .values = {TextValue("SSID", FromUtf8(name)),
-                            NumberValue("Frequency", network.centerFrequency)}});
+                 .values = {NamedText("SSID", FromUtf8(name)),
+                            NamedNumber("Frequency", network.centerFrequency)}});
 }
 
 }  // namespace
 
-Record AskWireless()
+Record ReadWireless()
 {
     Record record;
     // Never freed: the client that the walk opens ends with the program.

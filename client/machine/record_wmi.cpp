@@ -96,7 +96,7 @@ std::optional<Value> ValueOf(const std::wstring& name, const VARIANT& content)
     Value value{.name = ToUtf8(name)};
     const auto type = static_cast<VARTYPE>(content.vt & ~VT_ARRAY);
     if (type == VT_EMPTY || type == VT_NULL)
-        return WordValue(value.name, type == VT_NULL ? "NULL" : "EMPTY");
+        return NamedWord(value.name, type == VT_NULL ? "NULL" : "EMPTY");
     const auto row = std::find_if(kTypeWords.begin(), kTypeWords.end(),
                                   [&](const TypeWord& each) { return each.type == type; });
     if (row == kTypeWords.end())

@@ -446,7 +446,7 @@ TEST(Wireless, IsRecordedAndExaminedWithinWhatTheServiceAnswers)
                          {{{"Other", 5180000}, {"Home", 2437000}}}}}};
         row.change(wlan);
         std::string recorded;
-        for (const Item& item : AskWireless().items)
+        for (const Item& item : ReadWireless().items)
             for (const Value& value : item.values)
                 if (value.name == "SSID" && item.heading == "wireless interface")
                     recorded += value.parts.front();
