@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "client/machine/form_words.h"
 #include "client/machine/record.h"
 #include "client/system/console.h"
 #include "native/wireless_networks.h"
@@ -17,9 +18,9 @@ std::string NameOf(const std::string& ssid)
 
 void AddInterface(const WirelessInterface& found, Record* record)
 {
-    record->items.push_back({.heading = "wireless interface",
-                             .values = {TextValue("Description", found.description),
-                                        NumberValue("State", found.state)}});
+    record->items.push_back({.heading = std::string{form::kWirelessInterfaceItem},
+                             .values = {TextValue(form::kDescription, found.description),
+                                        NumberValue(form::kState, found.state)}});
     if (!found.connection)
         return;
     const WirelessConnection& connection = *found.connection;
@@ -29,19 +30,19 @@ void AddInterface(const WirelessInterface& found, Record* record)
         return;
     }
     auto& values = record->items.back().values;
-    values.push_back(TextValue("SSID", FromUtf8(name)));
-    values.push_back(NumberValue("Authentication", connection.authentication));
-    values.push_back(NumberValue("Cipher", connection.cipher));
-    values.push_back(NumberValue("PhyType", connection.phyType));
+    values.push_back(TextValue(form::kSSID, FromUtf8(name)));
+    values.push_back(NumberValue(form::kAuthentication, connection.authentication));
+    values.push_back(NumberValue(form::kCipher, connection.cipher));
+    values.push_back(NumberValue(form::kPhyType, connection.phyType));
     if (connection.channel)
-        values.push_back(NumberValue("Channel", *connection.channel));
+        values.push_back(NumberValue(form::kChannel, *connection.channel));
     // The networks of this name alone: those of the neighbours are none of the report's.
     for (const WirelessNetwork& network : connection.networks)
         if (NameOf(network.ssid) == name)
             record->items.push_back(
-                {.heading = "wireless network",
-                 .values = {TextValue("SSID", FromUtf8(name)),
-                            NumberValue("Frequency", network.centerFrequency)}});
+                {.heading = std::string{form::kWirelessNetworkItem},
+                 .values = {TextValue(form::kSSID, FromUtf8(name)),
+                            NumberValue(form::kFrequency, network.centerFrequency)}});
 }
 
 }  // namespace
