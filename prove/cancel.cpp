@@ -1,4 +1,4 @@
-#include "prove/cancel.h"
+#include "prove/proofs.h"
 
 #include <windows.h>
 

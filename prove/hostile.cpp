@@ -1,4 +1,4 @@
-#include "prove/hostile.h"
+#include "prove/proofs.h"
 
 #include <windows.h>
 

@@ -6,10 +6,7 @@
 #include <vector>
 
 #include "client/system/console.h"
-#include "prove/cancel.h"
-#include "prove/hostile.h"
-#include "prove/soak.h"
-#include "prove/sweep.h"
+#include "prove/proofs.h"
 
 namespace orrery::prove {
 namespace {

@@ -1,9 +1,12 @@
-#include "prove/soak.h"
+#include "prove/proofs.h"
 
 #include <windows.h>
 #include <objbase.h>
+#include <shlobj.h>
 #include <tlhelp32.h>
 
+#include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -12,9 +15,9 @@
 #include <thread>
 
 #include "client/system/console.h"
-#include "prove/company.h"
 #include "prove/guard.h"
 #include "prove/rig.h"
+#include "support/com.h"
 
 namespace orrery::prove {
 namespace {
@@ -79,6 +82,49 @@ void RunFrom(std::optional<DWORD> apartment, const std::function<void()>& collec
             CoUninitialize();
     }}.join();
 }
+
+/// Other COM work of a host, done as long as the object lives by a thread in each kind of apartment,
+/// which makes objects and uses one that it keeps.
+class Company {
+public:
+    Company() = default;
+    ~Company()
+    {
+        ending_ = true;
+        for (std::thread& thread : threads_)
+            thread.join();
+    }
+    Company(const Company&) = delete;
+    Company& operator=(const Company&) = delete;
+
+    int rounds() const noexcept { return rounds_; }
+    int failures() const noexcept { return failures_; }  ///< COM calls that did not succeed
+
+private:
+    void Work(unsigned long apartment)
+    {
+        const auto expect = [this](HRESULT result) { failures_ += SUCCEEDED(result) ? 0 : 1; };
+        expect(CoInitializeEx(nullptr, apartment));
+        {
+            ComPtr<IStream> kept;  // lives through all runs of the library
+            expect(CreateStreamOnHGlobal(nullptr, TRUE, kept.put()));
+            for (; !ending_; Sleep(1)) {
+                ComPtr<IUnknown> link;
+                expect(CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER,
+                                        IID_IUnknown, link.putVoid()));
+                STATSTG facts{};
+                expect(kept ? kept->Stat(&facts, STATFLAG_NONAME) : E_POINTER);
+                ++rounds_;
+            }
+        }
+        CoUninitialize();
+    }
+
+    std::atomic<bool> ending_{false};
+    std::atomic<int> rounds_{0}, failures_{0};
+    std::array<std::thread, 2> threads_{std::thread{&Company::Work, this, COINIT_APARTMENTTHREADED},
+                                        std::thread{&Company::Work, this, COINIT_MULTITHREADED}};
+};
 
 class Soaker {
 public:

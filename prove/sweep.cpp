@@ -1,4 +1,4 @@
-#include "prove/sweep.h"
+#include "prove/proofs.h"
 
 #include <algorithm>
 #include <chrono>

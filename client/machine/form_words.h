@@ -1,6 +1,7 @@
 #pragma once
 
 #include <windows.h>
+#include <wtypes.h>
 
 #include <array>
 #include <string>

@@ -3,6 +3,7 @@
 #include <cwchar>
 
 #include "client/system/console.h"
+#include "client/machine/form_words.h"
 #include "client/machine/record.h"
 
 namespace orrery::machine {
@@ -44,14 +45,17 @@ void AppendItem(const Item& item, std::string* text)
     *text += item.heading + '\n';
     if (!item.hasBody)
         return;
-    *text += "{\n";
+    text->append(form::kOpen) += '\n';
     for (const Value& value : item.values) {
         *text +=
             '\t' + value.typeWord + (value.typeWord.empty() ? "" : " ") + SpelledLine(value) + '\n';
         if (value.objectLine)
-            *text += "\ttext" + (value.objectLine->empty() ? "" : ' ' + *value.objectLine) + '\n';
+            text->append(1, '\t')
+                .append(form::kObjectText)
+                .append(value.objectLine->empty() ? "" : " ")
+                .append(*value.objectLine) += '\n';
     }
-    *text += "};\n";
+    text->append(form::kClose) += '\n';
 }
 
 }  // namespace
@@ -100,7 +104,7 @@ std::string FormatRecord(const Record& record)
     for (const std::string& problem : record.problems)
         text += "# Not recorded: " + problem + '\n';
     for (const Item& item : record.items) {
-        if (item.heading.starts_with("namespace "))
+        if (item.heading.starts_with(form::Heading(form::kNamespace, "")))
             text += '\n';
         AppendItem(item, &text);
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "client/machine/form_words.h"
 #include "client/machine/record.h"
 #include "client/system/console.h"
 #include "collect/overview.h"
@@ -29,7 +30,7 @@ std::optional<Value> ValueOf(const wchar_t* name, const RegistryValue& stored)
         return NamedNumber(ToUtf8(name), *reinterpret_cast<const std::uint32_t*>(number));
     if (stored.type == REG_SZ || stored.type == REG_EXPAND_SZ) {
         Value value = NamedText(ToUtf8(name), TextOfBytes(stored.bytes));
-        value.typeWord = stored.type == REG_SZ ? "" : "REG_EXPAND_SZ";
+        value.typeWord = stored.type == REG_SZ ? std::string_view{} : form::kRegExpandSz;
         return value;
     }
     if (stored.type == REG_MULTI_SZ) {
@@ -44,10 +45,10 @@ std::optional<Value> ValueOf(const wchar_t* name, const RegistryValue& stored)
     if (stored.type != REG_BINARY && stored.type != REG_QWORD)
         return std::nullopt;
     Value value = NamedText(ToUtf8(name), FormatBytes(stored.bytes, L' '));
-    value.typeWord = "REG_BINARY";
+    value.typeWord = form::kRegBinary;
     if (stored.type == REG_QWORD && stored.bytes.size() == 8) {
         value = NamedNumber(value.name, *reinterpret_cast<const std::int64_t*>(number));
-        value.typeWord = "REG_QWORD";
+        value.typeWord = form::kRegQword;
     }
     return value;
 }
@@ -76,7 +77,8 @@ private:
         const UniqueKey key = OpenKey(HKEY_LOCAL_MACHINE, path.c_str());
         if (!key || !recorded_.insert(ToLower(path)).second)
             return;
-        Item item{.heading = "key HKEY_LOCAL_MACHINE\\" + ToUtf8(path)};
+        Item item{.heading = form::Heading(form::kKeyItem,
+                                           std::string{form::kLocalMachine} + '\\' + ToUtf8(path))};
         for (const wchar_t* const name : names) {
             const auto stored = ReadValue(key.get(), name);
             if (!stored)
@@ -111,11 +113,11 @@ private:
     void RecordDisplays()
     {
         for (const DisplayDevice& device : EnumerateDisplayDevices(&EnumDisplayDevicesW)) {
-            record_->items.push_back(
-                {.heading = "display",
-                 .values = {NamedText("Name", device.deviceString),
-                            NamedText("Id", device.deviceId), NamedText("Key", device.deviceKey),
-                            NamedNumber("Flags", device.stateFlags)}});
+            record_->items.push_back({.heading = std::string{form::kDisplayItem},
+                                      .values = {NamedText(form::kName, device.deviceString),
+                                                 NamedText(form::kId, device.deviceId),
+                                                 NamedText(form::kKey, device.deviceKey),
+                                                 NamedNumber(form::kFlags, device.stateFlags)}});
             if (const std::wstring key = DriverKeyPath(device.deviceKey); !key.empty())
                 RecordKey(key,
                           {L"InstalledDisplayDrivers", L"HardwareInformation.MemorySize",

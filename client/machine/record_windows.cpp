@@ -9,6 +9,7 @@
 
 #include "client/system/console.h"
 #include "client/machine/ask_within.h"
+#include "client/machine/form_words.h"
 #include "client/machine/record.h"
 #include "native/adapter_lists.h"
 #include "native/computer_system.h"
@@ -33,7 +34,7 @@ void AddAnsi(std::string_view name, std::span<const char> field, Item* item)
 
 Value FlagValue(std::string_view name, bool flag)
 {
-    return NamedWord(name, flag ? "TRUE" : "FALSE");
+    return NamedWord(name, flag ? form::kTrue : form::kFalse);
 }
 
 void AddVersion(Item* item)
@@ -42,19 +43,20 @@ void AddVersion(Item* item)
     version.dwOSVersionInfoSize = sizeof version;
     if (!GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)))
         return;
-    item->values.push_back(NamedText("Version", std::to_wstring(version.dwMajorVersion) + L'.' +
-                                                    std::to_wstring(version.dwMinorVersion) + L'.' +
-                                                    std::to_wstring(version.dwBuildNumber)));
-    item->values.push_back(NamedNumber("PlatformId", version.dwPlatformId));
-    item->values.push_back(NamedNumber("ProductType", version.wProductType));
-    item->values.push_back(NamedNumber("SuiteMask", version.wSuiteMask));
+    item->values.push_back(
+        NamedText(form::kVersion, std::to_wstring(version.dwMajorVersion) + L'.' +
+                                      std::to_wstring(version.dwMinorVersion) + L'.' +
+                                      std::to_wstring(version.dwBuildNumber)));
+    item->values.push_back(NamedNumber(form::kPlatformId, version.dwPlatformId));
+    item->values.push_back(NamedNumber(form::kProductType, version.wProductType));
+    item->values.push_back(NamedNumber(form::kSuiteMask, version.wSuiteMask));
     if (version.szCSDVersion[0] != L'\0')
-        item->values.push_back(NamedText("ServicePack", version.szCSDVersion));
+        item->values.push_back(NamedText(form::kServicePack, version.szCSDVersion));
     const auto getProductInfo = FindFunction<decltype(&GetProductInfo)>(
         GetModuleHandleW(L"kernel32.dll"), "GetProductInfo");
     DWORD edition = 0;
     if (getProductInfo != nullptr && getProductInfo(6, 0, 0, 0, &edition))
-        item->values.push_back(NamedNumber("Edition", edition));
+        item->values.push_back(NamedNumber(form::kEdition, edition));
 }
 
 void AddZone(Item* item)
@@ -63,12 +65,12 @@ void AddZone(Item* item)
     const DWORD result = GetTimeZoneInformation(&zone);
     if (result == TIME_ZONE_ID_INVALID)
         return;
-    item->values.push_back(NamedNumber("ZoneResult", result));
-    item->values.push_back(NamedNumber("Bias", zone.Bias));
-    item->values.push_back(NamedNumber("StandardBias", zone.StandardBias));
-    item->values.push_back(NamedNumber("DaylightBias", zone.DaylightBias));
-    item->values.push_back(NamedText("StandardName", zone.StandardName));
-    item->values.push_back(NamedText("DaylightName", zone.DaylightName));
+    item->values.push_back(NamedNumber(form::kZoneResult, result));
+    item->values.push_back(NamedNumber(form::kBias, zone.Bias));
+    item->values.push_back(NamedNumber(form::kStandardBias, zone.StandardBias));
+    item->values.push_back(NamedNumber(form::kDaylightBias, zone.DaylightBias));
+    item->values.push_back(NamedText(form::kStandardName, zone.StandardName));
+    item->values.push_back(NamedText(form::kDaylightName, zone.DaylightName));
 }
 
 /// The user at the console, as the library finds one.
@@ -79,27 +81,27 @@ void AddUser(Item* item)
     std::array<wchar_t, 1024> name{};
     DWORD size = static_cast<DWORD>(name.size());
     if (GetUserNameW(name.data(), &size))
-        item->values.push_back(NamedText("UserName", name.data()));
+        item->values.push_back(NamedText(form::kUserName, name.data()));
     user.EndImpersonation();
 }
 
 Record ReadSystem()
 {
-    Item item{.heading = "system"};
+    Item item{.heading = std::string{form::kSystemItem}};
     SYSTEM_INFO system{};
     GetSystemInfo(&system);
-    item.values.push_back(NamedNumber("Processors", system.dwNumberOfProcessors));
+    item.values.push_back(NamedNumber(form::kProcessors, system.dwNumberOfProcessors));
     GetNativeSystemInfo(&system);
-    item.values.push_back(NamedNumber("Architecture", system.wProcessorArchitecture));
+    item.values.push_back(NamedNumber(form::kArchitecture, system.wProcessorArchitecture));
     AddVersion(&item);
     if (const WideString host = GetPhysicalHostName(); !host.empty())
-        item.values.push_back(NamedText("HostName", host.view()));
+        item.values.push_back(NamedText(form::kHostName, host.view()));
     AddUser(&item);
     MEMORYSTATUSEX memory{};
     memory.dwLength = sizeof memory;
     if (GlobalMemoryStatusEx(&memory))
         item.values.push_back(
-            NamedNumber("Memory", static_cast<std::int64_t>(memory.ullTotalPhys)));
+            NamedNumber(form::kMemory, static_cast<std::int64_t>(memory.ullTotalPhys)));
     AddZone(&item);
     return {.items = {item}, .problems = {}};
 }
@@ -108,8 +110,8 @@ Record ReadVolume(wchar_t letter)
 {
     const std::wstring root = letter + std::wstring{L":\\"};
     const UINT type = GetDriveTypeW(root.c_str());
-    Item item{.heading = "volume " + ToUtf8(root.substr(0, 2))};
-    item.values.push_back(NamedNumber("Type", type));
+    Item item{.heading = form::Heading(form::kVolumeItem, ToUtf8(root.substr(0, 2)))};
+    item.values.push_back(NamedNumber(form::kType, type));
     if (!IsListedDrive(type, false))
         return {.items = {item}, .problems = {}};  // the report does not ask more of it
     std::array<wchar_t, MAX_PATH + 1> label{}, fileSystem{};
@@ -121,11 +123,11 @@ Record ReadVolume(wchar_t letter)
     const VolumeSpace space = ReadVolumeSpace(root.c_str(), &GetDiskFreeSpaceExW);
     std::array<wchar_t, 9> digits{};
     std::swprintf(digits.data(), digits.size(), L"%08lX", serial);
-    item.values.push_back(NamedText("FileSystem", fileSystem.data()));
-    item.values.push_back(NamedText("Label", label.data()));
-    item.values.push_back(NamedText("Serial", digits.data()));
-    item.values.push_back(NamedNumber("Size", static_cast<std::int64_t>(space.total)));
-    item.values.push_back(NamedNumber("FreeSpace", static_cast<std::int64_t>(space.free)));
+    item.values.push_back(NamedText(form::kFileSystem, fileSystem.data()));
+    item.values.push_back(NamedText(form::kLabel, label.data()));
+    item.values.push_back(NamedText(form::kSerial, digits.data()));
+    item.values.push_back(NamedNumber(form::kSize, static_cast<std::int64_t>(space.total)));
+    item.values.push_back(NamedNumber(form::kFreeSpace, static_cast<std::int64_t>(space.free)));
     return {.items = {item}, .problems = {}};
 }
 
@@ -135,30 +137,30 @@ Record ReadDrive(int number)
     const UniqueFile drive = OpenDrive(path.c_str());
     if (!drive)
         return {};
-    Item item{.heading = "drive " + ToUtf8(path)};
-    if (const auto takesTrim = ReadTrim(drive.get()))
-        item.values.push_back(FlagValue("TrimEnabled", *takesTrim));
+    Item item{.heading = form::Heading(form::kDriveItem, ToUtf8(path))};
+    if (const auto penalty = ReadSeekPenalty(drive.get()))
+        item.values.push_back(FlagValue(form::kIncursSeekPenalty, *penalty));
     return {.items = {item}, .problems = {}};
 }
 
 Item ItemOf(const IP_ADAPTER_INFO& adapter, const WideString& dnsServer)
 {
-    Item item{.heading = "adapter"};
-    AddAnsi("Description", adapter.Description, &item);
+    Item item{.heading = std::string{form::kAdapterItem}};
+    AddAnsi(form::kDescription, adapter.Description, &item);
     item.values.push_back(
-        NamedText("Address", FormatBytes(std::span{adapter.Address}.first(6), L'-')));
-    item.values.push_back(NamedNumber("Type", adapter.Type));
-    AddAnsi("IPAddress", adapter.IpAddressList.IpAddress.String, &item);
-    AddAnsi("IPSubnet", adapter.IpAddressList.IpMask.String, &item);
-    AddAnsi("Gateway", adapter.GatewayList.IpAddress.String, &item);
-    AddAnsi("DHCPServer", adapter.DhcpServer.IpAddress.String, &item);
-    AddAnsi("WINSServer", adapter.PrimaryWinsServer.IpAddress.String, &item);
+        NamedText(form::kAddress, FormatBytes(std::span{adapter.Address}.first(6), L'-')));
+    item.values.push_back(NamedNumber(form::kType, adapter.Type));
+    AddAnsi(form::kIPAddress, adapter.IpAddressList.IpAddress.String, &item);
+    AddAnsi(form::kIPSubnet, adapter.IpAddressList.IpMask.String, &item);
+    AddAnsi(form::kGateway, adapter.GatewayList.IpAddress.String, &item);
+    AddAnsi(form::kDHCPServer, adapter.DhcpServer.IpAddress.String, &item);
+    AddAnsi(form::kWINSServer, adapter.PrimaryWinsServer.IpAddress.String, &item);
     if (!dnsServer.empty())
-        item.values.push_back(NamedText("DNSServer", dnsServer.view()));
-    item.values.push_back(FlagValue("DHCPEnabled", adapter.DhcpEnabled != 0));
+        item.values.push_back(NamedText(form::kDNSServer, dnsServer.view()));
+    item.values.push_back(FlagValue(form::kDHCPEnabled, adapter.DhcpEnabled != 0));
     if (adapter.DhcpEnabled != 0) {
-        item.values.push_back(NamedNumber("LeaseObtained", adapter.LeaseObtained));
-        item.values.push_back(NamedNumber("LeaseExpires", adapter.LeaseExpires));
+        item.values.push_back(NamedNumber(form::kLeaseObtained, adapter.LeaseObtained));
+        item.values.push_back(NamedNumber(form::kLeaseExpires, adapter.LeaseExpires));
     }
     return item;
 }
@@ -174,14 +176,14 @@ Record ReadAdapters()
     const auto addressed =
         sockets ? ReadIPv6AdapterList(ipHelper.get()) : UniqueHeapBlock<IP_ADAPTER_ADDRESSES>{};
     for (const auto* each = addressed.get(); each != nullptr; each = each->Next) {
-        Value addresses{.name = "Addresses", .isList = true};
+        Value addresses{.name = std::string{form::kAddresses}, .isList = true};
         for (const auto* unicast = each->FirstUnicastAddress; unicast != nullptr;
              unicast = unicast->Next)
             addresses.parts.push_back(ToUtf8(HostText(unicast->Address)));
         if (each->Description != nullptr && !addresses.parts.empty())
             record.items.push_back(
-                {.heading = "ipv6 adapter",
-                 .values = {NamedText("Description", each->Description), addresses}});
+                {.heading = std::string{form::kIPv6AdapterItem},
+                 .values = {NamedText(form::kDescription, each->Description), addresses}});
     }
     return record;
 }

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "client/machine/form_words.h"
 #include "client/machine/record.h"
 #include "client/system/console.h"
 #include "native/wireless_networks.h"
@@ -17,9 +18,9 @@ std::string SsidWithin(const std::string& ssid)
 
 void AddInterface(const WirelessInterface& found, Record* record)
 {
-    record->items.push_back({.heading = "wireless interface",
-                             .values = {NamedText("Description", found.description),
-                                        NamedNumber("State", found.state)}});
+    record->items.push_back({.heading = std::string{form::kWirelessInterfaceItem},
+                             .values = {NamedText(form::kDescription, found.description),
+                                        NamedNumber(form::kState, found.state)}});
     if (!found.connection)
         return;
     const WirelessConnection& connection = *found.connection;
@@ -29,19 +30,19 @@ void AddInterface(const WirelessInterface& found, Record* record)
         return;
     }
     auto& values = record->items.back().values;
-    values.push_back(NamedText("SSID", FromUtf8(name)));
-    values.push_back(NamedNumber("Authentication", connection.authentication));
-    values.push_back(NamedNumber("Cipher", connection.cipher));
-    values.push_back(NamedNumber("PhyType", connection.phyType));
+    values.push_back(NamedText(form::kSSID, FromUtf8(name)));
+    values.push_back(NamedNumber(form::kAuthentication, connection.authentication));
+    values.push_back(NamedNumber(form::kCipher, connection.cipher));
+    values.push_back(NamedNumber(form::kPhyType, connection.phyType));
     if (connection.channel)
-        values.push_back(NamedNumber("Channel", *connection.channel));
+        values.push_back(NamedNumber(form::kChannel, *connection.channel));
     // The networks of this name alone: those of the neighbours are none of the report's.
     for (const WirelessNetwork& network : connection.networks)
         if (SsidWithin(network.ssid) == name)
             record->items.push_back(
-                {.heading = "wireless network",
-                 .values = {NamedText("SSID", FromUtf8(name)),
-                            NamedNumber("Frequency", network.centerFrequency)}});
+                {.heading = std::string{form::kWirelessNetworkItem},
+                 .values = {NamedText(form::kSSID, FromUtf8(name)),
+                            NamedNumber(form::kFrequency, network.centerFrequency)}});
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "client/machine/arrivals.h"
 #include "client/machine/ask_within.h"
 #include "client/machine/questions.h"
+#include "client/machine/form_words.h"
 #include "client/machine/record.h"
 #include "support/text.h"
 #include "wmi/session.h"
@@ -37,31 +38,18 @@ struct Answer {
     std::vector<std::string> problems{};
 };
 
-struct TypeWord {
-    VARTYPE type;
-    const char* word;  ///< empty where the spelling tells the type
-};
-constexpr auto kTypeWords = std::to_array<TypeWord>({
-    {VT_BSTR, ""},
-    {VT_I4, ""},
-    {VT_BOOL, ""},
-    {VT_I1, "VT_I1"},
-    {VT_I2, "VT_I2"},
-    {VT_I8, "VT_I8"},
-    {VT_R4, "VT_R4"},
-    {VT_R8, "VT_R8"},
-    {VT_UI1, "VT_UI1"},
-    {VT_UI2, "VT_UI2"},
-    {VT_UI4, "VT_UI4"},
-    {VT_UI8, "VT_UI8"},
-});
+/// Whether the spelling of a value tells its type.
+bool IsTold(VARTYPE type)
+{
+    return type == VT_BSTR || type == VT_I4 || type == VT_BOOL;
+}
 
 /// A single value without quotes; nothing when it has no text.
 std::optional<std::string> PlainText(const VARIANT& value)
 {
     constexpr LCID kEnglish = 0x409;  // for the decimal point
     if (value.vt == VT_BOOL)
-        return value.boolVal != VARIANT_FALSE ? "TRUE" : "FALSE";
+        return std::string{value.boolVal != VARIANT_FALSE ? form::kTrue : form::kFalse};
     VARIANT source = value;  // borrows the content
     UniqueVariant text;
     if (FAILED(VariantChangeTypeEx(text.put(), &source, kEnglish, 0, VT_BSTR)))
@@ -96,12 +84,12 @@ std::optional<Value> ValueOf(const std::wstring& name, const VARIANT& content)
     Value value{.name = ToUtf8(name)};
     const auto type = static_cast<VARTYPE>(content.vt & ~VT_ARRAY);
     if (type == VT_EMPTY || type == VT_NULL)
-        return NamedWord(value.name, type == VT_NULL ? "NULL" : "EMPTY");
-    const auto row = std::find_if(kTypeWords.begin(), kTypeWords.end(),
-                                  [&](const TypeWord& each) { return each.type == type; });
-    if (row == kTypeWords.end())
+        return NamedWord(value.name, type == VT_NULL ? form::kNull : form::kEmpty);
+    const auto row = std::find_if(form::kTypeWords.begin(), form::kTypeWords.end(),
+                                  [&](const form::TypeWord& each) { return each.type == type; });
+    if (row == form::kTypeWords.end())
         return std::nullopt;
-    value.typeWord = row->word;
+    value.typeWord = IsTold(type) ? "" : row->word;
     value.spelling = type == VT_BSTR ? Value::Spelling::kQuoted : Value::Spelling::kBare;
     value.isList = (content.vt & VT_ARRAY) != 0;
     if (value.isList) {
@@ -109,7 +97,7 @@ std::optional<Value> ValueOf(const std::wstring& name, const VARIANT& content)
             return std::nullopt;
         // one without elements is taken for texts
         if (value.parts.empty() && type != VT_BSTR && value.typeWord.empty())
-            value.typeWord = type == VT_I4 ? "VT_I4" : "VT_BOOL";
+            value.typeWord = row->word;
         return value;
     }
     const auto text = PlainText(content);
@@ -170,8 +158,9 @@ struct Row {
 void AddObject(IWbemClassObject* object, const Row& row, Answer* answer)
 {
     const auto text = row.hasText ? ObjectText(object) : std::optional<WideString>{};
-    Item item{.heading =
-                  (row.hasText && !text ? "unreadable " : "") + ("instance of " + row.className)};
+    Item item{.heading = form::Heading(form::kInstance, row.className)};
+    if (row.hasText && !text)
+        item.heading = form::Heading(form::kUnreadable, item.heading);
     Texts texts;
     for (const std::wstring& name : row.properties) {
         UniqueVariant content;
@@ -199,13 +188,15 @@ void AddRows(IEnumWbemClassObject* rows, const Row& row, std::uint32_t maxRows, 
     const HRESULT result = ForEachArrival(rows, maxRows, kRowsLimit, [&](const Arrival& arrival) {
         if (row.hasText && arrival.isLate)
             answer->items.push_back(
-                {.heading = "after " + std::to_string(arrival.milliseconds) + " ms",
+                {.heading =
+                     form::Heading(form::kAfter, std::to_string(arrival.milliseconds) + ' ') +
+                     std::string{form::kMilliseconds},
                  .hasBody = false});
         if (arrival.instance != nullptr)
             AddObject(arrival.instance, row, answer);
         else
             answer->items.push_back(
-                {.heading = "empty slot of " + row.className, .hasBody = false});
+                {.heading = form::Heading(form::kEmptySlot, row.className), .hasBody = false});
     });
     if (result == static_cast<HRESULT>(WBEM_S_TIMEDOUT))
         answer->problems.push_back("what " + row.className + " has after " +
@@ -324,7 +315,7 @@ private:
         if (EqualsIgnoringCase(path, namespace_))
             return;
         namespace_ = path;
-        Add({.heading = "namespace " + ToUtf8(path), .hasBody = false});
+        Add({.heading = form::Heading(form::kNamespace, ToUtf8(path)), .hasBody = false});
     }
 
     void Add(Item item) { record_->items.push_back(std::move(item)); }
@@ -345,7 +336,7 @@ private:
         auto answer = Put(question, *QuestionText(question, {}), RowOf(question));
         if (!answer)
             return;
-        Add({.heading = "class " + ToUtf8(question.className), .hasBody = false});
+        Add({.heading = form::Heading(form::kClass, ToUtf8(question.className)), .hasBody = false});
         objects_[question.className];
         Take(question.className, *std::move(answer));
     }
@@ -360,7 +351,8 @@ private:
             if (!answer)
                 continue;
             if (!objects_.contains(question.className))
-                Add({.heading = "class " + ToUtf8(question.className), .hasBody = false});
+                Add({.heading = form::Heading(form::kClass, ToUtf8(question.className)),
+                     .hasBody = false});
             objects_[question.className];
             Take(question.className, *std::move(answer));
         }
@@ -380,8 +372,10 @@ private:
             auto answer = Put(question, *text, RowOf(question));
             if (!answer)
                 continue;
-            Add({.heading = isMethod ? "method " + ToUtf8(question.text) + " of " + ToUtf8(*text)
-                                     : "query " + ToUtf8(*text),
+            Add({.heading = isMethod ? form::Heading(form::kMethod, ToUtf8(question.text))
+                                           .append(form::kOf)
+                                           .append(ToUtf8(*text))
+                                     : form::Heading(form::kQuery, ToUtf8(*text)),
                  .hasBody = false});
             Take(isMethod ? L"" : question.className, *std::move(answer));
         }
@@ -408,7 +402,7 @@ void RecordWmi(Record* record)
         CWmiRecorder{record}.RecordAll();
         return;
     }
-    record->items.push_back({.heading = "no wmi", .hasBody = false});
+    record->items.push_back({.heading = std::string{form::kNoWmi}, .hasBody = false});
     record->problems.push_back("WMI, which is not there");
 }
 

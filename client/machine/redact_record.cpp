@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <span>
 
+#include "client/machine/form_words.h"
 #include "client/machine/record.h"
 #include "client/report/redact.h"
 #include "client/report/vocabulary.h"
@@ -21,14 +22,14 @@ struct Identity {
 };
 
 constexpr auto kIdentities = std::to_array<Identity>({
-    {"HostName", "ComputerSystem", "Name"},
-    {"UserName", "OperatingSystem", "LoggedOnUser"},
+    {form::kHostName, "ComputerSystem", "Name"},
+    {form::kUserName, "OperatingSystem", "LoggedOnUser"},
     {"SMBIOSAssetTag", "BIOS", "AssetTag"},
-    {"Serial", "LogicalDisk", "VolumeSerialNumber"},
-    {"Address", "NetworkAdapter", "MACAddress"},
-    {"Addresses", "NetworkAdapter", "IPV6Address"},
-    {"Gateway", "NetworkAdapter", "DefaultIPGateway"},
-    {"WINSServer", "NetworkAdapter", "WINSPrimaryServer"},
+    {form::kSerial, "LogicalDisk", "VolumeSerialNumber"},
+    {form::kAddress, "NetworkAdapter", "MACAddress"},
+    {form::kAddresses, "NetworkAdapter", "IPV6Address"},
+    {form::kGateway, "NetworkAdapter", "DefaultIPGateway"},
+    {form::kWINSServer, "NetworkAdapter", "WINSPrimaryServer"},
 });
 
 // What other things are found by, or are read as numbers from.
@@ -38,7 +39,7 @@ constexpr auto kKept = std::to_array<std::string_view>({
     "CurrentBuildNumber",
     "CurrentVersion",
     "DriveLetter",
-    "Version",
+    form::kVersion,
 });
 
 /// The number of a placeholder such as "ip-7"; 0 for another text.
@@ -73,7 +74,7 @@ std::string Plausible(std::string_view name, const std::string& original, const 
                    : Formatted("198.18.%u.%u", ip >> 8 & 0xFF, ip & 0xFF);
     }
     const unsigned serial = PlaceholderNumber(value, "serial-");
-    return name == "Serial" && serial != 0 ? Formatted("%08X", serial) : value;
+    return name == form::kSerial && serial != 0 ? Formatted("%08X", serial) : value;
 }
 
 /// Whether the report leaves adapters with this address out, for which it has to stay.
@@ -111,10 +112,11 @@ void RedactPath(std::string* path, report::CRedactor* redactor)
 /// number. Words are left alone, since a user may be called "system".
 void RedactKey(std::string* heading, report::CRedactor* redactor)
 {
-    constexpr std::string_view kControls = "key HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\";
+    const std::string controls =
+        form::Heading(form::kKeyItem, form::kLocalMachine) + "\\SYSTEM\\CurrentControlSet\\";
     const std::string_view path =
-        std::string_view{*heading}.substr(std::min(heading->size(), kControls.size()));
-    if (!heading->starts_with(kControls) || !path.starts_with("Enum\\")) {
+        std::string_view{*heading}.substr(std::min(heading->size(), controls.size()));
+    if (!heading->starts_with(controls) || !path.starts_with("Enum\\")) {
         if (!path.starts_with("Control\\Class\\"))  // the number of a class is everybody's
             RedactPath(heading, redactor);
         return;
@@ -129,7 +131,7 @@ void RedactKey(std::string* heading, report::CRedactor* redactor)
 /// A method is found by the path of its object.
 void RedactMethod(std::string* heading, report::CRedactor* redactor)
 {
-    const std::size_t start = heading->find(" of ") + 4;
+    const std::size_t start = heading->find(form::kOf) + form::kOf.size();
     std::string path = heading->substr(start);
     RedactPath(&path, redactor);
     heading->replace(start, std::string::npos, path);
@@ -149,15 +151,15 @@ void RedactValue(Value* value, report::CRedactor* redactor)
         value->objectLine.reset();
     else if (value->objectLine)
         redactor->TakeText(&*value->objectLine);
-    if (value->spelling == Value::Spelling::kBare || value->typeWord == "REG_BINARY" ||
+    if (value->spelling == Value::Spelling::kBare || value->typeWord == form::kRegBinary ||
         std::find(kKept.begin(), kKept.end(), value->name) != kKept.end())
         return;
-    if (value->name == "__PATH" || value->name == "Key") {
+    if (value->name == "__PATH" || value->name == form::kKey) {
         RedactPath(&value->parts.front(), redactor);
         return;
     }
     for (std::string& part : value->parts) {
-        if (value->name == "Address" && IsPassedOver(part))
+        if (value->name == form::kAddress && IsPassedOver(part))
             continue;
         const std::string original = part;
         redactor->Take(known.section, known.property, &part);
@@ -172,9 +174,9 @@ void Redact(Record* record)
 {
     report::CRedactor redactor;
     for (Item& item : record->items) {
-        if (item.heading.starts_with("key "))
+        if (item.heading.starts_with(form::Heading(form::kKeyItem, "")))
             RedactKey(&item.heading, &redactor);
-        else if (item.heading.starts_with("method "))
+        else if (item.heading.starts_with(form::Heading(form::kMethod, "")))
             RedactMethod(&item.heading, &redactor);
         for (Value& value : item.values)
             RedactValue(&value, &redactor);

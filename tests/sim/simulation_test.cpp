@@ -150,38 +150,29 @@ TEST_F(SimulatedMachine, DeliversWhatIsReadyInTime)
 
 TEST_F(SimulatedMachine, AnswersQueries)
 {
-    const struct {
-        const wchar_t* query;
-        HRESULT started, fetched;
-        const wchar_t *name, *count, *id;  // of the first row
-    } rows[] = {
-        {L"SELECT * FROM Win32_Part", S_OK, S_OK, L"8:A \"b\"; c\\dA\n", L"3:-1", L"not found"},
-        {L"select Count , Id  from win32_part Where count='4294967295' ", S_OK, S_OK, L"not found",
-         L"3:-1", L"not found"},
-        {L"SELECT * FROM Win32_Part WHERE name = 'SECOND'", S_OK, S_OK, L"8:second", L"not found",
-         L"not found"},
-        {L"SELECT * FROM Win32_Part WHERE Name='third'", S_OK, WBEM_S_FALSE, {}, {}, {}},
-        {L"SELECT * FROM Win32_Nothing", S_OK, WBEM_S_FALSE, {}, {}, {}},
-        {L"SELECT * FROM Win32_Unknown", S_OK, kWmiInvalidClass, {}, {}, {}},
-        {L"Associators of {Win32_Part.Id='1'} where X=Y ", S_OK, S_OK, L"not found", L"not found",
-         L"3:7"},
-        {L"Associators of {Win32_Part.Id='1'} where X=Y", kWmiInvalidQuery, S_OK, {}, {}, {}},
+    const auto answer = [this](const wchar_t* query) -> std::wstring {
+        const auto rows = Query(query, &result_);
+        if (!rows)
+            return result_ == kWmiInvalidQuery ? L"refused" : L"failed";
+        const auto first = Next(rows.get(), &result_);
+        if (!first)
+            return result_ == kWmiInvalidClass ? L"no class" : L"no row";
+        return Read(first.get(), L"Name") + L", " + Read(first.get(), L"Count");
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::PrintToString(row.query));
-        const auto answer = Query(row.query, &result_);
-        EXPECT_EQ(result_, row.started);
-        if (!answer)
-            continue;
-        const auto object = Next(answer.get(), &result_);
-        EXPECT_EQ(result_, row.fetched);
-        ASSERT_EQ(static_cast<bool>(object), row.name != nullptr);
-        if (!object)
-            continue;
-        EXPECT_EQ(Read(object.get(), L"Name"), row.name);
-        EXPECT_EQ(Read(object.get(), L"Count"), row.count);
-        EXPECT_EQ(Read(object.get(), L"Id"), row.id);
-    }
+    const struct {
+        const wchar_t *query, *answer;  // name and count of the first row
+    } rows[] = {
+        {L"SELECT * FROM Win32_Part", L"8:A \"b\"; c\\dA\n, 3:-1"},
+        {L"select Count , Id  from win32_part Where count='4294967295' ", L"not found, 3:-1"},
+        {L"SELECT * FROM Win32_Part WHERE name = 'SECOND'", L"8:second, not found"},
+        {L"SELECT * FROM Win32_Part WHERE Name='third'", L"no row"},
+        {L"SELECT * FROM Win32_Nothing", L"no row"},
+        {L"SELECT * FROM Win32_Unknown", L"no class"},
+        {L"Associators of {Win32_Part.Id='1'} where X=Y ", L"not found, 3:7"},
+        {L"Associators of {Win32_Part.Id='1'} where X=Y", L"refused"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(answer(row.query), row.answer) << testing::PrintToString(row.query);
     EXPECT_FALSE(Enumerate(L"Win32_Unknown", &result_));
     EXPECT_EQ(result_, kWmiInvalidClass);
     EXPECT_TRUE(Connect(L"root\\EMPTY", &result_));
@@ -271,17 +262,6 @@ TEST_F(SimulatedMachine, TracesCallsAndCountsObjects)
     EXPECT_EQ(simulation_.Trace(), expected);
     EXPECT_EQ(seen, std::vector<std::string>(expected.begin() + 2, expected.end()));
     EXPECT_EQ(simulation_.CallCount(), 9);
-
-    EXPECT_THROW(simulation_.Forget(), std::logic_error);
-    services_.reset();
-    simulation_.Forget();
-    EXPECT_EQ(simulation_.CallCount(), 0);
-    simulation_.LetJudge([](const std::string& line) {
-        return line.find("EMPTY") == line.npos ? std::nullopt : std::optional{E_ABORT};
-    });
-    EXPECT_TRUE(Connect(L"root\\cimv2", &result_));
-    EXPECT_FALSE(Connect(L"root\\EMPTY", &result_));
-    EXPECT_EQ(result_, E_ABORT);
 }
 
 TEST_F(SimulatedMachine, LeavesOtherClassesAlone)
@@ -322,6 +302,7 @@ TEST_F(MachineFile, IsRefusedWithItsNameAndTheLineThatIsWrong)
     std::ifstream cases{ORRERY_TEST_DATA "/refused-machines.txt"};
     std::string line, message, text;
     std::getline(cases, line);
+    int refused = 0;
     for (bool more = true; more;) {
         more = static_cast<bool>(std::getline(cases, line));
         if (more && !line.starts_with("== ")) {
@@ -335,11 +316,13 @@ TEST_F(MachineFile, IsRefusedWithItsNameAndTheLineThatIsWrong)
                 ADD_FAILURE() << "accepted instead of: " << message;
             } catch (const std::runtime_error& error) {
                 EXPECT_EQ(error.what(), path.filename().string() + ", " + message);
+                ++refused;
             }
         }
         message = more ? line.substr(3) : "";
         text.clear();
     }
+    EXPECT_EQ(refused, 28);
 }
 
 TEST_F(MachineFile, IsReadAsUtf8AndFillsTheRegistry)
