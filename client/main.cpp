@@ -25,12 +25,15 @@ ExitCode Run(int argumentCount, char** arguments)
     AddGetCommand(commandLine, &result);
     AddConvertCommand(commandLine, &result);
     AddDiffCommand(commandLine, &result);
+    AddCheckCommand(commandLine, &result);
     AddRedactCommand(commandLine, &result);
     AddRecordCommand(commandLine, &result);
-    const std::string no = std::string{"get: "} + kNoOfGet + "; diff: " + kNoOfDiff;
+    const std::string no =
+        std::string{"get: "} + kNoOfGet + "; diff: " + kNoOfDiff + "; check: " + kNoOfCheck;
 #ifdef _WIN32
-    commandLine.Footer("Example:\n  orreryctl collect report.tsv\n\n" +
-                       ExitCodeHelp({}, no + "; doctor: " + kNoOfDoctor));
+    commandLine.Footer(
+        "Example:\n  orreryctl collect report.tsv\n\n" +
+        ExitCodeHelp({}, no + "; doctor: " + kNoOfDoctor + "; collect: " + kNoOfCollect));
 #else
     commandLine.Footer(
         "Reports are collected on Windows, where there is a command for it.\n\n"

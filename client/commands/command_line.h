@@ -91,6 +91,7 @@ std::string ExitCodeHelp(std::initializer_list<ExitCode> codes, const std::strin
 void AddCollectCommand(CCommandLine& commandLine, ExitCode* result);  // needs Windows
 void AddCollectChildCommand(CCommandLine& commandLine);               // Windows only
 void AddDoctorCommand(CCommandLine& commandLine, ExitCode* result);   // needs Windows
+void AddCheckCommand(CCommandLine& commandLine, ExitCode* result);
 void AddShowCommand(CCommandLine& commandLine, ExitCode* result);
 void AddGetCommand(CCommandLine& commandLine, ExitCode* result);
 void AddConvertCommand(CCommandLine& commandLine, ExitCode* result);

@@ -20,16 +20,17 @@ struct DiffOptions {
 };
 
 std::string FormatChanges(const std::vector<report::SectionChange>& changes,
-                          const DiffOptions& options)
+                          const report::DiffStates& states, const DiffOptions& options)
 {
     const report::DiffNames names{options.before, options.after};
     if (options.format == "json")
-        return report::FormatDiffJson(changes, names, options.withPassing);
+        return report::FormatDiffJson(changes, names, options.withPassing, states);
     if (changes.empty())
-        return options.withPassing ? "No differences.\n"
-                                   : "No differences, leaving out elapsed and start times, leases, "
-                                     "free space and the "
-                                     "clock.\n";
+        return std::string{"No differences"} +
+               (states.areAlike() ? "" : " up to where a report is cut") +
+               (options.withPassing
+                    ? ".\n"
+                    : ", leaving out elapsed and start times, leases, free space and the clock.\n");
     const Terminal terminal = OutputTerminal();
     const bool isAscii = terminal.isTerminal && !terminal.unicode;
     return report::FormatDiff(changes, names, terminal.isTerminal ? terminal.columns : 0,
@@ -43,9 +44,10 @@ ExitCode DiffReports(const DiffOptions& options)
     const report::Report before = OpenReport(options.before, false, isKept);
     const report::Report after = OpenReport(options.after, false, isKept);
     const auto changes = report::CompareReports(before, after, options.withPassing);
+    const report::DiffStates states{before.completeness, after.completeness};
     // Scripts tell trouble from a difference by its code.
-    PrintOrFail(WholeText(FormatChanges(changes, options)), ExitCode::kInput);
-    return changes.empty() ? ExitCode::kDone : ExitCode::kNo;
+    PrintOrFail(WholeText(FormatChanges(changes, states, options)), ExitCode::kInput);
+    return changes.empty() && states.areAlike() ? ExitCode::kDone : ExitCode::kNo;
 }
 
 }  // namespace
@@ -63,7 +65,8 @@ void AddDiffCommand(CCommandLine& commandLine, ExitCode* result)
     diff.Footer(
         "Disks, adapters, modules and the like are matched by what identifies them, not by their\n"
         "index: + was added, - was removed, ~ changed. A section that one report does not have at\n"
-        "all is \"not collected\" there; this counts as a difference.\n\n"
+        "all is \"not collected\" there; this counts as a difference. Where a report is cut the\n"
+        "comparison ends, and the reports are not the same.\n\n"
         "Example:\n  orreryctl diff monday.tsv friday.tsv\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kUnexpected}, kNoOfDiff));
     diff.Does([options, result] { *result = DiffReports(*options); });

@@ -20,7 +20,7 @@ bool GetValue(const Options& options)
 {
     const auto name = report::ParseValueName(options.name);
     const report::FoundValue found = report::FindValue(PathFromUtf8(options.path), name);
-    PrintWarnings(options.path, found.warnings);
+    PrintWarnings(options.path, found.warnings, found.completeness);
     if (!found.value) {
         const std::string suggestion = Suggestion(options.name, found.alike);
         PrintError("the report \"" + options.path + "\" has no value " + options.name +

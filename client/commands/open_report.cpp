@@ -14,12 +14,15 @@ report::Report OpenReport(const std::string& path, bool redact, const report::Fa
     report::Report report = report::ReadReport(PathFromUtf8(path), isKept);
     if (redact)
         report::Redact(&report);
-    PrintWarnings(path, report.warnings);
+    PrintWarnings(path, report.warnings, report.completeness);
     return report;
 }
 
-void PrintWarnings(const std::string& path, const std::vector<report::Warning>& warnings)
+void PrintWarnings(const std::string& path, const std::vector<report::Warning>& warnings,
+                   const report::Completeness& completeness)
 {
+    if (const std::string text = Describe(completeness); !text.empty())
+        PrintError("warning: \"" + path + "\": " + text);
     for (const report::Warning& warning : warnings) {
         std::string message = "warning: \"" + path + '"';
         if (warning.line != 0)

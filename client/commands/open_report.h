@@ -17,8 +17,10 @@ namespace orrery {
 report::Report OpenReport(const std::string& path, bool redact = false,
                           const report::FactFilter& isKept = {});
 
-/// Prints the warnings about a report to standard error, each with the report's path.
-void PrintWarnings(const std::string& path, const std::vector<report::Warning>& warnings);
+/// Prints the warnings about a report to standard error, each with the report's path, and first
+/// whether it is whole.
+void PrintWarnings(const std::string& path, const std::vector<report::Warning>& warnings,
+                   const report::Completeness& completeness);
 
 /// Writes text to standard output.
 /// @throws CommandError when it does not take all of it

@@ -19,6 +19,8 @@ constexpr const char kHead[] =
 CMarkup Warnings(const report::Report& report)
 {
     CMarkup items;
+    if (const std::string text = Describe(report.completeness); !text.empty())
+        items += Element("li", "", Text(text));
     for (const report::Warning& warning : report.warnings)
         items += Element("li", "",
                          Text((warning.line == 0 ? std::string{}
@@ -26,10 +28,10 @@ CMarkup Warnings(const report::Report& report)
                               warning.text));
     if (items.empty())
         return {};
-    return Element(
-               "aside", "card",
-               Element("b", "", "The report is not as it was written") + Element("ul", "", items)) +
-           "\n";
+    const bool isOdd = report.completeness.isCut() || !report.warnings.empty();
+    const CMarkup heading = isOdd ? CMarkup{"The report is not as it was written"}
+                                  : CMarkup{"The report is not that of a whole run"};
+    return Element("aside", "card", Element("b", "", heading) + Element("ul", "", items)) + "\n";
 }
 
 CMarkup Header(const report::Report& report, std::string_view machine)

@@ -15,6 +15,8 @@
 namespace orrery::report {
 namespace {
 
+constexpr std::string_view kElapsedSection = "ET";
+
 /// Properties that identify an instance together, when at least one of them has a value.
 using Identity = std::vector<std::string_view>;
 
@@ -239,7 +241,7 @@ std::vector<InstanceChange> CompareSections(const Section& before, const Section
 /// place of the names when not every category has run.
 Section ElapsedSection(const std::vector<std::string>& times, bool withNames)
 {
-    Section section{"ET", {}};
+    Section section{std::string{kElapsedSection}, {}};
     Instance instance;
     for (std::size_t at = 0; at < times.size(); ++at)
         instance.properties.push_back(
@@ -258,6 +260,27 @@ std::vector<std::string> SectionNames(const Report& before, const Report& after)
     std::sort(names.begin(), names.end(), &ComesFirst);
     names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
+}
+
+/// Takes out what another report, or this one, cannot have because it is cut.
+void RemoveBeyond(const Completeness& cut, Report* report)
+{
+    if (!cut.isCut())
+        return;
+    std::erase_if(report->sections, [&cut](Section& section) {
+        if (section.name != cut.section)
+            return cut.IsBeyond(section.name, "", "");
+        for (Instance& instance : section.instances)
+            std::erase_if(instance.properties,
+                          [&, index = std::to_string(instance.index)](const Property& property) {
+                              return cut.IsBeyond(section.name, property.name, index);
+                          });
+        std::erase_if(section.instances,
+                      [](const Instance& instance) { return instance.properties.empty(); });
+        return section.instances.empty();
+    });
+    if (cut.section == kElapsedSection || cut.IsBeyond(kElapsedSection, "", ""))
+        report->elapsedTimes.clear();
 }
 
 std::optional<SectionChange> CompareSection(const std::string& name, const Section* before,
@@ -319,6 +342,15 @@ std::vector<InstancePair> MatchInstances(const Section& before, const Section& a
 std::vector<SectionChange> CompareReports(const Report& before, const Report& after,
                                           bool withPassing)
 {
+    if (before.completeness.isCut() || after.completeness.isCut()) {
+        Report old = before, now = after;
+        for (Report* const report : {&old, &now}) {
+            RemoveBeyond(before.completeness, report);
+            RemoveBeyond(after.completeness, report);
+            report->completeness = {};
+        }
+        return CompareReports(old, now, withPassing);
+    }
     std::vector<SectionChange> changes;
     const auto compare = [&](const std::string& name, const Section* old, const Section* now) {
         if (auto change = CompareSection(name, old, now, withPassing))
@@ -333,7 +365,7 @@ std::vector<SectionChange> CompareReports(const Report& before, const Report& af
         const Section old = ElapsedSection(before.elapsedTimes, withNames);
         const Section now = ElapsedSection(after.elapsedTimes, withNames);
         if (before.elapsedTimes != after.elapsedTimes)
-            compare("ET", old.instances.empty() ? nullptr : &old,
+            compare(std::string{kElapsedSection}, old.instances.empty() ? nullptr : &old,
                     now.instances.empty() ? nullptr : &now);
     }
     return changes;

@@ -50,6 +50,7 @@ std::vector<InstancePair> MatchInstances(const Section& before, const Section& a
 
 /// What is different in the machine, by section. Times, leases, free space and the processor's clock
 /// differ between any two reports; they are left out unless `withPassing` is set.
+/// What one report may only lack because it is cut before it is left out as well.
 /// @return no sections when nothing differs
 std::vector<SectionChange> CompareReports(const Report& before, const Report& after,
                                           bool withPassing);

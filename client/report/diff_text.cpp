@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include "client/report/completeness_json.h"
 #include "client/report/ordered_json.h"
 
 namespace orrery::report {
@@ -145,7 +146,7 @@ std::string FormatDiff(const std::vector<SectionChange>& changes, const DiffName
 }
 
 std::string FormatDiffJson(const std::vector<SectionChange>& changes, const DiffNames& names,
-                           bool withPassing)
+                           bool withPassing, const DiffStates& states)
 {
     Json json;
     json["format"] = "orrery-diff";
@@ -153,7 +154,8 @@ std::string FormatDiffJson(const std::vector<SectionChange>& changes, const Diff
     json["old"] = names.before;
     json["new"] = names.after;
     json["all"] = withPassing;
-    json["same"] = changes.empty();
+    json["same"] = changes.empty() && states.areAlike();
+    json["completeness"] = {{"old", ToJson(states.before)}, {"new", ToJson(states.after)}};
     json["sections"] = Json::array();
     for (const SectionChange& section : changes) {
         Json entry;

@@ -14,6 +14,14 @@ struct DiffNames {
     std::string before, after;
 };
 
+/// How complete the two reports are.
+struct DiffStates {
+    Completeness before, after;
+
+    /// Whether both end alike, so that reports without differences are the same.
+    bool areAlike() const noexcept { return before.IsCutLike(after); }
+};
+
 /// The differences for people: by section, with what was added (+), removed (-) and changed (~).
 /// What a terminal would act on is shown instead.
 /// @param columns width that a line with both values should keep to; 0 for any
@@ -22,6 +30,6 @@ std::string FormatDiff(const std::vector<SectionChange>& changes, const DiffName
 
 /// The differences for programs, as a JSON object with a format version; ends with a line feed.
 std::string FormatDiffJson(const std::vector<SectionChange>& changes, const DiffNames& names,
-                           bool withPassing);
+                           bool withPassing, const DiffStates& states = {});
 
 }  // namespace orrery::report

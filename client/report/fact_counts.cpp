@@ -32,6 +32,7 @@ std::size_t CFactCounter::total() const noexcept
 
 void CFactCounter::OnFact(const report::FactView& fact)
 {
+    check_.OnFact(fact);
     const std::string section{fact.section.begin(), fact.section.end()};
     const auto known =
         std::find_if(sections_.begin(), sections_.end(),

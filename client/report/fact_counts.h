@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "client/report/completeness.h"
 #include "client/report/parser.h"
 
 namespace orrery {
@@ -29,14 +30,17 @@ public:
     /// The sections in the order in which the report first names them.
     const std::vector<SectionCount>& sections() const noexcept { return sections_; }
     std::size_t total() const noexcept;
-    /// Whether the report ends where a line ends, by its line feed or by the cut.
-    bool endsWhole() const noexcept { return parser_.endsWhole(); }
+    /// How complete the report is, once it was counted.
+    const report::Completeness& completeness() const noexcept { return completeness_; }
 
 private:
     void OnFact(const report::FactView& fact) override;
     void OnOddity(report::Oddity /*oddity*/, std::uint64_t /*line*/) override {}
+    void OnEnd(bool endsLine) override { completeness_ = check_.Result(endsLine); }
 
     report::CReportParser parser_;
+    report::CCompletenessCheck check_;
+    report::Completeness completeness_;
     std::vector<SectionCount> sections_;
 };
 

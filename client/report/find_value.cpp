@@ -34,6 +34,7 @@ public:
     }
     void OnFact(const FactView& fact) override
     {
+        check_.OnFact(fact);
         if (IsElapsedTime(fact)) {
             if (elapsedCount_++ == elapsedPlace_)
                 Keep(fact, &elapsed_);
@@ -52,6 +53,7 @@ public:
         }
     }
     void OnOddity(Oddity oddity, std::uint64_t line) override { warnings_.Add(oddity, line); }
+    void OnEnd(bool endsLine) override { completeness_ = check_.Result(endsLine); }
 
     FoundValue Take()
     {
@@ -59,7 +61,8 @@ public:
         if (areNamed && name_.index == 0 && IsEqualButForCase(section_, u"ET"))
             for (const auto& category : kCategories)
                 alike_.push_back("ET." + std::string{category});
-        return {value_ || !areNamed ? value_ : elapsed_, std::move(alike_), warnings_.Take()};
+        return {value_ || !areNamed ? value_ : elapsed_, std::move(alike_), warnings_.Take(),
+                completeness_};
     }
 
 private:
@@ -93,6 +96,8 @@ private:
     std::optional<std::string> value_, elapsed_;
     std::vector<std::string> alike_;
     CWarnings warnings_;
+    CCompletenessCheck check_;
+    Completeness completeness_;
 };
 
 }  // namespace

@@ -25,6 +25,7 @@ struct FoundValue {
     std::optional<std::string> value;  ///< in UTF-8; none where the report has no such fact
     std::vector<std::string> alike;    ///< names it has, of which one may have been meant
     std::vector<Warning> warnings;     ///< about the report
+    Completeness completeness;         ///< of the report
 };
 
 /// Looks a value up in a report file of any size, without keeping the rest. "ET" with the name of a

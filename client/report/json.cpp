@@ -1,5 +1,6 @@
 #include "client/report/json.h"
 
+#include "client/report/completeness_json.h"
 #include "client/report/machine.h"
 #include "client/report/number.h"
 #include "client/report/ordered_json.h"
@@ -103,6 +104,8 @@ void WriteJson(const Report& report, const TextSink& sink)
     WriteSections(report, sink);
     sink(",");
     WriteMember("elapsedTimes", ElapsedTimes(report), sink);
+    sink(",");
+    WriteMember("completeness", ToJson(report.completeness), sink);
     sink(",");
     WriteMember("warnings", Warnings(report), sink);
     sink("\n}\n");

@@ -47,11 +47,11 @@ void CReportParser::Finish()
         EndFact(buffer_.size());
     if (lowByte_) {
         hasText_ = true;
-        endsWhole_ = false;
         sink_.OnOddity(Oddity::kOddBytes, line_);
     }
     if (!hasText_)
         sink_.OnOddity(Oddity::kEmpty, 0);
+    sink_.OnEnd(lastUnit_ == u'\n' && !lowByte_);
 }
 
 void CReportParser::Append(std::span<const std::byte> bytes)
@@ -71,6 +71,8 @@ void CReportParser::Append(std::span<const std::byte> bytes)
             buffer_[old + at] = Unit(bytes[2 * at], bytes[2 * at + 1]);
     if (bytes.size() % 2 != 0)
         lowByte_ = bytes.back();
+    if (!buffer_.empty())
+        lastUnit_ = buffer_.back();
 }
 
 void CReportParser::SkipByteOrderMark()
@@ -91,8 +93,12 @@ void CReportParser::Scan(bool atEnd)
         Header header;
         const auto rest = std::u16string_view{buffer_}.substr(*candidate_);
         const Match match = MatchHeader(rest, atEnd, header);
-        if (match == Match::kUndecided)
+        if (match == Match::kUndecided || (match == Match::kNo && !atEnd && MayBeUnfinished(rest)))
             return;
+        if (match == Match::kNo && inFact_ && !rest.empty() && MayBeUnfinished(rest)) {
+            EndAtUnfinishedLine();
+            return;
+        }
         if (match == Match::kYes) {
             EndFact(*candidate_);
             BeginFact(header);
@@ -158,6 +164,21 @@ CReportParser::Match CReportParser::MatchHeader(std::u16string_view text, bool a
     return Match::kYes;
 }
 
+/// Whether a text that begins no fact is, as far as it has come, a line without its end: the rest of a
+/// line that nobody wrote to its end.
+bool CReportParser::MayBeUnfinished(std::u16string_view text)
+{
+    return text.size() < kLongestLine && text.find(u'\n') == text.npos;
+}
+
+void CReportParser::EndAtUnfinishedLine()
+{
+    EndFact(*candidate_);
+    sink_.OnOddity(Oddity::kUnfinished, line_);
+    inFact_ = false;
+    candidate_.reset();
+}
+
 void CReportParser::RejectCandidate()
 {
     const bool isLine = *candidate_ == 0 || buffer_[*candidate_ - 1] == u'\n';
@@ -178,9 +199,10 @@ void CReportParser::BeginFact(const Header& header)
     ++facts_;
 }
 
-std::u16string_view CReportParser::WithoutLineEnd(std::u16string_view text, bool* isCut)
+std::u16string_view CReportParser::WithoutLineEnd(std::u16string_view text, bool* isCut,
+                                                  bool* isUnfinished)
 {
-    *isCut = false;
+    *isCut = *isUnfinished = false;
     if (text.ends_with(u'\n')) {
         text.remove_suffix(1);
         if (text.ends_with(u'\r')) {
@@ -191,7 +213,7 @@ std::u16string_view CReportParser::WithoutLineEnd(std::u16string_view text, bool
         *isCut = true;
         sink_.OnOddity(Oddity::kCut, factLine_);
     } else {
-        endsWhole_ = false;
+        *isCut = *isUnfinished = true;
         sink_.OnOddity(Oddity::kUnfinished, line_);
     }
     return text;
@@ -201,9 +223,9 @@ void CReportParser::EndFact(std::size_t end)
 {
     if (!inFact_)
         return;
-    bool isCut = false;
-    auto text =
-        WithoutLineEnd(std::u16string_view{buffer_}.substr(factStart_, end - factStart_), &isCut);
+    bool isCut = false, isUnfinished = false;
+    auto text = WithoutLineEnd(std::u16string_view{buffer_}.substr(factStart_, end - factStart_),
+                               &isCut, &isUnfinished);
     if (shortened_) {
         text = text.substr(0, kLongestFact);
         sink_.OnOddity(Oddity::kShortened, factLine_);
@@ -214,7 +236,10 @@ void CReportParser::EndFact(std::size_t end)
     }
     const auto rest = text.substr(std::min(text.size(), header_.property));
     const std::size_t propertyEnd = std::min(rest.size(), rest.find_first_of(u"\t\n"));
-    if (propertyEnd == rest.size() || rest[propertyEnd] != u'\t')
+    const bool hasValue = propertyEnd != rest.size() && rest[propertyEnd] == u'\t';
+    if (isUnfinished && !hasValue)
+        return;  // its property may lack its end
+    if (!hasValue)
         sink_.OnOddity(Oddity::kNoValue, factLine_);
     sink_.OnFact({factLine_, text.substr(0, header_.section),
                   static_cast<std::int32_t>(header_.index), rest.substr(0, propertyEnd),

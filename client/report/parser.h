@@ -17,7 +17,7 @@ struct FactView {
     std::int32_t index;
     std::u16string_view property;
     std::u16string_view value;
-    bool isCut;  ///< the line reached the library's limit, so the value may go on in the machine
+    bool isCut;  ///< the line reached the library's limit or has no end, so the value may lack some
 };
 
 /// Whether the fact is the elapsed time of a category, which has no name.
@@ -39,7 +39,7 @@ enum class Oddity {
     kLong,            // longer than the library writes, and not cut
     kShortened,       // longer than is kept of a fact
     kCarriageReturn,  // before a line feed, left out
-    kUnfinished,      // the end of the report within a line
+    kUnfinished,      // the end of the report within a line, which is no part of the one before
     kSurrogate,       // half of a surrogate pair, replaced by U+FFFD
     kDuplicate,       // a fact that an earlier line gave; the later one counts
 };
@@ -51,13 +51,16 @@ public:
     virtual void OnFact(const FactView& fact) = 0;
     /// @param line from 1; 0 for the report as a whole
     virtual void OnOddity(Oddity oddity, std::uint64_t line) = 0;
+    /// @param endsLine whether the report ends with a line feed
+    virtual void OnEnd(bool /*endsLine*/) {}
 };
 
 /// Finds the facts in the bytes of a report, which may be anything.
 ///
 /// A fact begins where a line begins with a section, a tab, a number and a tab. Values are written
 /// raw, so a line that does not begin so continues the value before it; and a line of 1023 code
-/// units was cut there, so the next fact follows it without a line feed.
+/// units was cut there, so the next fact follows it without a line feed. A last line without its end
+/// belongs to no value before it, and is a fact only when its value has begun.
 ///
 /// Memory: one fact, of which at most kLongestFact code units are kept, and one block of bytes.
 class CReportParser {
@@ -76,8 +79,6 @@ public:
     std::uint64_t facts() const noexcept { return facts_; }
     /// Whether there was anything but a byte-order mark.
     bool hasText() const noexcept { return hasText_; }
-    /// After Finish: whether the report ends where a line ends, by its line feed or by the cut.
-    bool endsWhole() const noexcept { return endsWhole_; }
 
 private:
     struct Header {
@@ -92,10 +93,12 @@ private:
     void SkipByteOrderMark();
     void Scan(bool atEnd);
     bool FindCandidate();
+    static bool MayBeUnfinished(std::u16string_view text);
     void RejectCandidate();
+    void EndAtUnfinishedLine();
     void BeginFact(const Header& header);
     void EndFact(std::size_t end);
-    std::u16string_view WithoutLineEnd(std::u16string_view text, bool* isCut);
+    std::u16string_view WithoutLineEnd(std::u16string_view text, bool* isCut, bool* isUnfinished);
     void Compact();
 
     FactSink& sink_;
@@ -107,7 +110,7 @@ private:
     std::uint64_t facts_ = 0;
     bool atStart_ = true;
     bool hasText_ = false;
-    bool endsWhole_ = true;
+    char16_t lastUnit_ = 0;
 
     // The present fact; before the first one there is none.
     bool inFact_ = false;

@@ -40,7 +40,7 @@ constexpr auto kOddityTexts = std::to_array<OddityText>({
     {Oddity::kLong, "the line is longer than the library writes; it may hold more than one fact"},
     {Oddity::kShortened, "the value is longer than 1048576 characters; its end was left out"},
     {Oddity::kCarriageReturn, "the line ends in a carriage return, which was left out"},
-    {Oddity::kUnfinished, "the report ends within this line"},
+    {Oddity::kUnfinished, "the report is cut within this line; its value may lack its end"},
     {Oddity::kSurrogate, "the text is no valid UTF-16; what cannot be spelled became U+FFFD"},
     {Oddity::kDuplicate, "the fact was there before; this later value counts"},
 });
@@ -164,6 +164,7 @@ struct CReportBuilder::State {
     FactFilter isKept;
     Report report;
     CWarnings warnings;
+    CCompletenessCheck completeness;
     std::unordered_map<std::string, SectionState> sections;
     SectionState* lastSection = nullptr;
     std::string sectionName, propertyName;  // of the present fact; kept for their memory
@@ -220,6 +221,7 @@ CReportBuilder::~CReportBuilder() = default;
 
 void CReportBuilder::OnFact(const FactView& fact)
 {
+    state_->completeness.OnFact(fact);
     std::string &section = state_->sectionName, &property = state_->propertyName;
     section.assign(fact.section.begin(), fact.section.end());
     property.clear();
@@ -249,6 +251,11 @@ void CReportBuilder::OnFact(const FactView& fact)
 void CReportBuilder::OnOddity(Oddity oddity, std::uint64_t line)
 {
     state_->warnings.Add(oddity, line);
+}
+
+void CReportBuilder::OnEnd(bool endsLine)
+{
+    state_->report.completeness = state_->completeness.Result(endsLine);
 }
 
 Report CReportBuilder::Take()

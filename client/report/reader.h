@@ -40,6 +40,7 @@ public:
     ~CReportBuilder() override;
     void OnFact(const FactView& fact) override;
     void OnOddity(Oddity oddity, std::uint64_t line) override;
+    void OnEnd(bool endsLine) override;
     /// The report as far as its facts have come. Nothing may be added afterwards.
     Report Take();
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "client/report/completeness.h"
+
 namespace orrery::report {
 
 /// A fact of one instance. Texts are UTF-8; what UTF-16 cannot spell is U+FFFD.
@@ -37,13 +39,14 @@ struct Warning {
     std::string text;
 };
 
-/// A whole report.
+/// A report as far as it was kept.
 struct Report {
     /// In the order in which the report first names them, without the elapsed times.
     std::vector<Section> sections;
     /// The values of the "ET" lines, in the report's order.
     std::vector<std::string> elapsedTimes;
     std::vector<Warning> warnings;
+    Completeness completeness;
 
     const Section* Find(std::string_view name) const noexcept;
 };

@@ -10,6 +10,8 @@
 namespace orrery::report {
 namespace {
 
+constexpr std::string_view kLineEnd{"\n\0", 2};  // in UTF-16LE
+
 struct Line {
     std::string_view property;
     std::string index;
@@ -35,7 +37,6 @@ void WriteLines(std::string_view section, std::vector<Line> lines, const TextSin
             AppendUtf16("\t", &bytes);
         }
         AppendUtf16(*value, &bytes);
-        AppendUtf16("\n", &bytes);
         sink(bytes);
     }
 }
@@ -62,13 +63,22 @@ void WriteReport(const Report& report, const TextSink& sink)
     std::sort(sections.begin(), sections.end(), [](const Section* left, const Section* right) {
         return ComesFirst(left->name, right->name);
     });
+    // The last line of a report that lacks its end must not become a whole one.
+    std::string end;
+    const TextSink write = [&](std::string_view line) {
+        sink(end);
+        sink(line);
+        end = kLineEnd;
+    };
     for (const Section* const section : sections) {
         std::vector<Line> lines = LinesOf(*section);
         if (section->name == kNone.name)
             for (const std::string& time : report.elapsedTimes)
                 lines.push_back({"", "0", &time});
-        WriteLines(section->name, std::move(lines), sink);
+        WriteLines(section->name, std::move(lines), write);
     }
+    if (report.completeness.endsLine)
+        sink(end);
 }
 
 }  // namespace orrery::report

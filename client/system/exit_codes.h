@@ -40,6 +40,8 @@ inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
 /// What kNo means for the commands that give it.
 inline constexpr char kNoOfGet[] = "there is no such value";
 inline constexpr char kNoOfDiff[] = "the reports differ";
+inline constexpr char kNoOfCheck[] = "a report lacks categories";
+inline constexpr char kNoOfCollect[] = "cancelled, the report lacks categories";
 inline constexpr char kNoOfDoctor[] = "something is missing";
 
 /// Ends a command: the message says what went wrong, where, and what to do about it.

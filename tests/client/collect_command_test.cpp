@@ -186,14 +186,15 @@ TEST_F(CollectCommand, PutsTheReportInPlaceAndPrintsItsFacts)
     EXPECT_EQ(outcome.output.substr(0, outcome.output.find("\nReport")),
               "Section             Facts\n"
               "BIOS                    1\n"
-              "ET (elapsed times)      2\n"
-              "Total                   3\n");
+              "ET (elapsed times)     13\n"
+              "VideoController         1\n"
+              "Total                  15\n");
     EXPECT_NE(outcome.output.find("B\xC3\xBCro \xD0\x96\xE6\x97\xA5\\\xC3\xBC"
                                   "ber uns.tsv\n"),
               std::string::npos)
         << outcome.output;
     EXPECT_EQ(Left(), (Names{L"\u00FCber uns.tsv"}));
-    EXPECT_EQ(Content(reports_ / L"\u00FCber uns.tsv").size(), 72u);  // 36 code units
+    EXPECT_EQ(Content(reports_ / L"\u00FCber uns.tsv").size(), 322u);  // 161 code units
 }
 
 TEST_F(CollectCommand, ReplacesAnEarlierReport)
@@ -281,6 +282,8 @@ TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheRunGivesNone)
     for (const Case& row : std::initializer_list<Case>{
              {L"nothing", kQuiet, ExitCode::kReport, "did not write the whole report"},
              {L"cut", kQuiet, ExitCode::kReport, "did not write the whole report"},
+             {L"short", kQuiet, ExitCode::kReport, "did not write the whole report"},
+             {L"lose", kQuiet, ExitCode::kReport, "did not write the whole report"},
              {L"refuse", kQuiet, ExitCode::kCancelled, "cancelled; the report"},
              {L"hang", L"collect pc.tsv --quiet --timeout 1", ExitCode::kTimeout,
               "orreryctl: the run took more than 1 s and was ended; the "},
@@ -321,7 +324,7 @@ TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
     });
     EXPECT_EQ(first.code, ExitCode::kDone) << first.errors;
     EXPECT_EQ(Left(), Names{L"pc.tsv"});
-    EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 72U);
+    EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 322U);
 }
 
 TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilledAndNoFileAfterTheNextRun)
@@ -378,7 +381,6 @@ TEST_F(CollectCommand, CancelsOnCtrlCAndKeepsNoReportOfTheRun)
         int presses;
         ULONGLONG least, most;  // seconds from the first press to the end
     } rows[] = {
-        {L"wait", 1, 0, 8},   // heeds Cancel, else it would go on for 20 s
         {L"hang", 2, 0, 8},   // is ended at the second press
         {L"hang", 1, 9, 15},  // is ended when its time is over
     };
@@ -400,6 +402,30 @@ TEST_F(CollectCommand, CancelsOnCtrlCAndKeepsNoReportOfTheRun)
             << outcome.errors;
         EXPECT_EQ(outcome.output, "");
         ExpectNothingLeft();
+    }
+}
+
+TEST_F(CollectCommand, SaysWhatTheReportOfACancelledRunLacks)
+{
+    const struct {
+        const wchar_t* behaviour;
+        ExitCode code;
+        const char* errors;
+    } rows[] = {
+        // Both heed Cancel, else they would go on for 20 s.
+        {L"late", ExitCode::kNo, "cancelled: the report lacks 10 categories"},
+        {L"wait", ExitCode::kDone, ""},  // the cancel came when everything was collected
+    };
+    for (const auto& row : rows) {
+        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
+        const Outcome outcome = Run(L"collect pc.tsv --quiet", [&](DWORD program) {
+            AwaitReport(program);
+            PressCtrlC(program, 1);
+        });
+        EXPECT_EQ(outcome.code, row.code) << outcome.errors;
+        EXPECT_NE(outcome.errors.find(row.errors), std::string::npos) << outcome.errors;
+        EXPECT_EQ(Left(), Names{L"pc.tsv"});
+        fs::remove(reports_ / L"pc.tsv");
     }
 }
 

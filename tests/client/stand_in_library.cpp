@@ -1,6 +1,7 @@
 // Stands in for orrery.dll. What a run does is chosen by the environment variable ORRERY_STAND_IN:
-// "report" writes one, "cut" a part of it, "nothing" reports success without one, "refuse" reports a
-// cancelled run. The others write a report first: "slow" takes a second, "wait" ends with Cancel,
+// "report" writes one, "cut" and "short" a part of it, within a line and to a line's end, "lose" one that
+// lacks categories, "nothing" reports success without one, "refuse" reports a cancelled run. The others
+// write a report first: "slow" takes a second, "wait" ends with Cancel, "late" too, but lacks categories,
 // "hang" never and says something without end, "crash" and "exit" end the process, "leak" sets an
 // event that the run must not know, and "unload" hangs when the library is unloaded. While the
 // process of a run lives, the event exists that ORRERY_STAND_IN_EVENT names, for which "gate" waits.
@@ -37,11 +38,15 @@ HANDLE RunEvent()
     return event;
 }
 
-void WriteReport(const wchar_t* path, std::size_t missingBytes = 0)
+void WriteReport(const wchar_t* path, int categories, std::size_t missingBytes)
 {
-    constexpr wchar_t kReport[] = L"BIOS\t0\tVersion\t1.0\nET\t0\t\t12\nET\t0\t\t3\n";
+    std::wstring report = L"BIOS\t0\tVersion\t1.0\n";
+    for (int category = 0; category < categories; ++category)
+        report += L"ET\t0\t\t12\n";
+    if (categories == 13)
+        report += L"VideoController\t0\tName\tV\n";
     if (std::FILE* const file = _wfopen(path, L"wb")) {
-        std::fwrite(kReport, sizeof kReport - sizeof kReport[0] - missingBytes, 1, file);
+        std::fwrite(report.data(), report.size() * sizeof report[0] - missingBytes, 1, file);
         std::fclose(file);
     }
 }
@@ -53,7 +58,7 @@ void Behave(const std::wstring& behaviour)
         Sleep(1000);
     if (behaviour == L"gate")
         WaitForSingleObject(RunEvent(), 60'000);
-    if (behaviour == L"wait")
+    if (behaviour == L"wait" || behaviour == L"late")
         WaitForSingleObject(CancelEvent(), 20'000);
     while (behaviour == L"hang") {
         DWORD written = 0;
@@ -83,8 +88,12 @@ int32_t __stdcall GetInventoryEx(const wchar_t* path, uint32_t)
     const std::wstring behaviour = Variable(L"ORRERY_STAND_IN");
     RunEvent();
     CancelEvent();
+    constexpr std::size_t kLastLine = 25 * sizeof(wchar_t);
     if (behaviour != L"nothing" && behaviour != L"refuse")
-        WriteReport(path, behaviour == L"cut" ? 3 : 0);
+        WriteReport(path, behaviour == L"late" || behaviour == L"lose" ? 3 : 13,
+                    behaviour == L"cut"     ? 3
+                    : behaviour == L"short" ? kLastLine
+                                            : 0);
     Behave(behaviour);
     return behaviour == L"refuse" ? 0 : 1;
 }

@@ -53,6 +53,7 @@ protected:
         AddConvertCommand(commandLine, &result);
         AddDiffCommand(commandLine, &result);
         AddRedactCommand(commandLine, &result);
+        AddCheckCommand(commandLine, &result);
 #ifndef _WIN32
         AddCollectCommand(commandLine, &result);
         AddDoctorCommand(commandLine, &result);
@@ -120,6 +121,42 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
     }
 }
 
+TEST_F(Commands, TellWhetherReportsAreWhole)
+{
+    std::u16string text = u"BIOS\t0\tSerialNumber\tS-1\nBIOS\t0\tVersion\t1\nET\t0\t\t5\n";
+    Write("late.tsv", Bytes(text));
+    for (int category = 2; category <= 13; ++category)
+        text += u"ET\t0\t\t5\n";
+    Write("whole.tsv", Bytes(text + u"VideoController\t0\tName\tV\n"));
+    const struct {
+        std::vector<std::string> arguments;
+        int expected;
+        const char* output;
+    } rows[] = {
+        {{"check", "@whole.tsv"}, 0, "whole.tsv: the report is whole\n"},
+        {{"check", "@late.tsv", "@whole.tsv"}, 1, "late.tsv: the report lacks 12 categories"},
+        {{"check", "@a.tsv", "@late.tsv"}, 2, "a.tsv: the report is cut: "},
+        {{"check", "@none.tsv", "@whole.tsv"}, 2, "whole.tsv: the report is whole\n"},
+        {{"check", "@text.tsv"}, 2, ""},
+        {{"diff", "@whole.tsv", "@whole.tsv"}, 0, "No differences, leaving out"},
+        {{"diff", "@whole.tsv", "@a.tsv"}, 1, "No differences up to where a report is cut, "},
+        {{"diff", "@a.tsv", "@whole.tsv", "--to", "json"},
+         1,
+         "\"old\": {\n      \"state\": \"cut\""},
+        {{"convert", "@late.tsv", "--to", "html"}, 0, "is not that of a whole run</b><ul><li>the "},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Run(row.arguments), row.expected) << testing::PrintToString(row.arguments);
+        EXPECT_NE(output_.find(row.output), std::string::npos) << output_;
+    }
+    for (const char* command : {"show", "redact", "get"}) {
+        Run({command, "@a.tsv", command == std::string{"redact"} ? "@out.tsv" : "BIOS"});
+        EXPECT_TRUE(command == std::string{"get"} ||
+                    message_.find("a.tsv\": the report is cut") != std::string::npos)
+            << message_;
+    }
+}
+
 TEST_F(Commands, ShowAnExampleAndTheirOwnExitCodesInTheirHelp)
 {
     const struct {
@@ -127,7 +164,7 @@ TEST_F(Commands, ShowAnExampleAndTheirOwnExitCodesInTheirHelp)
     } rows[] = {
         {"show", "  0  done\n  2  wrong"},    {"get", "\n  1  there is no such value\n"},
         {"convert", "  0  done\n  2  wrong"}, {"diff", "\n  1  the reports differ\n"},
-        {"redact", "  0  done\n  2  wrong"},
+        {"redact", "  0  done\n  2  wrong"},  {"check", "\n  1  a report lacks categories\n"},
     };
     for (const auto& [command, codes] : rows) {
         EXPECT_EQ(Run(command + " --help"s), 0);

@@ -17,15 +17,13 @@ TEST(FactCountTable, CountsFactsBySectionInTheOrderOfTheReport)
     const struct {
         std::string text;
         const char* expected;
-        bool endsWhole;
     } rows[] = {
-        {"", "Section  Facts\nTotal        0\n", true},
-        {many, "Section    Facts\nOS             1\nBaseBoard     12\nTotal         13\n", true},
+        {"", "Section  Facts\nTotal        0\n"},
+        {many, "Section    Facts\nOS             1\nBaseBoard     12\nTotal         13\n"},
         {"OS|0|A|1\nX|0|B|2\nOS|1|A|3\nOs|0|A|1\n",
-         "Section  Facts\nOS           2\nX            1\nOs           1\nTotal        4\n", true},
+         "Section  Facts\nOS           2\nX            1\nOs           1\nTotal        4\n"},
         {"ET|0||" + std::string(1017, 'x'),  // the last line was cut
-         "Section             Facts\nET (elapsed times)      1\nTotal                   1\n", true},
-        {"X|0|A|1\nX|0|B", "Section  Facts\nX            2\nTotal        2\n", false},
+         "Section             Facts\nET (elapsed times)      1\nTotal                   1\n"},
     };
     for (const auto& row : rows) {
         CFactCounter counter;
@@ -33,7 +31,6 @@ TEST(FactCountTable, CountsFactsBySectionInTheOrderOfTheReport)
         counter.Add(std::as_bytes(std::span{bytes}));
         counter.Finish();
         EXPECT_EQ(FactCountTable(counter), row.expected);
-        EXPECT_EQ(counter.endsWhole(), row.endsWhole) << row.expected;
     }
 }
 

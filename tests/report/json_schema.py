@@ -19,6 +19,7 @@ except ImportError:
 MADE = {
     "nothing": "",
     "cancelled": "ComputerSystem\t0\tName\t\nET\t0\t\t12\n",
+    "cut": "ComputerSystem\t0\tName\t\nET\t0\t\t12",
     "odd": "BIOS\t0\tVersion\ta\tb\nc \"\\ <&>\nDiskDrive\t7\tSize\t\nET\t0\t\tsoon\nET\t1\tx\ty\n",
 }
 
@@ -34,6 +35,9 @@ DAMAGES = {"report": [
     lambda d: d["sections"]["BIOS"][0].update(index=-1),
     lambda d: d["sections"]["BIOS"][0]["properties"].update(Version=1),
     lambda d: d["elapsedTimes"][0].update(category="Printers"),
+    lambda d: d["completeness"].update(state="half"),
+    lambda d: d["completeness"].update(state="lacksCategories"),
+    lambda d: d["completeness"].update(missing=1),
     lambda d: d["warnings"].append({"text": "no line"}),
 ], "summary": [
     lambda d: d.update(machines=[]),

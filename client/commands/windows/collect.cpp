@@ -170,8 +170,9 @@ ExitCode CollectReport(const std::wstring& report, const CollectOptions& options
     const bool wasEnded = AwaitRun(run, guard, options);
     const std::chrono::duration<double> elapsed = Clock::now() - start;
     const std::optional<ExitCode> result = CollectChildResult(run.EndCode());
-    // The library counts a late cancel as a complete run, but whoever pressed Ctrl+C does not.
-    if (guard.Disarm() || result == ExitCode::kCancelled)
+    const bool wasInterrupted = guard.Disarm();
+    // A run that heeds a cancel may have come too far to leave its report out.
+    if (result == ExitCode::kCancelled || (wasInterrupted && result != ExitCode::kDone))
         FailRun(ExitCode::kCancelled, "cancelled", path);
     if (wasEnded)
         FailRun(ExitCode::kTimeout,
@@ -188,14 +189,19 @@ ExitCode CollectReport(const std::wstring& report, const CollectOptions& options
 
     CFactCounter counter;
     partial.Count(counter);
-    if (counter.total() == 0 || !counter.endsWhole())
+    using State = report::Completeness::State;
+    const State state = counter.completeness().state;
+    if (state == State::kCut || (state == State::kLacksCategories && !wasInterrupted))
         throw CommandError(ExitCode::kReport, "the run did not write the whole report " +
                                                   Quoted(path.shown) +
                                                   "; check that the disk has space left");
     partial.Publish();
     if (!options.isQuiet)
         PrintSummary(counter, path, elapsed.count());
-    return ExitCode::kDone;
+    if (state == State::kWhole)
+        return ExitCode::kDone;
+    PrintError("cancelled: " + Describe(counter.completeness()));
+    return ExitCode::kNo;
 }
 
 void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
@@ -218,10 +224,11 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
         "The run has a process of its own, so that hanging or crashing drivers do no harm. An\n"
         "earlier report of that name is replaced when the run is complete, else it stays. Ctrl+C\n"
         "cancels the run, and ends it when it does not stop within 10 s or at the second "
-        "Ctrl+C.\n\n"
+        "Ctrl+C. A run that is cancelled late still gives its report, which may lack "
+        "categories.\n\n"
         "Examples:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n"
         "  orreryctl collect pc.tsv --timeout 120 --quiet\n\n" +
-        ExitCodeHelp({}));
+        ExitCodeHelp({}, kNoOfCollect));
     collect.Does([arguments, result] {
         arguments->options.timeout = std::chrono::seconds{arguments->timeout};
         *result = CollectReport(FromUtf8(arguments->report), arguments->options);

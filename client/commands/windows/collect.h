@@ -20,7 +20,8 @@ struct CollectOptions {
 ///
 /// @param report path of the report, which must end in ".tsv" in lower case; it may be relative or
 ///               longer than MAX_PATH
-/// @return kDone, or the code of a failure of which that process has written the message
+/// @return kDone; kNo when the run was cancelled and its report, now in place, lacks categories; or the
+///         code of a failure of which that process has written the message
 /// @throws CommandError as said beside ExitCode
 ExitCode CollectReport(const std::wstring& report, const CollectOptions& options);
 
