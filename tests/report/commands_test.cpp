@@ -98,8 +98,10 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {"show @a.tsv bios", 0, ""},
         {"show @a.tsv Bio", 2, "no section \"Bio\"; did you mean \"BIOS\"?"},
         {"get @a.tsv BIOS.Version", 0, ""},
-        {"get @a.tsv BIOS.Versions", 1, "no value BIOS.Versions, in just these letters;"},
-        {"get @a.tsv bios.VERSION", 1, "VERSION; did you mean \"BIOS.Version\"?"},
+        {"get @a.tsv bios.VERSION BIOS.*.SerialNumber --to json", 0, ""},
+        {"get @a.tsv BIOS.Versions BIOS.Version", 1, "Versions; did you mean \"BIOS.Version\"?"},
+        {"get @a.tsv BIOS.Unheard", 1, "no value BIOS.Unheard; \"orreryctl show\" shows what"},
+        {"get @a.tsv Disk.Size BIOS.Versions", 2, "no value Disk.Size: there is no such section"},
         {"get @a.tsv BIOS", 2, "give SECTION.PROPERTY"},
         {"convert @a.tsv", 2, "--to is required"},
         {"convert @a.tsv --to xml", 2, "xml not in {json,csv,html}"},
@@ -118,6 +120,22 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         EXPECT_EQ(Run(row.arguments), row.expected) << row.arguments;
         EXPECT_NE(message_.find(row.message), std::string::npos) << message_;
     }
+}
+
+TEST_F(Commands, PrintWhatThereIs)
+{
+    const struct {
+        const char *arguments, *output;
+    } rows[] = {
+        {"get @a.tsv bios.version BIOS.None BIOS.SerialNumber", "1\nS-1\n"},
+        {"summary @none.tsv @a.tsv",
+         "Computer without a name\n  Not whole  0 of 13 categories are there\n"},
+    };
+    for (const auto& row : rows) {
+        Run(row.arguments);
+        EXPECT_EQ(output_, row.output) << row.arguments;
+    }
+    EXPECT_EQ(Run("summary @none.tsv @a.tsv"), 2);
 }
 
 TEST_F(Commands, ShowAnExampleAndTheirOwnExitCodesInTheirHelp)
