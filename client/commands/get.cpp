@@ -1,11 +1,12 @@
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
-#include "client/system/console.h"
 #include "client/report/find_value.h"
-#include "client/text/suggestion.h"
+#include "client/system/console.h"
 #include "client/text/terminal_text.h"
 #include "client/text/utf8.h"
 
@@ -13,53 +14,65 @@ namespace orrery {
 namespace {
 
 struct Options {
-    std::string path, name;
+    std::string path, format = "text";
+    std::vector<std::string> names;
 };
 
-bool GetValue(const Options& options)
+/// One value a line, as they are; a terminal is not sent what it would act on.
+std::string ValueLines(const report::Lookup& lookup, const Terminal& terminal)
 {
-    const auto name = report::ParseValueName(options.name);
-    const report::FoundValue found = report::FindValue(PathFromUtf8(options.path), name);
-    PrintWarnings(options.path, found.warnings, found.completeness);
-    if (!found.value) {
-        const std::string suggestion = Suggestion(options.name, found.alike);
-        PrintError("the report \"" + options.path + "\" has no value " + options.name +
-                   (suggestion.empty()
-                        ? ", in just these letters; \"orreryctl show\" shows what it has"
-                        : suggestion));
-        return false;
+    const Charset charset = terminal.unicode ? Charset::kUnicode : Charset::kAscii;
+    std::string lines;
+    for (const auto& found : lookup.found)
+        for (const auto& each : found.values)
+            lines += (terminal.isTerminal ? Escaped(each.value, charset) : each.value) + '\n';
+    return lines;
+}
+
+ExitCode GetValues(const Options& options)
+{
+    std::vector<report::ValueName> names;
+    for (const std::string& name : options.names)
+        names.push_back(report::ParseValueName(name));
+    const report::Lookup lookup = report::FindValues(PathFromUtf8(options.path), names);
+    PrintWarnings(options.path, lookup.warnings, lookup.completeness);
+    PrintOrFail(WholeText(options.format == "json" ? report::FormatValuesJson(options.path, lookup)
+                                                   : ValueLines(lookup, OutputTerminal())));
+    ExitCode result = ExitCode::kDone;
+    for (const auto& [name, values, hint, isUnknown] : lookup.found) {
+        if (!values.empty())
+            continue;
+        PrintError("the report \"" + options.path + "\" has no value " + name.text +
+                   (hint.empty() ? "; \"orreryctl show\" shows what it has" : hint));
+        result = std::max(result, isUnknown ? ExitCode::kInput : ExitCode::kNo);
     }
-    const Terminal terminal = OutputTerminal();
-    const std::string text =
-        terminal.isTerminal
-            ? Escaped(*found.value, terminal.unicode ? Charset::kUnicode : Charset::kAscii)
-            : *found.value;
-    PrintOrFail(WholeText(text + '\n'));
-    return true;
+    return result;
 }
 
 }  // namespace
 
 void AddGetCommand(CCommandLine& commandLine, ExitCode* result)
 {
-    CCommand get = commandLine.AddCommand("get", "Print one value of a report, for scripts");
+    CCommand get = commandLine.AddCommand("get", "Print values of a report, for scripts");
     const auto options = std::make_shared<Options>();
     get.Operand("REPORT.tsv", &options->path, "The report to read");
-    get.Operand("SECTION.PROPERTY[.INDEX]", &options->name,
-                "The value to print, spelled as in the report; the index is 0 unless given");
+    get.Operands("SECTION.PROPERTY[.INDEX]", &options->names,
+                 "The values to print, in any letter case; the index is 0 unless given");
+    get.Choice("--to", "FORMAT", {"text", "json"}, &options->format, "text (unless given) or json");
     get.Footer(
-        "Prints the value as it is, and a line feed. \"ET\" and a category stand for an elapsed "
-        "time\n"
-        "in milliseconds, in a report that has all of them.\n\n"
-        "Examples:\n  orreryctl get report.tsv BIOS.SerialNumber\n"
+        "Prints the values as they are, each with a line feed. In place of an index, \"*\" stands\n"
+        "for all instances, and SECTION[PROPERTY=VALUE] chooses instances by another property.\n"
+        "\"ET\" and a category stand for an elapsed time in milliseconds, in a report that has "
+        "all\n"
+        "of them.\n\n"
+        "Examples:\n  orreryctl get report.tsv BIOS.SerialNumber ComputerSystem.Name\n"
         "  orreryctl get report.tsv LogicalDisk.FreeSpace.1\n"
+        "  orreryctl get report.tsv LogicalDisk.*.FreeSpace --to json\n"
+        "  orreryctl get report.tsv \"NetworkAdapter[NetConnectionStatus=Connected].IPAddress\"\n"
         "  orreryctl get report.tsv ET.Network\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
                      kNoOfGet));
-    get.Does([options, result] {
-        if (!GetValue(*options))
-            *result = ExitCode::kNo;
-    });
+    get.Does([options, result] { *result = GetValues(*options); });
 }
 
 }  // namespace orrery

@@ -2,135 +2,249 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 
-#include "client/system/exit_codes.h"
-#include "client/report/reader.h"
+#include "client/report/machine.h"
 #include "client/report/vocabulary.h"
-#include "client/text/utf8.h"
+#include "client/system/exit_codes.h"
+#include "client/text/fold_case.h"
+#include "client/text/suggestion.h"
 
 namespace orrery::report {
 namespace {
 
-/// Compares names, whose letters are ASCII.
-bool IsEqualButForCase(std::u16string_view one, std::u16string_view other)
+constexpr std::string_view kElapsed = "ET";
+
+bool IsSame(std::string_view one, std::string_view other)
 {
-    const auto lower = [](char16_t unit) {
-        return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
-    };
-    return std::equal(
-        one.begin(), one.end(), other.begin(), other.end(),
-        [lower](char16_t left, char16_t right) { return lower(left) == lower(right); });
+    return one.size() == other.size() && FoldCase(one) == FoldCase(other);
 }
 
-/// Keeps the latest value of one name, and the elapsed time at one place.
-class CValueSink : public FactSink {
-public:
-    explicit CValueSink(const ValueName& name)
-        : name_(name), section_(Wide(name.section)), wideProperty_(Wide(name.property))
-    {
-        const auto category = std::find(kCategories.begin(), kCategories.end(), name.property);
-        if (name.section == "ET" && name.index == 0)
-            elapsedPlace_ = static_cast<std::size_t>(category - kCategories.begin());
-    }
-    void OnFact(const FactView& fact) override
-    {
-        check_.OnFact(fact);
-        if (IsElapsedTime(fact)) {
-            if (elapsedCount_++ == elapsedPlace_)
-                Keep(fact, &elapsed_);
-            return;
-        }
-        if (alike_.empty() && fact.index == name_.index)
-            NoteAlike(fact);
-        if (fact.section != section_ || fact.index != name_.index)
-            return;
-        property_.clear();
-        AppendUtf8(fact.property, &property_);
-        if (property_ == name_.property) {
-            if (value_)
-                OnOddity(Oddity::kDuplicate, fact.line);
-            Keep(fact, &value_);
-        }
-    }
-    void OnOddity(Oddity oddity, std::uint64_t line) override { warnings_.Add(oddity, line); }
-    void OnEnd(bool endsLine) override { completeness_ = check_.Result(endsLine); }
+[[noreturn]] void FailName(std::string_view text)
+{
+    throw CommandError(ExitCode::kInput,
+                       '"' + std::string{text} +
+                           "\" names no value; give SECTION.PROPERTY or, for other instances than "
+                           "the first, SECTION.PROPERTY.INDEX, SECTION.*.PROPERTY or "
+                           "SECTION[PROPERTY=VALUE].PROPERTY, such as BIOS.Version, "
+                           "LogicalDisk.Size.1 or LogicalDisk[DeviceID=C:].FreeSpace");
+}
 
-    FoundValue Take()
-    {
-        const bool areNamed = elapsedCount_ == kCategories.size();
-        if (areNamed && name_.index == 0 && IsEqualButForCase(section_, u"ET"))
-            for (const auto& category : kCategories)
-                alike_.push_back("ET." + std::string{category});
-        return {value_ || !areNamed ? value_ : elapsed_, std::move(alike_), warnings_.Take(),
-                completeness_};
+/// Takes "*" or an index.
+/// @return whether it is one
+bool TakeIndex(std::string_view text, std::optional<std::int32_t>* index)
+{
+    if (text == "*") {
+        index->reset();
+        return true;
     }
+    std::int32_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || stop != end || number < 0)
+        return false;
+    *index = number;
+    return true;
+}
+
+/// Finds a name among those that have one, the one in just these letters first.
+template <class Named>
+const Named* FindNamed(const std::vector<Named>& all, std::string_view name)
+{
+    const auto exact = std::find_if(all.begin(), all.end(),
+                                    [name](const Named& each) { return each.name == name; });
+    const auto found = exact != all.end()
+                           ? exact
+                           : std::find_if(all.begin(), all.end(), [name](const Named& each) {
+                                 return IsSame(each.name, name);
+                             });
+    return found != all.end() ? &*found : nullptr;
+}
+
+/// Keeps the properties that are asked for or choose instances, and the names of the others.
+class CKeys {
+public:
+    explicit CKeys(const std::vector<ValueName>& names) : names_(names) {}
+
+    bool Keep(std::string_view section, std::string_view property)
+    {
+        constexpr std::size_t kMost = 4096;  // names of a report that the library did not write
+        bool isKept = false, isOfSection = false;
+        for (const ValueName& name : names_) {
+            if (!IsSame(section, name.section))
+                continue;
+            isOfSection = true;
+            isKept = isKept || IsSame(property, name.property) || IsSame(property, name.chosenBy);
+        }
+        if (isOfSection && keys_.size() < kMost)
+            keys_.insert(std::string{section}.append(1, '.').append(property));
+        return isKept;
+    }
+    std::vector<std::string> all() const { return {keys_.begin(), keys_.end()}; }
 
 private:
-    static std::u16string Wide(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
-
-    /// Keeps the name of a fact that the user may have meant.
-    void NoteAlike(const FactView& fact)
-    {
-        if (!IsEqualButForCase(fact.section, section_) ||
-            !IsEqualButForCase(fact.property, wideProperty_))
-            return;
-        std::string& name = alike_.emplace_back();
-        AppendUtf8(fact.section, &name);
-        name += '.';
-        AppendUtf8(fact.property, &name);
-        if (name_.index != 0)
-            name += '.' + std::to_string(name_.index);
-    }
-    void Keep(const FactView& fact, std::optional<std::string>* value)
-    {
-        value->emplace();
-        if (AppendUtf8(fact.value, &**value))
-            OnOddity(Oddity::kSurrogate, fact.line);
-    }
-
-    const ValueName& name_;
-    const std::u16string section_, wideProperty_;
-    std::size_t elapsedPlace_ = kCategories.size();
-    std::size_t elapsedCount_ = 0;
-    std::string property_;  // of the present fact; kept for its memory
-    std::optional<std::string> value_, elapsed_;
-    std::vector<std::string> alike_;
-    CWarnings warnings_;
-    CCompletenessCheck check_;
-    Completeness completeness_;
+    const std::vector<ValueName>& names_;
+    std::set<std::string> keys_;
 };
+
+bool IsChosen(const Instance& instance, const ValueName& name)
+{
+    if (name.index)
+        return instance.index == *name.index;
+    if (name.chosenBy.empty())
+        return true;
+    const Property* const property = FindNamed(instance.properties, name.chosenBy);
+    return property != nullptr && IsSame(property->value, name.chosenValue);
+}
+
+/// The elapsed time of a category, where the order of the times tells it.
+void TakeElapsed(const Report& report, FoundValues* found)
+{
+    for (std::size_t at = 0; at < report.elapsedTimes.size(); ++at)
+        if (const auto category = ElapsedCategory(report, at);
+            !category.empty() && IsSame(category, found->name.property))
+            found->values.push_back(
+                {std::string{kElapsed}, 0, std::string{category}, report.elapsedTimes[at]});
+}
+
+std::string NoSection(const Report& report, FoundValues* found)
+{
+    std::vector<std::string> known;
+    for (const Term& term : Vocabulary())
+        if (!term.section.empty() && (known.empty() || known.back() != term.section))
+            known.emplace_back(term.section);
+    const bool isKnown = std::any_of(known.begin(), known.end(), [found](const std::string& each) {
+        return IsSame(each, found->name.section);
+    });
+    if (isKnown)
+        return ": the section is not in this report";
+    for (const Section& section : report.sections)
+        known.push_back(section.name);
+    found->isUnknown = true;
+    return ": there is no such section" + Suggestion(found->name.section, known);
+}
+
+std::string NoElapsed(const Report& report, const ValueName& name)
+{
+    if (report.elapsedTimes.size() != kCategories.size())
+        return ": a run that was not complete does not tell the category of a time";
+    const auto isCategory = [&name](std::string_view each) { return IsSame(each, name.property); };
+    if (std::any_of(kCategories.begin(), kCategories.end(), isCategory))
+        return ": elapsed times have no index";
+    return Suggestion(name.property, {kCategories.begin(), kCategories.end()});
+}
+
+bool HasProperty(const Section& section, std::string_view property)
+{
+    return std::any_of(section.instances.begin(), section.instances.end(),
+                       [property](const Instance& each) {
+                           return FindNamed(each.properties, property) != nullptr;
+                       });
+}
+
+/// Why there is no value, though other instances have the property.
+std::string OtherPlaces(const Section& section, const ValueName& name)
+{
+    constexpr std::size_t kMost = 12;
+    std::vector<std::string> chosenBy;
+    std::string indexes;
+    std::size_t count = 0;
+    for (const Instance& instance : section.instances) {
+        if (const Property* const property = FindNamed(instance.properties, name.chosenBy))
+            chosenBy.push_back(property->value);
+        if (FindNamed(instance.properties, name.property) == nullptr)
+            continue;
+        if (count < kMost)
+            indexes += (count == 0 ? "" : ", ") + std::to_string(instance.index);
+        ++count;
+    }
+    const bool isAnyChosen = std::any_of(chosenBy.begin(), chosenBy.end(), [&](const auto& each) {
+        return IsSame(each, name.chosenValue);
+    });
+    if (name.chosenBy.empty() || isAnyChosen)
+        return ": it is there with the index " + indexes + (count > kMost ? ", ..." : "");
+    return ": no " + name.chosenBy + " is \"" + name.chosenValue + '"' +
+           Suggestion(name.chosenValue, chosenBy);
+}
+
+void Find(const Report& report, const std::vector<std::string>& keys, FoundValues* found)
+{
+    const ValueName& name = found->name;
+    const bool isElapsed = IsSame(name.section, kElapsed) && name.chosenBy.empty();
+    const Section* const section = FindNamed(report.sections, name.section);
+    if (section != nullptr)
+        for (const Instance& instance : section->instances)
+            if (IsChosen(instance, name))
+                if (const Property* const property = FindNamed(instance.properties, name.property))
+                    found->values.push_back(
+                        {section->name, instance.index, property->name, property->value});
+    if (found->values.empty() && isElapsed && name.index.value_or(0) == 0)
+        TakeElapsed(report, found);
+    if (!found->values.empty())
+        return;
+    if (isElapsed)
+        found->hint = NoElapsed(report, name);
+    else if (section == nullptr)
+        found->hint = NoSection(report, found);
+    else if (!name.chosenBy.empty() && !HasProperty(*section, name.chosenBy))
+        found->hint = ": no " + name.chosenBy + " is there to choose by" +
+                      Suggestion(section->name + '.' + name.chosenBy, keys);
+    else if (HasProperty(*section, name.property))
+        found->hint = OtherPlaces(*section, name);
+    else
+        found->hint = Suggestion(name.section + '.' + name.property, keys);
+}
 
 }  // namespace
 
 ValueName ParseValueName(std::string_view text)
 {
-    const auto fail = [text] {
-        throw CommandError(ExitCode::kInput,
-                           "\"" + std::string{text} +
-                               "\" names no value; give SECTION.PROPERTY or, for other instances "
-                               "than the first, SECTION.PROPERTY.INDEX, such as BIOS.Version or "
-                               "LogicalDisk.Size.1");
-    };
-    const std::size_t first = text.find('.');
-    if (first == 0 || first == std::string_view::npos)
-        fail();
-    ValueName name{std::string{text.substr(0, first)}, std::string{text.substr(first + 1)}, 0};
-    const std::size_t last = name.property.rfind('.');
-    if (last == std::string::npos)
-        return name;
-    const char* const end = name.property.data() + name.property.size();
-    const auto [stop, error] = std::from_chars(name.property.data() + last + 1, end, name.index);
-    if (error != std::errc{} || stop != end || name.index < 0)
-        fail();
-    name.property.resize(last);
+    ValueName name;
+    name.text = text;
+    const std::size_t end = text.find_first_of(".[");
+    if (end == 0 || end == std::string_view::npos)
+        FailName(text);
+    name.section = text.substr(0, end);
+    std::string_view rest = text.substr(end + 1);
+    if (text[end] == '[') {
+        // A value may have brackets of its own, a property has none.
+        const std::size_t equals = rest.find('='), close = rest.rfind("].");
+        if (close == std::string_view::npos || equals > close || equals == 0)
+            FailName(text);
+        name.chosenBy = rest.substr(0, equals);
+        name.chosenValue = rest.substr(equals + 1, close - equals - 1);
+        name.property = rest.substr(close + 2);
+    } else if (const std::size_t dot = rest.rfind('.'); dot == std::string_view::npos) {
+        name.index = 0;
+        name.property = rest;
+    } else if (TakeIndex(rest.substr(dot + 1), &name.index)) {
+        name.property = rest.substr(0, dot);
+    } else if (TakeIndex(rest.substr(0, dot), &name.index)) {
+        name.property = rest.substr(dot + 1);
+    } else {
+        FailName(text);
+    }
+    if (name.property.empty() || name.property.find_first_of(".*[]=") != std::string::npos)
+        FailName(text);
     return name;
 }
 
-FoundValue FindValue(const std::filesystem::path& path, const ValueName& name)
+Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names)
 {
-    CValueSink sink{name};
-    ParseReport(path, sink);
-    return sink.Take();
+    CKeys keys{names};
+    Report report = ReadReport(path, [&keys](std::string_view section, std::string_view property) {
+        return keys.Keep(section, property);
+    });
+    Lookup lookup;
+    const std::vector<std::string> all = keys.all();
+    for (const ValueName& name : names) {
+        FoundValues& found = lookup.found.emplace_back();
+        found.name = name;
+        Find(report, all, &found);
+    }
+    lookup.warnings = std::move(report.warnings);
+    lookup.completeness = report.completeness;
+    return lookup;
 }
 
 }  // namespace orrery::report

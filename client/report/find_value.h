@@ -11,26 +11,49 @@
 
 namespace orrery::report {
 
-/// Where a value stands in a report.
+/// Where values stand in a report. Letter case does not count in any part of it.
 struct ValueName {
+    std::string text;  ///< as the user gives it
     std::string section, property;
-    std::int32_t index = 0;
+    /// Which instances are meant: the one of this index, else all...
+    std::optional<std::int32_t> index;
+    /// ...of which this property, where it is named, has this value.
+    std::string chosenBy, chosenValue;
 };
 
-/// Takes "SECTION.PROPERTY" or "SECTION.PROPERTY.INDEX" apart.
+/// Takes a name apart: "SECTION.PROPERTY" for instance 0, "SECTION.PROPERTY.INDEX" or
+/// "SECTION.INDEX.PROPERTY" for another one, with "*" for all, or "SECTION[PROPERTY=VALUE].PROPERTY".
 /// @throws CommandError (kInput) for other forms
 ValueName ParseValueName(std::string_view text);
 
+/// A value with its place, spelled as in the report.
 struct FoundValue {
-    std::optional<std::string> value;  ///< in UTF-8; none where the report has no such fact
-    std::vector<std::string> alike;    ///< names it has, of which one may have been meant
-    std::vector<Warning> warnings;     ///< about the report
-    Completeness completeness;         ///< of the report
+    std::string section;
+    std::int32_t index = 0;
+    std::string property, value;
 };
 
-/// Looks a value up in a report file of any size, without keeping the rest. "ET" with the name of a
-/// category is the elapsed time of that category in a report that has all of them.
+/// What a report has of one name.
+struct FoundValues {
+    ValueName name;
+    std::vector<FoundValue> values;
+    /// Where there is none: why, or what may have been meant; goes on after the name.
+    std::string hint;
+    bool isUnknown = false;  ///< neither the report nor any other one has such a section
+};
+
+struct Lookup {
+    std::vector<FoundValues> found;  ///< one for each name
+    std::vector<Warning> warnings;   ///< about the report
+    Completeness completeness;       ///< of the report
+};
+
+/// Looks values up in a report file of any size, keeping no more than their properties. "ET" with the
+/// name of a category is the elapsed time of that category in a report that has all of them.
 /// @throws CommandError (kInput) for a file that cannot be read or is no report at all
-FoundValue FindValue(const std::filesystem::path& path, const ValueName& name);
+Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names);
+
+/// The values for programs, as a JSON object with a format version; ends with a line feed.
+std::string FormatValuesJson(const std::string& path, const Lookup& lookup);
 
 }  // namespace orrery::report

@@ -99,8 +99,10 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {"show @a.tsv bios", 0, ""},
         {"show @a.tsv Bio", 2, "no section \"Bio\"; did you mean \"BIOS\"?"},
         {"get @a.tsv BIOS.Version", 0, ""},
-        {"get @a.tsv BIOS.Versions", 1, "no value BIOS.Versions, in just these letters;"},
-        {"get @a.tsv bios.VERSION", 1, "VERSION; did you mean \"BIOS.Version\"?"},
+        {"get @a.tsv bios.VERSION BIOS.*.SerialNumber --to json", 0, ""},
+        {"get @a.tsv BIOS.Versions BIOS.Version", 1, "Versions; did you mean \"BIOS.Version\"?"},
+        {"get @a.tsv BIOS.Unheard", 1, "no value BIOS.Unheard; \"orreryctl show\" shows what"},
+        {"get @a.tsv Disk.Size BIOS.Versions", 2, "no value Disk.Size: there is no such section"},
         {"get @a.tsv BIOS", 2, "give SECTION.PROPERTY"},
         {"convert @a.tsv", 2, "--to is required"},
         {"convert @a.tsv --to xml", 2, "xml not in {json,csv,html}"},
@@ -123,38 +125,53 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
 
 TEST_F(Commands, TellWhetherReportsAreWhole)
 {
-    std::u16string text = u"BIOS\t0\tSerialNumber\tS-1\nBIOS\t0\tVersion\t1\nET\t0\t\t5\n";
-    Write("late.tsv", Bytes(text));
+    std::string text = "BIOS|0|SerialNumber|S-1\nBIOS|0|Version|1\nET|0||5\n";
+    Write("late.tsv", ReportBytes(text));
     for (int category = 2; category <= 13; ++category)
-        text += u"ET\t0\t\t5\n";
-    Write("whole.tsv", Bytes(text + u"VideoController\t0\tName\tV\n"));
+        text += "ET|0||5\n";
+    Write("whole.tsv", ReportBytes(text + "VideoController|0|Name|V\n"));
     const struct {
-        std::vector<std::string> arguments;
+        const char* arguments;
         int expected;
         const char* output;
     } rows[] = {
-        {{"check", "@whole.tsv"}, 0, "whole.tsv: the report is whole\n"},
-        {{"check", "@late.tsv", "@whole.tsv"}, 1, "late.tsv: the report lacks 12 categories"},
-        {{"check", "@a.tsv", "@late.tsv"}, 2, "a.tsv: the report is cut: "},
-        {{"check", "@none.tsv", "@whole.tsv"}, 2, "whole.tsv: the report is whole\n"},
-        {{"check", "@text.tsv"}, 2, ""},
-        {{"diff", "@whole.tsv", "@whole.tsv"}, 0, "No differences, leaving out"},
-        {{"diff", "@whole.tsv", "@a.tsv"}, 1, "No differences up to where a report is cut, "},
-        {{"diff", "@a.tsv", "@whole.tsv", "--to", "json"},
-         1,
-         "\"old\": {\n      \"state\": \"cut\""},
-        {{"convert", "@late.tsv", "--to", "html"}, 0, "is not that of a whole run</b><ul><li>the "},
+        {"check @whole.tsv", 0, "whole.tsv: the report is whole\n"},
+        {"check @late.tsv @whole.tsv", 1, "late.tsv: the report lacks 12 categories"},
+        {"check @a.tsv @late.tsv", 2, "a.tsv: the report is cut: "},
+        {"check @none.tsv @whole.tsv", 2, "whole.tsv: the report is whole\n"},
+        {"check @text.tsv", 2, ""},
+        {"diff @whole.tsv @whole.tsv", 0, "No differences, leaving out"},
+        {"diff @whole.tsv @a.tsv", 1, "No differences up to where a report is cut, "},
+        {"diff @a.tsv @whole.tsv --to json", 1, "\"old\": {\n      \"state\": \"cut\""},
+        {"convert @late.tsv --to html", 0, "is not that of a whole run</b><ul><li>the "},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(Run(row.arguments), row.expected) << testing::PrintToString(row.arguments);
+        EXPECT_EQ(Run(row.arguments), row.expected) << row.arguments;
         EXPECT_NE(output_.find(row.output), std::string::npos) << output_;
     }
     for (const char* command : {"show", "redact", "get"}) {
-        Run({command, "@a.tsv", command == std::string{"redact"} ? "@out.tsv" : "BIOS"});
+        Run(command + std::string{" @a.tsv "} +
+            (command == std::string{"redact"} ? "@out.tsv" : "BIOS"));
         EXPECT_TRUE(command == std::string{"get"} ||
                     message_.find("a.tsv\": the report is cut") != std::string::npos)
             << message_;
     }
+}
+
+TEST_F(Commands, PrintWhatThereIs)
+{
+    const struct {
+        const char *arguments, *output;
+    } rows[] = {
+        {"get @a.tsv bios.version BIOS.None BIOS.SerialNumber", "1\nS-1\n"},
+        {"summary @none.tsv @a.tsv",
+         "Computer without a name\n  Not whole  0 of 13 categories are there\n"},
+    };
+    for (const auto& row : rows) {
+        Run(row.arguments);
+        EXPECT_EQ(output_, row.output) << row.arguments;
+    }
+    EXPECT_EQ(Run("summary @none.tsv @a.tsv"), 2);
 }
 
 TEST_F(Commands, ShowAnExampleAndTheirOwnExitCodesInTheirHelp)

@@ -9,7 +9,6 @@
 
 #include "case_file.h"
 #include "client/system/exit_codes.h"
-#include "client/report/find_value.h"
 #include "client/report/section_digests.h"
 #include "client/report/show.h"
 #include "client/text/utf8.h"
@@ -176,48 +175,6 @@ TEST(ReportReader, KeepsAMillionCharactersOfAValueThatHasMore)
               "1: the line is longer than the library writes; it may hold more than one fact\n"
               "1: the value is longer than 1048576 characters; its end was left out\n"
               "2: no fact begins here; the line was taken as part of the value before it\n");
-}
-
-TEST(FindValue, GivesOneValueByItsName)
-{
-    std::string text = "BIOS|0|Version|1.0\nDisk|1|Name|\u00FC|2\nDisk|0|Empty|\n";
-    for (int category = 1; category <= 13; ++category)
-        text += "ET|0||" + std::to_string(category) + '\n';
-    const CTestFolder folder;
-    const auto whole = folder.Write("x.tsv", ReportBytes(text + "Disk|1|Name|last\n"));
-    const struct {
-        const char *name, *value;
-    } rows[] = {
-        {"BIOS.Version", "1.0"},   {"BIOS.Version.0", "1.0"}, {"BIOS.Version.1", nullptr},
-        {"bios.Version", nullptr}, {"Disk.Name.1", "last"},   {"Disk.Empty", ""},
-        {"Disk.Name", nullptr},    {"ET.BIOS", "1"},          {"ET.Video", "13"},
-        {"ET.Network", "7"},       {"ET.Other", nullptr},     {"ET.BIOS.1", nullptr},
-    };
-    for (const auto& row : rows) {
-        const auto found = FindValue(whole, ParseValueName(row.name)).value;
-        EXPECT_EQ(found.value_or("(none)"), row.value != nullptr ? row.value : "(none)")
-            << row.name;
-    }
-    EXPECT_EQ(FindValue(whole, ParseValueName("disk.NAME.1")).alike,
-              std::vector<std::string>{"Disk.Name.1"});
-    EXPECT_EQ(FindValue(whole, ParseValueName("disk.NAME")).alike, std::vector<std::string>{});
-    EXPECT_EQ(FindValue(whole, ParseValueName("et.bios")).alike.front(), "ET.BIOS");
-    EXPECT_EQ(Warnings(FindValue(whole, ParseValueName("Disk.Name.1")).warnings),
-              "17: the fact was there before; this later value counts\n");
-}
-
-TEST(FindValue, DoesNotGuessTheCategoriesOfAShortReport)
-{
-    const CTestFolder folder;
-    const auto report = folder.Write("x.tsv", ReportBytes("ET|0||5\nET|0||6\n"));
-    EXPECT_EQ(FindValue(report, ParseValueName("ET.BIOS")).value, std::nullopt);
-}
-
-TEST(FindValue, RefusesNamesOfAnotherForm)
-{
-    for (const char* name : {"", "BIOS", ".Version", "BIOS.Version.x", "BIOS.Version.1x",
-                             "BIOS.Version.-1", "BIOS.Version.", "BIOS.Version.99999999999"})
-        EXPECT_THROW(ParseValueName(name), CommandError) << name;
 }
 
 }  // namespace
