@@ -124,7 +124,7 @@ std::set<std::string> KeysWithoutValue(const std::filesystem::path& file)
         std::getline(fields, section, '\t');
         std::getline(fields, index, '\t');
         std::getline(fields, property, '\t');
-        std::getline(fields, value, '\t');
+        std::getline(fields, value);  // which may hold a tab
         auto& [count, values] = found[section][property];
         ++count;
         values += value.empty() ? 0 : 1;
