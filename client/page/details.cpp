@@ -106,8 +106,10 @@ CMarkup DetailsBlock(const report::Report& report)
 {
     const CMarkup groups =
         MachineGroup(report) + WindowsGroup(report) + FirmwareGroup(report) +
-        Group("Base board", List(report, "BaseBoard", "Product", "Board without a name", {"Manufacturer", "Version"})) +
-        Group("Expansion slots", List(report, "SystemSlot", "SlotDesignation", "Slot without a label", {"CurrentUsage"})) +
+        Group("Base board", List(report, "BaseBoard", "Product", "Board without a name",
+                                 {"Manufacturer", "Version"})) +
+        Group("Expansion slots", List(report, "SystemSlot", "SlotDesignation",
+                                      "Slot without a label", {"CurrentUsage"})) +
         Group("Graphics", GraphicsRows(report)) + UsbGroup(report);
     return groups.empty() ? CMarkup{} : Block("Details", Element("div", "flow", groups));
 }
