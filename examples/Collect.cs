@@ -1,4 +1,5 @@
-// Writes a report to the user's temporary folder and prints the name of Windows from it.
+// Writes a report to the user's own folder of local data, where nobody else can plant a file first, and
+// prints the name of Windows from it.
 // Runs as a 64-bit process; orrery.dll lies beside the program.
 using System;
 using System.IO;
@@ -13,7 +14,8 @@ static class Program
 
     static int Main()
     {
-        string path = Path.Combine(Path.GetTempPath(), "inventory.tsv");
+        string path = Path.Combine(
+            Environment.GetFolderPath(Environment.SpecialFolder.LocalApplicationData), "inventory.tsv");
         File.Delete(path);  // so that an old report cannot pass for the new one
         if (GetInventory(path) != 1)
             return Fail("The run was cancelled.");

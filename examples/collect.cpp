@@ -1,4 +1,5 @@
-// Writes a report to the user's temporary folder and prints the name of Windows from it.
+// Writes a report to the user's own folder of local data, where nobody else can plant a file first, and
+// prints the name of Windows from it as UTF-8.
 // Loads orrery.dll by its absolute path, beside this program; link with ole32.
 #include <windows.h>
 #include <objbase.h>
@@ -53,6 +54,26 @@ std::map<std::wstring, std::wstring> ReadReport(const std::filesystem::path& pat
     return values;
 }
 
+/// A folder that only this user and administrators can write to; a service's is below System32.
+std::filesystem::path LocalData()
+{
+    std::wstring folder(32768, L'\0');
+    folder.resize(GetEnvironmentVariableW(L"LOCALAPPDATA", folder.data(), 32768));
+    if (folder.empty())
+        throw std::runtime_error("this user has no folder of local data");
+    return folder;
+}
+
+std::string ToUtf8(const std::wstring& text)
+{
+    const auto units = static_cast<int>(text.size());
+    std::string utf8(text.size() * 3, '\0');
+    utf8.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), units, utf8.data(),
+                            static_cast<int>(utf8.size()), nullptr, nullptr)));
+    return utf8;
+}
+
 }  // namespace
 
 int main()
@@ -69,14 +90,15 @@ try {
     if (collect == nullptr)
         throw std::runtime_error("orrery.dll is another library");
 
-    const auto path = std::filesystem::temp_directory_path() / L"inventory.tsv";
+    const auto path = LocalData() / L"inventory.tsv";
     std::filesystem::remove(path);  // so that an old report cannot pass for the new one
     if (collect(path.c_str(), ORRERY_FLAG_HARDWARE) != 1)
         throw std::runtime_error("the run was cancelled");
     if (!std::filesystem::exists(path))
         throw std::runtime_error("no report was written");
 
-    std::printf("%ls\n", ReadReport(path).at(L"OperatingSystem.0.Caption").c_str());
+    SetConsoleOutputCP(CP_UTF8);
+    std::puts(ToUtf8(ReadReport(path).at(L"OperatingSystem.0.Caption")).c_str());
     return 0;
 } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());

@@ -1,4 +1,5 @@
-# Writes a report to the user's temporary folder and prints the name of Windows from it.
+# Writes a report to the user's own folder of local data, where nobody else can plant a file first, and
+# prints the name of Windows from it.
 # For a 64-bit Windows PowerShell 5.1 or PowerShell 7; orrery.dll lies beside this script.
 $ErrorActionPreference = 'Stop'
 $dll = Join-Path $PSScriptRoot 'orrery.dll'
@@ -7,7 +8,7 @@ Add-Type -Namespace Orrery -Name Library -MemberDefinition @"
 public static extern int GetInventory(string path);
 "@
 
-$path = Join-Path ([IO.Path]::GetTempPath()) 'inventory.tsv'
+$path = Join-Path ([Environment]::GetFolderPath('LocalApplicationData')) 'inventory.tsv'
 # So that an old report cannot pass for the new one.
 if (Test-Path -LiteralPath $path) { Remove-Item -LiteralPath $path }
 if ([Orrery.Library]::GetInventory($path) -ne 1) { throw 'The run was cancelled.' }

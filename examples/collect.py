@@ -1,17 +1,17 @@
-"""Writes a report to the user's temporary folder and prints the name of Windows from it.
+"""Writes a report to the user's own folder of local data and prints the name of Windows from it.
 
-For a 64-bit Python 3.8 or later; orrery.dll lies beside this script.
+Nobody else can plant a file there first. For a 64-bit Python 3.8 or later; orrery.dll lies beside this script.
 """
 import ctypes
+import os
 import pathlib
 import sys
-import tempfile
 
 library = ctypes.WinDLL(str(pathlib.Path(__file__).resolve().with_name("orrery.dll")))
 library.GetInventory.argtypes = [ctypes.c_wchar_p]
 library.GetInventory.restype = ctypes.c_int32
 
-report = pathlib.Path(tempfile.gettempdir()) / "inventory.tsv"
+report = pathlib.Path(os.environ["LOCALAPPDATA"]) / "inventory.tsv"
 report.unlink(missing_ok=True)  # so that an old report cannot pass for the new one
 if library.GetInventory(str(report)) != 1:
     sys.exit("The run was cancelled.")

@@ -56,8 +56,9 @@ CMarkup FirmwareGroup(const report::Report& report)
 }
 
 /// The instances of a section as one list: a term's property, and the values beside it.
+/// @param nameless what stands for the term of an instance that has none
 CMarkup List(const report::Report& report, const char* section, const char* term,
-             const std::vector<const char*>& properties)
+             const char* nameless, const std::vector<const char*>& properties)
 {
     CMarkup rows;
     for (const report::Instance& instance : InstancesOf(report, section)) {
@@ -65,7 +66,7 @@ CMarkup List(const report::Report& report, const char* section, const char* term
         for (const char* const property : properties)
             values.emplace_back(Value(instance, property));
         const auto name = Value(instance, term);
-        rows += Definition(name.empty() ? std::string_view{term} : name, Listed(values));
+        rows += Definition(name.empty() ? std::string_view{nameless} : name, Listed(values));
     }
     return rows;
 }
@@ -105,8 +106,10 @@ CMarkup DetailsBlock(const report::Report& report)
 {
     const CMarkup groups =
         MachineGroup(report) + WindowsGroup(report) + FirmwareGroup(report) +
-        Group("Base board", List(report, "BaseBoard", "Product", {"Manufacturer", "Version"})) +
-        Group("Expansion slots", List(report, "SystemSlot", "SlotDesignation", {"CurrentUsage"})) +
+        Group("Base board", List(report, "BaseBoard", "Product", "Board without a name",
+                                 {"Manufacturer", "Version"})) +
+        Group("Expansion slots", List(report, "SystemSlot", "SlotDesignation",
+                                      "Slot without a label", {"CurrentUsage"})) +
         Group("Graphics", GraphicsRows(report)) + UsbGroup(report);
     return groups.empty() ? CMarkup{} : Block("Details", Element("div", "flow", groups));
 }

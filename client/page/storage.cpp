@@ -25,7 +25,8 @@ CMarkup BitLockerChip(std::string_view status)
         return Chip("good", "BitLocker");
     if (status == "3")
         return Chip("warn", "Locked");
-    return status == "1" ? Chip("", "Not encrypted") : CMarkup{};
+    // An encrypted volume is not protected either while that is suspended or still under way.
+    return status == "1" ? Chip("", "Not protected") : CMarkup{};
 }
 
 std::string UseText(const VolumeUse& use)

@@ -54,7 +54,7 @@ CMarkup MemoryCard(const Profile& profile)
     if (!use.empty() && memory.slots)
         use += " in " + std::to_string(*memory.slots) + (memory.slots == 1 ? " slot" : " slots");
     return Card("Memory", ReadableNumber("PhysicalMemory", "Capacity", memory.mebibytes),
-                Note(Listed({use, std::string{memory.type}})));
+                Note(Listed({use, memory.type})));
 }
 
 CMarkup StorageCard(const Profile& profile)
@@ -109,9 +109,12 @@ CMarkup BitLockerChip(const report::SecurityProfile& security)
 {
     if (security.judgedVolumes == 0)
         return {};
-    return Chip(security.protectedVolumes != 0 ? "good" : "",
+    return Chip(security.isAllProtected() ? "good" : "",
                 "BitLocker on " + std::to_string(security.protectedVolumes) + " of " +
-                    Counted(security.judgedVolumes, "volume"));
+                    Counted(security.judgedVolumes, "volume") +
+                    (security.otherVolumes == 0
+                         ? ""
+                         : ", " + std::to_string(security.otherVolumes) + " not known"));
 }
 
 CMarkup SecurityCard(const Profile& profile)

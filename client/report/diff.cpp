@@ -251,6 +251,16 @@ Section ElapsedSection(const std::vector<std::string>& times, bool withNames)
     return section;
 }
 
+using SectionsByName = std::unordered_map<std::string_view, const Section*>;
+
+SectionsByName ByName(const Report& report)
+{
+    SectionsByName sections;
+    for (const Section& section : report.sections)
+        sections.emplace(section.name, &section);
+    return sections;
+}
+
 std::vector<std::string> SectionNames(const Report& before, const Report& after)
 {
     std::vector<std::string> names;
@@ -356,8 +366,13 @@ std::vector<SectionChange> CompareReports(const Report& before, const Report& af
         if (auto change = CompareSection(name, old, now, withPassing))
             changes.push_back(std::move(*change));
     };
+    const SectionsByName olds = ByName(before), nows = ByName(after);
+    const auto find = [](const SectionsByName& sections, const std::string& name) {
+        const auto found = sections.find(name);
+        return found != sections.end() ? found->second : nullptr;
+    };
     for (const std::string& name : SectionNames(before, after))
-        compare(name, before.Find(name), after.Find(name));
+        compare(name, find(olds, name), find(nows, name));
     if (withPassing) {
         const std::size_t all = kCategories.size();
         const bool withNames =

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <set>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "client/report/facts.h"
@@ -39,32 +39,40 @@ public:
     {
         for (const Instance& volume : InstancesOf(report, "LogicalDisk")) {
             const std::int64_t size = SizeIn(volume, "Size");
-            left_.insert({Value(volume, "DeviceID"), volume.index});
+            left_[Value(volume, "DeviceID")].push_back(uses_.size());
             uses_.push_back({&volume, size, std::min(SizeIn(volume, "FreeSpace"), size)});
         }
     }
+    /// @return the volumes of these names in the report's order
     std::vector<VolumeUse> Take(const std::vector<std::string_view>& names)
     {
-        const std::set<std::string_view> wanted{names.begin(), names.end()};
-        std::vector<VolumeUse> taken;
-        for (const VolumeUse& use : uses_)
-            if (const auto name = Value(*use.volume, "DeviceID");
-                wanted.contains(name) && left_.erase({name, use.volume->index}) != 0)
-                taken.push_back(use);
-        return taken;
+        std::vector<std::size_t> places;
+        for (const std::string_view name : names)
+            if (const auto node = left_.extract(name))
+                places.insert(places.end(), node.mapped().begin(), node.mapped().end());
+        return Sorted(std::move(places));
     }
     std::vector<VolumeUse> TakeAll()
     {
-        std::vector<VolumeUse> taken;
-        for (const VolumeUse& use : uses_)
-            if (left_.erase({Value(*use.volume, "DeviceID"), use.volume->index}) != 0)
-                taken.push_back(use);
-        return taken;
+        std::vector<std::size_t> places;
+        for (const auto& [name, some] : std::exchange(left_, {}))
+            places.insert(places.end(), some.begin(), some.end());
+        return Sorted(std::move(places));
     }
 
 private:
+    std::vector<VolumeUse> Sorted(std::vector<std::size_t> places) const
+    {
+        std::sort(places.begin(), places.end());
+        std::vector<VolumeUse> uses;
+        for (const std::size_t place : places)
+            uses.push_back(uses_[place]);
+        return uses;
+    }
+
     std::vector<VolumeUse> uses_;
-    std::set<std::pair<std::string_view, std::int32_t>> left_;
+    // By name, where in `uses_` they are.
+    std::unordered_map<std::string_view, std::vector<std::size_t>> left_;
 };
 
 DriveUse WithVolumes(const Instance* drive, std::vector<VolumeUse> volumes)

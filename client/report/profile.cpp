@@ -35,6 +35,24 @@ ProcessorProfile ReadProcessor(const Report& report)
             Number(processors.front(), "CurrentClockSpeed")};
 }
 
+/// The type that memory modules have in common, or the few that they have.
+std::string TypeOf(const std::vector<const Instance*>& modules)
+{
+    constexpr std::size_t kMostNamed = 3;  // a report may say anything
+    std::vector<std::string_view> types;
+    for (const Instance* const module : modules)
+        if (const auto type = Value(*module, "MemoryType");
+            !type.empty() && types.size() <= kMostNamed &&
+            std::find(types.begin(), types.end(), type) == types.end())
+            types.push_back(type);
+    if (types.size() > kMostNamed)
+        return "mixed types";
+    std::string text = types.size() > 1 ? "mixed " : "";
+    for (std::size_t at = 0; at < types.size(); ++at)
+        text.append(at == 0 ? "" : " and ").append(types[at]);
+    return text;
+}
+
 MemoryProfile ReadMemory(const Report& report)
 {
     MemoryProfile memory;
@@ -48,7 +66,7 @@ MemoryProfile ReadMemory(const Report& report)
         if (std::any_of(instance.properties.begin(), instance.properties.end(), isOfModule))
             memory.modules.push_back(&instance);
     memory.slots = ParseNumber(FirstValue(report, kModules, "MemorySlots"));
-    memory.type = FirstValue(report, kModules, "MemoryType");
+    memory.type = TypeOf(memory.modules);
     return memory;
 }
 
@@ -86,7 +104,7 @@ NetworkProfile ReadNetwork(const Report& report)
     return network;
 }
 
-SecurityProfile ReadSecurity(const Report& report)
+SecurityProfile ReadSecurity(const Report& report, const StorageProfile& storage)
 {
     SecurityProfile security;
     if (const auto boot = FirstValue(report, "SystemOverview", "SecureBoot"); !boot.empty())
@@ -95,11 +113,16 @@ SecurityProfile ReadSecurity(const Report& report)
                                             : SecureBoot::kNotSupported;
     security.tpmVersion = FirstValue(report, "SystemOverview", "TpmChip");
     security.isTpmOn = FirstValue(report, "SystemOverview", "TpmEnabled") == "1";
-    for (const Instance& volume : InstancesOf(report, "LogicalDisk")) {
-        const auto status = Value(volume, "BitLockerStatus");
-        const bool isProtected = status == "3" || status == "7";
-        security.judgedVolumes += isProtected || status == "1" ? 1 : 0;
-        security.protectedVolumes += isProtected ? 1 : 0;
+    for (const DriveUse& use : storage.drives) {
+        // A drive says only in words whether it is fixed.
+        if (use.drive != nullptr && Value(*use.drive, "MediaType").starts_with("Removable"))
+            continue;
+        for (const VolumeUse& volume : use.volumes) {
+            const auto status = Value(*volume.volume, "BitLockerStatus");
+            const bool isProtected = status == "3" || status == "7";
+            security.protectedVolumes += isProtected ? 1 : 0;
+            (isProtected || status == "1" ? security.judgedVolumes : security.otherVolumes) += 1;
+        }
     }
     return security;
 }
@@ -154,7 +177,7 @@ Profile ReadProfile(const Report& report)
         if (const auto name = Value(adapter, "Name"); !name.empty())
             profile.graphics.push_back({name, Number(adapter, "AdapterRAM")});
     profile.network = ReadNetwork(report);
-    profile.security = ReadSecurity(report);
+    profile.security = ReadSecurity(report, profile.storage);
     return profile;
 }
 

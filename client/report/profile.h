@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -23,7 +24,7 @@ struct MemoryProfile {
     std::optional<std::int64_t> mebibytes;
     std::vector<const Instance*> modules;  ///< as far as the report describes them
     std::optional<std::int64_t> slots;
-    std::string_view type;  ///< of the first module
+    std::string type;  ///< of the modules; "mixed DDR4 and DDR5" where they differ
 
     /// @return nothing where the slots are not known, or are said to be fewer than the modules
     std::optional<std::int64_t> freeSlots() const noexcept;
@@ -55,8 +56,15 @@ struct SecurityProfile {
     SecureBoot secureBoot = SecureBoot::kNotKnown;
     std::string_view tpmVersion;  ///< empty when no TPM was seen
     bool isTpmOn = false;
+    // Of the fixed volumes; what somebody carries about is not the PC's.
     std::size_t judgedVolumes = 0;  ///< of which it is known whether they are protected
     std::size_t protectedVolumes = 0;
+    std::size_t otherVolumes = 0;  ///< of which it is not known
+
+    bool isAllProtected() const noexcept
+    {
+        return protectedVolumes == judgedVolumes && otherVolumes == 0;
+    }
 };
 
 /// What people ask first about a PC, worked out of its report. Texts are empty and numbers missing

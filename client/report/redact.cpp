@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <functional>
+#include <cstdint>
 #include <map>
-#include <optional>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
+#include "client/report/phrases.h"
 #include "client/report/vocabulary.h"
 #include "client/text/fold_case.h"
 
@@ -46,32 +47,6 @@ bool IsNeutral(std::string_view value)
     return IsAscii(value) && value.find_first_of(kAlphanumerics.substr(1)) == kNowhere;
 }
 
-/// Whether the character that the byte belongs to is part of a word. Scripts that write their words
-/// without blanks between them have no such characters, so there a name is found anywhere.
-bool IsWordAt(std::string_view text, std::size_t at)
-{
-    while (at > 0 && (text[at] & 0xC0) == 0x80)
-        --at;
-    const auto lead = static_cast<unsigned char>(text[at]);
-    return text[at] == '_' || (lead >= 0xC2 && lead <= 0xDF) ||
-           kAlphanumerics.find(text[at]) != kNowhere;
-}
-
-/// The word that begins at a position, or the one byte there that belongs to no word.
-std::string WordAt(std::string_view text, std::size_t at)
-{
-    std::size_t end = at + 1;
-    if (IsWordAt(text, at))
-        while (end < text.size() && IsWordAt(text, end))
-            ++end;
-    return std::string{text.substr(at, end - at)};
-}
-
-bool IsWithinWord(std::string_view text, std::size_t at)
-{
-    return at > 0 && at < text.size() && IsWordAt(text, at - 1) && IsWordAt(text, at);
-}
-
 }  // namespace
 
 /// The placeholders given out so far, and what each of them stands for.
@@ -100,19 +75,20 @@ public:
         return "ssid-" + std::to_string(entry->second);
     }
 
+    /// Has to be called after the last value and before the first text.
+    void Prepare() { terms_.Prepare(); }
+
     /// The text with placeholders where it has what they stand for as whole words. What was put in is
     /// not searched again.
     std::string ReplaceIn(const std::string& text) const
     {
-        const std::string folded = FoldCase(text);
         std::string result;
-        for (std::size_t at = 0; at < text.size();) {
-            const auto found = LongestAt(folded, at);
-            result += found ? std::string_view{*found->placeholder}
-                            : std::string_view{text}.substr(at, 1);
-            at += found ? found->size : 1;
+        std::size_t copied = 0;
+        for (const auto& [start, size, number] : terms_.FindIn(FoldCase(text))) {
+            result.append(text, copied, start - copied).append(*placeholders_[number]);
+            copied = start + size;
         }
-        return result;
+        return copied == 0 ? text : result.append(text, copied);
     }
 
 private:
@@ -120,44 +96,29 @@ private:
         std::string placeholder;
         bool isTerm = false;
     };
-    /// What to look for in other texts that begins with one word, by its size, largest first. A text
-    /// is looked up once for each size, however many there are.
-    using Terms =
-        std::map<std::size_t, std::unordered_map<std::string, std::string>, std::greater<>>;
-    struct Found {
-        std::size_t size;
-        const std::string* placeholder;
-    };
-
     std::string For(const char* kind, const std::string& folded, bool findElsewhere)
     {
         Known& known = known_[folded];
         if (known.placeholder.empty())
             known.placeholder = kind + ('-' + std::to_string(++counts_[kind]));
         if (findElsewhere && !known.isTerm)
-            terms_[WordAt(folded, 0)][folded.size()].emplace(folded, known.placeholder);
+            AddTerm(folded, known.placeholder);
         known.isTerm = known.isTerm || findElsewhere;
         return known.placeholder;
     }
 
-    std::optional<Found> LongestAt(const std::string& folded, std::size_t at) const
+    void AddTerm(const std::string& folded, const std::string& placeholder)
     {
-        if (terms_.empty() || IsWithinWord(folded, at))
-            return std::nullopt;
-        if (const auto terms = terms_.find(WordAt(folded, at)); terms != terms_.end())
-            for (const auto& [size, placeholders] : terms->second)
-                if (at + size <= folded.size() && !IsWithinWord(folded, at + size))
-                    if (const auto found = placeholders.find(folded.substr(at, size));
-                        found != placeholders.end())
-                        return Found{size, &found->second};
-        return std::nullopt;
+        terms_.Add(folded, static_cast<std::uint32_t>(placeholders_.size()));
+        placeholders_.push_back(&placeholder);
     }
 
     // One table for all kinds, so that an asset tag that is also the computer's name stays equal to it.
     std::unordered_map<std::string, Known> known_;  // by folded value
     std::map<std::string, std::size_t> counts_;     // by kind
     std::unordered_map<std::string, std::size_t> networks_;
-    std::unordered_map<std::string, Terms> terms_;  // by their first word
+    CPhrases terms_;                                // what to look for in other texts
+    std::vector<const std::string*> placeholders_;  // of the terms, by their numbers
 };
 
 namespace {
@@ -262,6 +223,7 @@ bool CRedactor::Take(std::string_view section, std::string_view property, std::s
 
 void CRedactor::Finish()
 {
+    placeholders_->Prepare();
     for (std::string* const text : texts_)
         *text = placeholders_->ReplaceIn(*text);
 }

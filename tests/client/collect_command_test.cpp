@@ -247,7 +247,7 @@ TEST_F(CollectCommand, RefusesAPathBeforeAnythingIsCollected)
              {kNone, L"collect pc.tsv --timeout soon", kInput, "604800, not \"soon\""},
              {kNone, L"record open.tsv", kInput, "\"open.tsv\" does not end in \".machine\""},
              {kNone, L"record none\\pc.machine", kInput, "its folder does not exist; create it"},
-             {kNone, L"collect --help", ExitCode::kDone, "codes:\n  0  done\n  2  wrong"},
+             {kNone, L"collect --help", ExitCode::kDone, "codes:\n  0  done\n  1  cancelled"},
              {kNone, L"doctor --help", ExitCode::kDone, "\n  1  something is missing\n"},
              {kNone, L"--help", ExitCode::kDone, "\n  5  cancelled"},
              {kNone, L"collect --help", ExitCode::kDone, "collect \"C:\\Reports\\front desk.tsv\""},
