@@ -33,7 +33,7 @@ std::optional<bool> ReadTrim(HANDLE drive)
     return answer.TrimEnabled != FALSE;
 }
 
-WideString ProbeDiskType(const wchar_t* devicePath)
+WideString ReadDiskType(const wchar_t* devicePath)
 {
     const UniqueFile drive = OpenDrive(devicePath);
     const auto takesTrim = drive ? ReadTrim(drive.get()) : std::nullopt;

@@ -20,6 +20,6 @@ std::optional<bool> ReadTrim(HANDLE drive);
 /// takes administrative rights.
 /// @param devicePath such as "\\.\PHYSICALDRIVE0"
 /// @return "SSD" or "HDD"; empty when the drive cannot be opened or does not tell
-WideString ProbeDiskType(const wchar_t* devicePath);
+WideString ReadDiskType(const wchar_t* devicePath);
 
 }  // namespace orrery
