@@ -30,8 +30,11 @@ int RunCommand(const std::vector<std::string>& words)
         const bool quick = option == "--quick";
         return Soak(quick ? 40 : 1000) + CancelMany(quick ? 20 : 500, 1) == 0 ? 0 : kFound;
     }
-    if (command == "cancel" && words.size() == 2)
-        return CancelMany(1, ParseNumber(option)) == 0 ? 0 : kFound;
+    if (command == "cancel" && (words.size() == 2 || words.size() == 3))
+        return CancelMany(words.size() == 3 ? static_cast<int>(ParseNumber(words[2])) : 1,
+                          ParseNumber(option)) == 0
+                   ? 0
+                   : kFound;
     if (command == "cancelled" && words.size() == 2)
         return CollectAndCancel(ParseNumber(option));
     if (command == "hostile" && words.size() == 4)
@@ -47,7 +50,7 @@ int RunCommand(const std::vector<std::string>& words)
     PrintToErrors(
         "usage: prove sweep [--quick | ATTEMPT]\n"
         "       prove soak [--quick]\n"
-        "       prove cancel SEED\n"
+        "       prove cancel SEED [COUNT]\n"
         "       prove hostile all|KIND SECONDS SEED\n"
         "       prove feed KIND SEED COUNT SECONDS\n");
     return kUsage;

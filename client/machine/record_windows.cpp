@@ -138,8 +138,8 @@ Record ReadDrive(int number)
     if (!drive)
         return {};
     Item item{.heading = form::Heading(form::kDriveItem, ToUtf8(path))};
-    if (const auto trim = ReadTrim(drive.get()))
-        item.values.push_back(FlagValue(form::kTrimEnabled, *trim));
+    if (const auto takesTrim = ReadTrim(drive.get()))
+        item.values.push_back(FlagValue(form::kTrimEnabled, *takesTrim));
     return {.items = {item}, .problems = {}};
 }
 
