@@ -5,6 +5,7 @@
 #include "client/system/arguments.h"
 #include "client/system/console.h"
 #include "client/system/exit_codes.h"
+#include "client/system/library_search.h"
 #include "orrery_version.h"
 
 namespace orrery {
@@ -50,6 +51,9 @@ ExitCode Run(int argumentCount, char** arguments)
 
 int main(int argumentCount, char** arguments)
 {
+#ifdef _WIN32
+    orrery::KeepToSystemLibraries();
+#endif
     const orrery::CUtf8Console console;
     orrery::ExitCode code = orrery::ExitCode::kDone;
     try {

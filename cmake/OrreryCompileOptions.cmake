@@ -14,6 +14,9 @@ if(MSVC)
   # The same sources give the same bytes: a hash takes the place of each time of building.
   target_compile_options(orrery_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:/Brepro>)
   target_link_options(orrery_options INTERFACE /Brepro)
+  # Indirect calls and returns are checked, and what is imported comes from System32.
+  target_compile_options(orrery_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:/guard:cf>)
+  target_link_options(orrery_options INTERFACE /guard:cf /CETCOMPAT /DEPENDENTLOADFLAG:0x800)
 else()
   target_compile_options(orrery_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
   # The same sources give the same bytes: no link time in the headers, no folder in the text, no base
@@ -21,9 +24,18 @@ else()
   # strips them.
   target_compile_options(orrery_options INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
   target_link_options(orrery_options INTERFACE $<$<CONFIG:Release>:-s>)
+  target_compile_options(orrery_options INTERFACE $<$<CONFIG:Release>:-fstack-protector-strong>)
   if(WIN32)
-    target_link_options(orrery_options INTERFACE -static
+    # Also links what the protector calls.
+    target_link_options(orrery_options INTERFACE $<$<CONFIG:Release>:-fstack-protector-strong> -static
       -Wl,--no-insert-timestamp -Wl,--disable-auto-image-base)
+  else()
+    # Everything ends in a program, and one way suits precompiled headers.
+    target_compile_options(orrery_options INTERFACE -fPIE)
+    # Undefined first: some compilers define it by themselves.
+    target_compile_options(orrery_options INTERFACE
+      $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+    target_link_options(orrery_options INTERFACE -pie -Wl,-z,relro,-z,now)
   endif()
 endif()
 

@@ -107,7 +107,7 @@ function(describe_package files)
     file(SHA256 ${CPACK_TEMPORARY_DIRECTORY}/${file} hash)
     string(APPEND text " ${file} ${hash}")
   endforeach()
-  foreach(part orrery.wxs.in environment.idt.in folders.idt.in summary.idt.in)
+  foreach(part orrery.wxs.in environment.idt.in folders.idt.in permissions.idt.in summary.idt.in)
     file(SHA256 ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/msi/${part} hash)
     string(APPEND text " ${hash}")
   endforeach()
@@ -117,16 +117,17 @@ function(describe_package files)
   set(package_time ${time} PARENT_SCOPE)
 endfunction()
 
-# wixl knows neither environment variables nor the versions of files, and takes the time and the code
+# wixl knows neither environment variables nor permissions nor the versions of files, and takes the time and the code
 # of the package from the clock and from chance: these are written into its tables.
 function(complete_msi)
   get_property(folder_rows GLOBAL PROPERTY folder_rows)
-  foreach(table environment folders summary)
+  foreach(table environment folders permissions summary)
     configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/msi/${table}.idt.in ${work}/${table}.idt @ONLY)
   endforeach()
   set(sequence "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES")
   run(${CPACK_ORRERY_MSIBUILD} ${output}.msi
-    -i ${work}/environment.idt -i ${work}/folders.idt -i ${work}/summary.idt
+    -i ${work}/environment.idt -i ${work}/folders.idt
+    -i ${work}/permissions.idt -i ${work}/summary.idt
     -q "${sequence} ('RemoveEnvironmentStrings', 3300)"
     -q "${sequence} ('RemoveFolders', 3600)"
     -q "${sequence} ('CreateFolders', 3700)"

@@ -43,7 +43,8 @@ void ConvertReport(const ConvertOptions& options)
     const auto format =
         std::find_if(kFormats.begin(), kFormats.end(),
                      [&options](const Format& each) { return each.name == options.format; });
-    WriteOrPrint(options.output, [&](const TextSink& sink) { format->write(report, sink); });
+    const TextSource text = [&](const TextSink& sink) { format->write(report, sink); };
+    WriteOrPrint(options.output, options.output.empty() ? ForOutput(text) : text);
 }
 
 }  // namespace

@@ -46,7 +46,8 @@ ExitCode DiffReports(const DiffOptions& options)
     const auto changes = report::CompareReports(before, after, options.withPassing);
     const report::DiffStates states{before.completeness, after.completeness};
     // Scripts tell trouble from a difference by its code.
-    PrintOrFail(WholeText(FormatChanges(changes, states, options)), ExitCode::kInput);
+    const TextSource text = WholeText(FormatChanges(changes, states, options));
+    PrintOrFail(options.format == "json" ? ForOutput(text) : text, ExitCode::kInput);
     return changes.empty() && states.areAlike() ? ExitCode::kDone : ExitCode::kNo;
 }
 

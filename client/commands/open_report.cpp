@@ -1,6 +1,7 @@
 #include "client/commands/open_report.h"
 
 #include <string_view>
+#include <utility>
 
 #include "client/system/console.h"
 #include "client/system/output_file.h"
@@ -47,6 +48,23 @@ void PrintOrFail(const TextSource& text, ExitCode failure)
         throw CommandError(failure,
                            "standard output does not take the text; check that its disk has space "
                            "left and its reader still runs");
+}
+
+TextSource ForOutput(TextSource text)
+{
+    const Terminal terminal = OutputTerminal();
+    if (!terminal.isTerminal)
+        return text;
+    return [text = std::move(text), terminal](const TextSink& sink) {
+        std::string rest;  // the line that has not ended yet, so that no character is cut
+        text([&](std::string_view part) {
+            rest += part;
+            const std::size_t whole = rest.rfind('\n') + 1;  // 0 without an end
+            sink(ShownOn(terminal, std::string_view{rest}.substr(0, whole)));
+            rest.erase(0, whole);
+        });
+        sink(ShownOn(terminal, rest));
+    };
 }
 
 void WriteOrPrint(const std::string& output, const TextSource& text)

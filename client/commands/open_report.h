@@ -26,6 +26,9 @@ void PrintWarnings(const std::string& path, const std::vector<report::Warning>& 
 /// @throws CommandError when it does not take all of it
 void PrintOrFail(const TextSource& text, ExitCode failure = ExitCode::kReport);
 
+/// The text, without what a terminal would act on where it goes to one.
+TextSource ForOutput(TextSource text);
+
 /// Writes text to a file, or to standard output where none is named.
 /// @param output  as the user typed it, in UTF-8; see WriteOutputFile
 void WriteOrPrint(const std::string& output, const TextSource& text);

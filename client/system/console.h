@@ -35,11 +35,18 @@ struct Terminal {
 /// Describes standard output.
 Terminal OutputTerminal();
 
+/// Describes standard error, but for its colours and columns.
+Terminal ErrorTerminal();
+
 /// Writes UTF-8 text to standard output, as it is on every system.
 /// @return whether all of it was taken
 bool Print(std::string_view text);
 
-/// Writes one message to standard error, led by the program's name. Callable from any thread.
+/// What a terminal is sent of text that holds names or values of others; as it is for a pipe or file.
+std::string ShownOn(const Terminal& terminal, std::string_view text);
+
+/// Writes one message to standard error, led by the program's name. Callable from any thread. Where
+/// that is a terminal, it gets nothing that it would act on.
 void PrintError(std::string_view message);
 
 #ifdef _WIN32
@@ -48,9 +55,6 @@ std::wstring FromUtf8(std::string_view text);
 
 /// A path or argument as messages show it: UTF-8, in double quotes.
 std::string Quoted(std::wstring_view text);
-
-/// Whether standard error goes to a console, not to a pipe or file.
-bool IsErrorTerminal();
 
 /// Writes text to standard error as it is.
 void PrintToErrors(std::string_view text);

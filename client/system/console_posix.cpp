@@ -48,6 +48,14 @@ Terminal OutputTerminal()
     return terminal;
 }
 
+Terminal ErrorTerminal()
+{
+    Terminal terminal;
+    terminal.isTerminal = isatty(STDERR_FILENO) == 1;
+    terminal.unicode = IsUtf8Locale();
+    return terminal;
+}
+
 bool Print(std::string_view text)
 {
     // Flushed, since a full disk only shows when the text leaves the buffer.
@@ -58,7 +66,7 @@ bool Print(std::string_view text)
 void PrintError(std::string_view message)
 {
     // One write, so that messages of two threads do not mix.
-    const std::string line = "orreryctl: " + std::string{message} + '\n';
+    const std::string line = "orreryctl: " + ShownOn(ErrorTerminal(), message) + '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

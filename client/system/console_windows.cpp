@@ -57,10 +57,13 @@ Terminal OutputTerminal()
     return terminal;
 }
 
-bool IsErrorTerminal()
+Terminal ErrorTerminal()
 {
+    Terminal terminal;
     DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != FALSE;
+    terminal.isTerminal = GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != FALSE;
+    terminal.unicode = terminal.isTerminal;
+    return terminal;
 }
 
 void PrintToErrors(std::string_view text)
@@ -113,7 +116,7 @@ bool Print(std::string_view text)
 void PrintError(std::string_view message)
 {
     // One write, so that messages of two threads do not mix.
-    Write(STD_ERROR_HANDLE, "orreryctl: " + std::string{message} + '\n');
+    Write(STD_ERROR_HANDLE, "orreryctl: " + ShownOn(ErrorTerminal(), message) + '\n');
 }
 
 }  // namespace orrery

@@ -1,13 +1,11 @@
 #include "client/system/output_file.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <fstream>
-#include <random>
 #include <system_error>
 
 #include "client/system/exit_codes.h"
+#include "client/system/new_file.h"
 #include "client/text/utf8.h"
 
 namespace orrery {
@@ -59,11 +57,13 @@ bool IsDirect(const fs::path& path)
     return fs::absolute(path.filename(), error).u8string().starts_with(u8R"(\\.\)");
 }
 
-/// @return what went wrong; nothing when the file took all of the text
-std::error_code WriteAll(const fs::path& path, std::ios::openmode mode, const TextSource& text)
+/// Writes to what is no ordinary file.
+/// @return what went wrong; nothing when all of the text was taken
+std::error_code WriteDirectly(const fs::path& path, const TextSource& text)
 {
     errno = 0;
-    std::ofstream stream{path, std::ios::binary | mode};
+    // A shell's >> must keep what is in the file already.
+    std::ofstream stream{path, std::ios::binary | std::ios::app};
     int error = errno;
     text([&](std::string_view part) {
         if (stream && !stream.write(part.data(), static_cast<std::streamsize>(part.size())))
@@ -77,49 +77,12 @@ std::error_code WriteAll(const fs::path& path, std::ios::openmode mode, const Te
                   : std::error_code{error != 0 ? error : EIO, std::generic_category()};
 }
 
-/// The file itself where the path is a link to it, since a rename would replace the link.
-fs::path FollowLinks(const fs::path& path)
+std::error_code WriteAnew(const fs::path& path, const TextSource& text)
 {
-    std::error_code error;
-    const fs::path file = fs::canonical(path, error);
-    return error ? path : file;
+    CNewFile file{path};
+    text([&file](std::string_view part) { file.Write(part); });
+    return file.Publish();
 }
-
-/// A name beside a file that no other program uses.
-fs::path TemporaryNameFor(const fs::path& file)
-{
-    std::random_device random;
-    std::array<char, 32> name{};
-    std::snprintf(name.data(), name.size(), ".orreryctl.%08x%08x.tmp", random(), random());
-    return fs::path{file}.replace_filename(name.data());
-}
-
-/// A file that is deleted again unless it was put in place.
-class CTemporaryFile {
-public:
-    explicit CTemporaryFile(fs::path path) : path_(std::move(path)) {}
-    ~CTemporaryFile()
-    {
-        std::error_code ignored;
-        if (!path_.empty())
-            fs::remove(path_, ignored);
-    }
-    CTemporaryFile(const CTemporaryFile&) = delete;
-    CTemporaryFile& operator=(const CTemporaryFile&) = delete;
-
-    const fs::path& path() const noexcept { return path_; }
-    std::error_code MoveTo(const fs::path& file)
-    {
-        std::error_code error;
-        fs::rename(path_, file, error);
-        if (!error)
-            path_.clear();
-        return error;
-    }
-
-private:
-    fs::path path_;
-};
 
 }  // namespace
 
@@ -131,7 +94,7 @@ void CheckOutputFile(const std::string& target, const fs::path& source)
     if (fs::is_directory(status))
         throw CommandError(ExitCode::kInput,
                            '"' + target + "\" is a folder; give the name of a file in it");
-    if (!IsDirect(path) && fs::equivalent(path, source, error))
+    if (!IsDirect(path) && (path == source || fs::equivalent(path, source, error)))
         throw CommandError(ExitCode::kInput,
                            '"' + target + "\" is the file that is read; choose another name");
     if (!IsDirect(path) && IsMissing(path.parent_path()))
@@ -141,17 +104,7 @@ void CheckOutputFile(const std::string& target, const fs::path& source)
 void WriteOutputFile(const std::string& target, const TextSource& text)
 {
     const fs::path path = PathFromUtf8(target);
-    if (IsDirect(path)) {
-        // A shell's >> must keep what is in the file already.
-        if (const auto error = WriteAll(path, std::ios::app, text))
-            FailWrite(target, error);
-        return;
-    }
-    const fs::path file = FollowLinks(path);
-    CTemporaryFile temporary{TemporaryNameFor(file)};
-    if (const auto error = WriteAll(temporary.path(), std::ios::trunc, text))
-        FailWrite(target, error);
-    if (const auto error = temporary.MoveTo(file))
+    if (const auto error = IsDirect(path) ? WriteDirectly(path, text) : WriteAnew(path, text))
         FailWrite(target, error);
 }
 

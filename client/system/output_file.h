@@ -13,8 +13,8 @@ namespace orrery {
 /// @throws CommandError (kInput) when the target is the source, a folder or in none
 void CheckOutputFile(const std::string& target, const std::filesystem::path& source);
 
-/// Writes a file whole: under a temporary name beside it, which takes its place when all is written.
-/// A failure leaves an earlier file as it was, and nothing else in its folder. What is no ordinary
+/// Writes a file whole, as a CNewFile. A failure leaves an earlier file as it was, and nothing else in
+/// its folder. What is no ordinary
 /// file, such as "nul", "/dev/stdout" or a pipe, is written to directly.
 /// @param target  as the user typed it, in UTF-8
 /// @throws CommandError when it cannot be written: kInput without its folder, else kReport

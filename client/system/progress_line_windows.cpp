@@ -5,7 +5,7 @@
 
 namespace orrery {
 
-CProgressLine::CProgressLine(bool isWanted) : isShown_(isWanted && IsErrorTerminal()) {}
+CProgressLine::CProgressLine(bool isWanted) : isShown_(isWanted && ErrorTerminal().isTerminal) {}
 
 void CProgressLine::Show(const std::string& text)
 {

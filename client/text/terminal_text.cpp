@@ -80,6 +80,21 @@ std::string Escaped(std::string_view utf8, Charset charset)
     return text;
 }
 
+std::string EscapedLines(std::string_view utf8, Charset charset)
+{
+    std::string text;
+    while (!utf8.empty()) {
+        const std::string_view line = utf8.substr(0, utf8.find('\n'));
+        utf8.remove_prefix(line.size());
+        const std::size_t endSize = utf8.empty() ? 0 : 1;
+        const bool hasReturn = endSize != 0 && line.ends_with('\r');
+        text += Escaped(line.substr(0, line.size() - (hasReturn ? 1 : 0)), charset);
+        text += hasReturn ? "\r\n" : endSize != 0 ? "\n" : "";
+        utf8.remove_prefix(endSize);
+    }
+    return text;
+}
+
 std::size_t Columns(std::string_view text)
 {
     std::size_t columns = 0;

@@ -14,6 +14,9 @@ enum class Charset { kAscii, kUnicode };
 /// @param utf8 bytes that are no UTF-8 are escaped, too
 std::string Escaped(std::string_view utf8, Charset charset);
 
+/// The same for text of several lines, whose ends stay.
+std::string EscapedLines(std::string_view utf8, Charset charset);
+
 /// How many columns of a terminal a text takes, in UTF-8 and escaped.
 std::size_t Columns(std::string_view text);
 

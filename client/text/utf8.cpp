@@ -2,6 +2,7 @@
 
 #include <array>
 #include <iterator>
+#include <system_error>
 
 #include <utf8.h>
 #include <utf8/unchecked.h>
@@ -108,7 +109,18 @@ bool IsHidden(char32_t code)
 
 std::filesystem::path PathFromUtf8(std::string_view path)
 {
-    return std::filesystem::path{std::u8string{path.begin(), path.end()}};
+    std::filesystem::path typed{std::u8string{path.begin(), path.end()}};
+#ifdef _WIN32
+    // The form of a path that the system takes at any length, with room for the name of another file
+    // in the same folder.
+    constexpr std::size_t kLongestPlain = 200;
+    std::error_code error;
+    const std::wstring whole = std::filesystem::absolute(typed, error).wstring();
+    if (!error && whole.size() > kLongestPlain && !whole.starts_with(LR"(\\?\)") &&
+        !whole.starts_with(LR"(\\.\)"))
+        return whole.starts_with(LR"(\\)") ? LR"(\\?\UNC)" + whole.substr(1) : LR"(\\?\)" + whole;
+#endif
+    return typed;
 }
 
 }  // namespace orrery

@@ -27,7 +27,7 @@ void AppendUtf16(std::string_view utf8, std::string* bytes);
 /// turn the direction of the text, separators and what has no width.
 bool IsHidden(char32_t code);
 
-/// A path as the command line gives it.
+/// A path as the command line gives it. On Windows it may be of any length.
 std::filesystem::path PathFromUtf8(std::string_view path);
 
 }  // namespace orrery

@@ -76,6 +76,10 @@ code=$(msiinfo export "$version.msi" Property | tr -d '\r' | sed -n 's/^ProductC
 check "product code of the winget manifest" "ProductCode: '$code'" \
     "$(grep ^ProductCode "$root"/packaging/winget/*.installer.yaml)"
 
+# Wine does not set permissions; Windows does when this row names the folder and who may do what in it.
+check "permissions of the folder" "INSTALLDIR CreateFolder D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)" \
+    "$(msiinfo export "$version.msi" MsiLockPermissionsEx | tr -d '\r' | sed -n '4,$p' | cut -f2-4 | tr '\t' ' ')"
+
 check "install" 0 "$(installer /i "$version.msi")"
 check "files after install" "" "$(differences "$version")"
 check "versions after install" "$version" "$(listed)"

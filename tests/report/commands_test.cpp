@@ -4,9 +4,14 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <utility>
 #endif
 
 #include <algorithm>
@@ -218,6 +223,25 @@ TEST_F(Commands, WriteAWholeFileOrNone)
 }
 
 #ifdef _WIN32
+TEST_F(Commands, WorkOnPathsOfAnyLength)
+{
+    std::wstring folder = LR"(\\?\)" + std::filesystem::path{folder_.Path("folder")}.wstring();
+    for (int level = 0; level < 3; ++level) {
+        folder += L'\\' + std::wstring(100, L'x');
+        ASSERT_TRUE(CreateDirectoryW(folder.c_str(), nullptr)) << level;
+    }
+    const std::string part = std::string(100, 'x');
+    const std::string path = "@folder/" + part + '/' + part + '/' + part + '/';
+    EXPECT_EQ(Run("redact @a.tsv " + path + "a.tsv"), 0) << message_;
+    EXPECT_EQ(Run("convert " + path + "a.tsv --to csv -o " + path + "a.csv"), 0) << message_;
+    EXPECT_EQ(Run("get " + path + "a.tsv BIOS.Version"), 0) << message_;
+    EXPECT_EQ(Run("redact " + path + "a.tsv " + path + "a.tsv"), 2) << "replaced what it read";
+    for (const wchar_t* name : {L"\\a.tsv", L"\\a.csv"})
+        EXPECT_TRUE(DeleteFileW((folder + name).c_str()));
+    for (int level = 0; level < 3; ++level, folder.resize(folder.size() - 101))
+        EXPECT_TRUE(RemoveDirectoryW(folder.c_str()));
+}
+
 TEST_F(Commands, WriteToADeviceInAnyFolder)
 {
     EXPECT_EQ(Run("convert @a.tsv --to csv -o nul"), 0) << message_;
@@ -227,14 +251,156 @@ TEST_F(Commands, WriteToADeviceInAnyFolder)
 #else
 namespace fs = std::filesystem;
 
-TEST_F(Commands, WriteWhereALinkLeadsAndThroughPipes)
+/// The mode of a file, or of the link that stands there.
+mode_t ModeOf(const std::string& path)
 {
-    const std::string link = folder_.Path("link.csv"), pipe = folder_.Path("pipe");
-    fs::create_symlink(folder_.Path("b.tsv"), link);
-    EXPECT_EQ(Run("convert @a.tsv --to csv -o @link.csv"), 0);
-    EXPECT_TRUE(fs::is_symlink(link));
-    EXPECT_TRUE(folder_.Read("b.tsv").starts_with("machine,"));
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
+}
 
+/// The one file in the folder that is still being written.
+std::string Unfinished(const CTestFolder& folder)
+{
+    std::string found;
+    for (const auto& each : fs::directory_iterator{folder.Path("")})
+        if (each.path().extension() == ".tmp")
+            found = each.path().string();
+    return found;
+}
+
+TEST_F(Commands, ReplaceALinkAndNotWhatItLeadsTo)
+{
+    const std::string link = folder_.Path("link.csv"), earlier = folder_.Read("b.tsv");
+    fs::create_symlink(folder_.Path("b.tsv"), link);
+    EXPECT_EQ(Run("convert @a.tsv --to csv -o @link.csv"), 0) << message_;
+    EXPECT_FALSE(fs::is_symlink(link));
+    EXPECT_TRUE(folder_.Read("link.csv").starts_with("machine,"));
+    EXPECT_EQ(folder_.Read("b.tsv"), earlier);
+}
+
+TEST_F(Commands, WriteForNobodyElseAndTakeOverPermissions)
+{
+    const mode_t mask = umask(027);
+    const struct {
+        const char* name;
+        mode_t earlier, expected;  // no earlier file with 0
+    } rows[] = {{"new.tsv", 0, 0640}, {"secret.tsv", 0600, 0600}, {"open.tsv", 0666, 0666}};
+    for (const auto& [name, earlier, expected] : rows) {
+        const std::string path = folder_.Path(name);
+        if (earlier != 0) {
+            Write(name, "earlier");
+            chmod(path.c_str(), earlier);
+        }
+        WriteOutputFile(path, [&](const TextSink& sink) {
+            sink("text");
+            EXPECT_EQ(ModeOf(Unfinished(folder_)), 0600U) << name;
+        });
+        EXPECT_EQ(ModeOf(path), expected) << name;
+    }
+    umask(mask);
+}
+
+TEST_F(Commands, LeaveNothingWhenInterruptedAndCleanUpAfterAKill)
+{
+    const auto ended = [this](int signal) {
+        const pid_t child = fork();
+        if (child == 0) {
+            WriteOutputFile(folder_.Path("b.tsv"), [signal](const TextSink& sink) {
+                sink("text");
+                raise(signal);
+            });
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFSIGNALED(status) && WTERMSIG(status) == signal;
+    };
+    const std::string earlier = folder_.Read("b.tsv");
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        EXPECT_TRUE(ended(signal)) << signal;
+        EXPECT_EQ(folder_.Count(), 4U) << signal;
+    }
+    EXPECT_TRUE(ended(SIGKILL));
+    EXPECT_EQ(folder_.Count(), 5U) << "there is nothing to clean up";
+    WriteOutputFile(folder_.Path("one"), [this](const TextSink& sink) {
+        // Another one in the folder removes what was left, but not what is still being written.
+        const pid_t child = fork();
+        if (child == 0) {
+            WriteOutputFile(folder_.Path("other"), WholeText("other"));
+            _exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        sink("one");
+    });
+    EXPECT_EQ(folder_.Read("one") + folder_.Read("other"), "oneother");
+    EXPECT_EQ(folder_.Count(), 6U);
+    EXPECT_EQ(folder_.Read("b.tsv"), earlier);
+}
+
+/// Standard output and standard error are a terminal for as long as the object lives.
+class CTerminal {
+public:
+    CTerminal() : end_(posix_openpt(O_RDWR | O_NOCTTY))
+    {
+        grantpt(end_);
+        unlockpt(end_);
+        const int terminal = open(ptsname(end_), O_RDWR | O_NOCTTY);
+        for (const int stream : {1, 2}) {
+            before_[stream] = dup(stream);
+            dup2(terminal, stream);
+        }
+        close(terminal);
+    }
+    ~CTerminal()
+    {
+        Leave();
+        close(end_);
+    }
+    /// @return what was sent to it
+    std::string Leave()
+    {
+        std::fflush(stdout);
+        std::string text(65536, '\0');
+        if (before_[1] != 0) {
+            const ssize_t size = read(end_, text.data(), text.size());
+            text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+        }
+        for (const int stream : {1, 2})
+            if (const int before = std::exchange(before_[stream], 0); before != 0) {
+                dup2(before, stream);
+                close(before);
+            }
+        return text;
+    }
+
+private:
+    int end_;
+    std::array<int, 3> before_{};
+};
+
+TEST_F(Commands, SendATerminalNothingThatItActsOn)
+{
+    Write("bad.tsv", ReportBytes("BIOS|0|Version|\x1B[31m\u202E\u009B\n"));
+    for (const char* form : {"csv", "json"}) {
+        ExitCode result = ExitCode::kDone;
+        CCommandLine commandLine{"", "orreryctl", ""};
+        AddConvertCommand(commandLine, &result);
+        CTerminal terminal;
+        commandLine.Run({form, "--to", folder_.Path("bad.tsv"), "convert"});
+        const std::string shown = terminal.Leave();
+        EXPECT_NE(shown.find("Version"), std::string::npos);
+        for (const char* wrong : {"\x1B", "\u202E", "\u009B"})
+            EXPECT_EQ(shown.find(wrong), std::string::npos) << form;
+    }
+    CTerminal terminal;
+    PrintError("the report \"a\x1B[2Jb\" cannot be read\nsecond line");
+    EXPECT_EQ(terminal.Leave(),
+              "orreryctl: the report \"a\\x1B[2Jb\" cannot be read\r\nsecond line\r\n");
+}
+
+TEST_F(Commands, WriteThroughPipes)
+{
+    const std::string pipe = folder_.Path("pipe");
     // Nothing here may be a device of the system: a fault would put a file in its place.
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const int end = open(pipe.c_str(), O_RDWR | O_NONBLOCK);

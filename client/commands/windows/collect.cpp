@@ -137,7 +137,7 @@ bool AwaitRun(CChildProcess& run, const CInterruptGuard& guard, const CollectOpt
 
 [[noreturn]] void FailCrash(const CChildProcess& run, const ReportPath& path)
 {
-    PrintToErrors(run.errors());
+    PrintToErrors(ShownOn(ErrorTerminal(), run.errors()));
     std::array<char, 80> code{};
     std::snprintf(code.data(), code.size(),
                   "the run crashed: its process ended early, with code 0x%08lX", run.EndCode());
@@ -151,8 +151,8 @@ void PrintSummary(const CFactCounter& counter, const ReportPath& path, double se
 {
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%.1f s", seconds);
-    Print(FactCountTable(counter) + "\nReport  " + ToUtf8(path.shown) + "\nTime    " + time.data() +
-          '\n');
+    Print(FactCountTable(counter) + "\nReport  " + ShownOn(OutputTerminal(), ToUtf8(path.shown)) +
+          "\nTime    " + time.data() + '\n');
 }
 
 }  // namespace
@@ -183,7 +183,7 @@ ExitCode CollectReport(const std::wstring& report, const CollectOptions& options
     if (!result)
         FailCrash(run, path);
     if (*result != ExitCode::kDone) {
-        PrintToErrors(run.errors());
+        PrintToErrors(ShownOn(ErrorTerminal(), run.errors()));
         return *result;
     }
 
@@ -226,6 +226,8 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
         "cancels the run, and ends it when it does not stop within 10 s or at the second "
         "Ctrl+C. A run that is cancelled late still gives its report, which may lack "
         "categories.\n\n"
+        "A run as LocalSystem is not for folders in which others may create files: they could put "
+        "a\nlink where the report is to be.\n\n"
         "Examples:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n"
         "  orreryctl collect pc.tsv --timeout 120 --quiet\n\n" +
         ExitCodeHelp({}, kNoOfCollect));

@@ -52,10 +52,10 @@ ExitCode RunDoctor(const DoctorOptions& options)
     // A file is for any width, whatever the terminal is like.
     const report::ShowStyle style =
         options.output.empty() ? StyleOf(OutputTerminal()) : report::ShowStyle{};
-    WriteOrPrint(
-        options.output,
-        WholeText(options.format == "json" ? doctor::FormatDiagnosisJson(findings, troubles)
-                                           : doctor::FormatDiagnosis(findings, troubles, style)));
+    const bool isJson = options.format == "json";
+    const TextSource text = WholeText(isJson ? doctor::FormatDiagnosisJson(findings, troubles)
+                                             : doctor::FormatDiagnosis(findings, troubles, style));
+    WriteOrPrint(options.output, isJson && options.output.empty() ? ForOutput(text) : text);
     return doctor::IsAnythingMissing(troubles) ? ExitCode::kNo : ExitCode::kDone;
 }
 

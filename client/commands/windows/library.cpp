@@ -27,7 +27,7 @@ UniqueModule Load(const std::wstring& path)
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
         FailLibrary("the library " + Quoted(path) +
                     " is missing; put orrery.dll into the folder of orreryctl.exe");
-    UniqueModule module{LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH)};
+    UniqueModule module{LoadLibraryExW(path.c_str(), nullptr, 0)};
     if (const DWORD error = GetLastError(); !module)
         FailLibrary("the library " + Quoted(path) + " cannot be loaded: " + SystemMessage(error) +
                     "; replace it by the 64-bit orrery.dll that came with this program");

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cwchar>
+#include <random>
 #include <span>
 #include <string_view>
 
@@ -16,7 +17,8 @@ namespace orrery {
 namespace {
 
 constexpr std::wstring_view kSuffix = L".tsv";
-constexpr std::wstring_view kPartialSuffix = L".partial.tsv";
+constexpr std::wstring_view kPartialSuffix = L".partial";
+constexpr std::size_t kRandomDigits = 16;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 /// Repeats what may fail for a moment only, while another run or a virus scanner holds the file.
@@ -81,6 +83,15 @@ bool IsRunning(DWORD process)
     return WaitForSingleObject(handle.get(), 0) == WAIT_TIMEOUT;
 }
 
+/// Digits that nobody else can foresee.
+std::wstring RandomDigits()
+{
+    std::random_device random;
+    std::array<wchar_t, kRandomDigits + 1> digits{};
+    std::swprintf(digits.data(), digits.size(), L"%08x%08x", random(), random());
+    return digits.data();
+}
+
 /// Deletes what clients that were killed on this computer have left of the same report.
 void DeleteLeftovers(const ReportPath& path)
 {
@@ -92,7 +103,7 @@ void DeleteLeftovers(const ReportPath& path)
         return;
     const std::wstring_view name = std::wstring_view{start}.substr(path.folder.size());
     do {
-        // What stands for the star is only digits where it is the number of a process.
+        // What stands for the star starts with the number of a process.
         std::wstring_view number = found.cFileName;
         if (number.size() < name.size() + kPartialSuffix.size())
             continue;
@@ -100,7 +111,9 @@ void DeleteLeftovers(const ReportPath& path)
         number.remove_suffix(kPartialSuffix.size());
         wchar_t* end = nullptr;
         const DWORD process = std::wcstoul(found.cFileName + name.size(), &end, 10);
-        if (!number.empty() && end == number.data() + number.size() && !IsRunning(process))
+        if (end != number.data() && *end == L'-' &&
+            number.size() == kRandomDigits + 1 + static_cast<std::size_t>(end - number.data()) &&
+            !IsRunning(process))
             DeleteFileW((path.folder + found.cFileName).c_str());
     } while (FindNextFileW(search.get(), &found));
 }
@@ -122,7 +135,8 @@ ReportPath ResolveReport(const std::wstring& report)
 
     // Computers may share the folder.
     const std::wstring computer = L'.' + ComputerName() + L'-';
-    path.tail = std::to_wstring(GetCurrentProcessId()).append(kPartialSuffix);
+    path.tail = std::to_wstring(GetCurrentProcessId()) + L'-' + RandomDigits();
+    path.tail += kPartialSuffix;
     const bool isLong = path.shown.size() + computer.size() + path.tail.size() >= MAX_PATH;
     path.file = isLong ? ExtendedPath(path.shown) : path.shown;
     path.folder = path.file.substr(0, path.file.rfind(L'\\') + 1);
@@ -167,9 +181,10 @@ void CheckTarget(const ReportPath& path)
 CPartialReport::CPartialReport(const ReportPath& path) : path_(path)
 {
     DeleteLeftovers(path);
-    const UniqueFile file{CreateFileW(path.partial.c_str(), GENERIC_WRITE, 0, nullptr,
-                                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
-    if (const DWORD error = GetLastError(); !file)
+    // Held open, so that the file cannot be deleted or renamed while the run writes it.
+    file_.reset(CreateFileW(path.partial.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                            nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (const DWORD error = GetLastError(); !file_)
         throw CommandError(ExitCode::kReport,
                            "the report " + Quoted(path.shown) +
                                " cannot be written: " + SystemMessage(error) +
@@ -178,6 +193,7 @@ CPartialReport::CPartialReport(const ReportPath& path) : path_(path)
 
 CPartialReport::~CPartialReport()
 {
+    file_.reset();
     if (!published_)
         SucceedsSoon([this] { return DeleteFileW(path_.partial.c_str()) != FALSE; });
 }
@@ -197,6 +213,7 @@ void CPartialReport::Count(CFactCounter& counter) const
 
 void CPartialReport::Publish()
 {
+    file_.reset();
     published_ = SucceedsSoon([this] {
         return MoveFileExW(path_.partial.c_str(), path_.file.c_str(),
                            MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;

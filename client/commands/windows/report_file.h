@@ -3,6 +3,7 @@
 #include <string>
 
 #include "client/report/fact_counts.h"
+#include "support/unique.h"
 
 namespace orrery {
 
@@ -11,7 +12,7 @@ struct ReportPath {
     std::wstring shown;    // as messages print it
     std::wstring folder;   // with its trailing backslash
     std::wstring file;     // where the report ends up
-    std::wstring partial;  // where the run writes it; of this process of this computer alone
+    std::wstring partial;  // where the run writes it; nobody can foresee it
     std::wstring tail;     // of its name: the number of the process and what follows
 };
 
@@ -42,6 +43,7 @@ public:
 
 private:
     const ReportPath& path_;
+    UniqueFile file_;
     bool published_ = false;
 };
 
