@@ -31,6 +31,7 @@
 #include "sim/wlan.h"
 #include "support/library.h"
 #include "support/text.h"
+#include "tests/report/case_file.h"
 
 namespace orrery::machine {
 namespace {
@@ -90,33 +91,7 @@ std::wstring BlankMachine()
     for (const auto& each : WmiQuestions())
         if (each.asking == doctor::Asking::kClass)
             text.append(L"instance of ").append(each.className).append(L"\n{\n};\n");
-    return text +
-           LR"(instance of Win32_NetworkAdapter
-{
-    Name = "Card";
-    MACAddress = "1";
-};
-namespace root\microsoft\windows\storage
-instance of MSFT_PhysicalDisk
-{
-};
-namespace root\CIMV2\Security\MicrosoftTpm
-instance of Win32_Tpm
-{
-};
-namespace root\CIMV2\Security\MicrosoftVolumeEncryption
-instance of Win32_EncryptableVolume
-{
-    DriveLetter = "C:";
-    ProtectionStatus = NULL;
-    __PATH = "V";
-};
-method GetLockStatus of V
-instance of __PARAMETERS
-{
-    LockStatus = NULL;
-};
-)";
+    return text + sim::LoadScenario(L"" ORRERY_TEST_DATA "/cases/blank.machine");
 }
 
 /// The values under HKEY_LOCAL_MACHINE that are read while it lives, as "path|value" in lower case.
@@ -252,83 +227,6 @@ TEST(Questions, KnowWhatTheReportShowsForABlankValue)
             }
 }
 
-constexpr wchar_t kMachine[] =
-    LR"(namespace root\cimv2
-instance of Win32_BIOS
-{
-    Manufacturer = "Brandvik";
-    ReleaseDate = NULL;
-    SMBIOSBIOSVersion = "";
-};
-instance of Win32_BIOS
-{
-    SerialNumber = "1";
-};
-instance of Win32_SystemEnclosure
-{
-    ChassisTypes = {3};
-    SMBIOSAssetTag = "A";
-};
-instance of Win32_Processor
-{
-    Name = "In time";
-};
-after 1300 ms
-instance of Win32_Processor
-{
-    Name = "Late";
-};
-class Win32_SystemSlot
-instance of Win32_DiskDrive
-{
-    DeviceID = "\\\\.\\PHYSICALDRIVE7";
-    MediaType = "Fixed";
-};
-instance of Win32_DiskDrive
-{
-    DeviceID = "\\\\.\\PHYSICALDRIVE8";
-};
-instance of Win32_DiskDrive
-{
-    DeviceID = "\\\\.\\PHYSICALDRIVE9";
-};
-query Associators of {Win32_DiskDrive.DeviceID='\\.\PHYSICALDRIVE7'} where AssocClass=Win32_DiskDriveToDiskPartition
-instance of Win32_DiskPartition
-{
-    DeviceID = "Disk #7, Partition #0";
-};
-query Associators of {Win32_DiskDrive.DeviceID='\\.\PHYSICALDRIVE9'} where AssocClass=Win32_DiskDriveToDiskPartition
-instance of Win32_DiskPartition
-{
-    DeviceID = "Disk #9, Partition #0";
-};
-query Associators of {Win32_DiskPartition.DeviceID='Disk #7, Partition #0'} where AssocClass=Win32_LogicalDiskToPartition
-instance of Win32_LogicalDisk
-{
-    DeviceID = "C:";
-};
-namespace root\microsoft\windows\storage
-class Nothing
-namespace root\CIMV2\Security\MicrosoftVolumeEncryption
-instance of Win32_EncryptableVolume
-{
-    DriveLetter = "D:";
-    ProtectionStatus = 1;
-    __PATH = "U";
-};
-instance of Win32_EncryptableVolume
-{
-    DriveLetter = "E:";
-    ProtectionStatus = 1;
-    __PATH = "V";
-};
-method GetLockStatus of V
-instance of __PARAMETERS
-{
-    LockStatus = 0;
-};
-)";
-
 std::string EndingOf(const doctor::Outcome& outcome)
 {
     return outcome.ending == doctor::Ending::kFailed ? doctor::ErrorText(outcome.error)
@@ -357,7 +255,8 @@ std::string Lines(const doctor::Findings& findings)
 TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
 {
     const sim::Platform platform{{.volumes = {{L'C', {}}, {L'D', {}}, {L'E', {}}}}};
-    sim::Simulation simulation{kMachine};
+    const Case row = Cases("probe", {"machine", "findings"}).front();
+    sim::Simulation simulation{FromUtf8(row["machine"])};
     // at call level, as sessions for one use are secured
     simulation.FailCall("IClientSecurity::SetBlanket(10, 0, null, 3, 3, null, 0)", 0,
                         E_ACCESSDENIED);
@@ -378,32 +277,7 @@ TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
     std::string announced;
     ProbeWmi(
         3s, [&announced](const std::string& what) { announced = what; }, &findings);
-    EXPECT_EQ(Lines(findings),
-              "root\\cimv2 answered\n"
-              "ROOT\\CIMV2 access denied (0x80070005)\n"
-              "ROOT\\CIMV2 answered\n"
-              "\\\\.\\ROOT\\microsoft\\windows\\storage answered\n"
-              "\\\\.\\root\\CIMV2\\Security\\MicrosoftTpm access denied (0x80041003)\n"
-              "\\\\.\\root\\CIMV2\\Security\\MicrosoftVolumeEncryption answered\n"
-              "Win32_BIOS answered 2 ReleaseDate SMBIOSBIOSVersion\n"
-              "Win32_SystemEnclosure answered 1\n"
-              "Win32_ComputerSystem no such class (0x80041010) 0\n"
-              "Win32_PhysicalMemory no such class (0x80041010) 0\n"
-              "Win32_PhysicalMemoryArray no such class (0x80041010) 0\n"
-              "Win32_Processor answered 2, late 1 CurrentClockSpeed Manufacturer NumberOfCores "
-              "NumberOfLogicalProcessors\n"
-              "Win32_DiskDrive answered 3 Caption Size\n"
-              "Win32_USBController no such class (0x80041010) 0\n"
-              "Win32_BaseBoard no answer 0\n"
-              "Win32_SystemSlot answered 0\n"
-              "Win32_NetworkAdapter not asked 0\n"
-              "Win32_DiskDrive answered 3\n"
-              "Win32_DiskPartition WMI or its provider failed (0x80041001) 1 for 1 of 3\n"
-              "Win32_LogicalDisk answered 1 for 1 of 1\n"
-              "MSFT_PhysicalDisk no such class (0x80041010) 0\n"
-              "Win32_Tpm not asked 0\n"
-              "Win32_EncryptableVolume WMI or its provider failed (0x80041001) 2 for 2 of 3\n"
-              "Win32_EncryptableVolume 0x8004102F 1 for 1 of 2\n");
+    EXPECT_EQ(Lines(findings), row["findings"]);
     EXPECT_EQ(announced, "Win32_EncryptableVolume");
     for (const auto& each : findings.classes)
         EXPECT_EQ(each.late != 0, each.last >= 1000) << each.name << each.last;
