@@ -137,7 +137,7 @@ std::string FormatTrouble(const Trouble& trouble, std::size_t number,
                           const report::ShowStyle& style)
 {
     constexpr std::size_t kIndent = 5;
-    std::string mark = "  " + std::to_string(number) + '.';
+    std::string mark = (number < 10 ? "  " : " ") + std::to_string(number) + '.';
     mark.append(kIndent - std::min(kIndent, mark.size()), ' ');
     std::string text =
         mark + Wrapped(Escaped(trouble.what, style.values), kIndent, style.columns).substr(kIndent);
