@@ -15,6 +15,7 @@
 
 #include "client/system/console.h"
 #include "client/system/exit_codes.h"
+#include "client/system/library_search.h"
 #include "support/unique.h"
 
 namespace orrery {
@@ -321,6 +322,48 @@ TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
     EXPECT_EQ(first.code, ExitCode::kDone) << first.errors;
     EXPECT_EQ(Left(), Names{L"pc.tsv"});
     EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 322U);
+}
+
+/// Whether a library of that name is found, as the exit code of the process.
+[[noreturn]] void Find(const wchar_t* name, const fs::path& currentFolder, const fs::path& path,
+                       bool isKept)
+{
+    SetCurrentDirectoryW(currentFolder.c_str());
+    SetEnvironmentVariableW(L"PATH", path.c_str());
+    if (isKept)
+        KeepToSystemLibraries();
+    ExitProcess(LoadLibraryW(name) != nullptr ? 1 : 0);
+}
+
+TEST(SystemLibraries, AreTheOnlyOnesThatAreFoundByTheirBareNames)
+{
+    const fs::path tests = TestFolder(), other = tests / L"planted", none = tests / L"none";
+    fs::create_directories(other);
+    fs::create_directories(none);
+    fs::copy_file(tests / L"planted_library.dll", other / L"planted_elsewhere.dll",
+                  fs::copy_options::skip_existing);
+    const struct {
+        const char* where;
+        const wchar_t* name;
+        fs::path currentFolder, path;
+    } rows[] = {
+        {"beside the program", L"planted_library.dll", none, none},
+        {"in the current folder", L"planted_elsewhere.dll", other, none},
+        {"on PATH", L"planted_elsewhere.dll", none, other},
+    };
+    for (const auto& [where, name, currentFolder, path] : rows) {
+        EXPECT_EXIT(Find(name, currentFolder, path, false), testing::ExitedWithCode(1), "")
+            << where;
+        EXPECT_EXIT(Find(name, currentFolder, path, true), testing::ExitedWithCode(0), "") << where;
+    }
+}
+
+TEST_F(CollectCommand, TakesNoLibraryThatWasPlanted)
+{
+    // Beside the program, where one of that name comes before that of the system.
+    Place(L"planted_library.dll", L"wlanapi.dll");
+    Run(L"doctor --timeout 1");
+    EXPECT_EQ(Left(), Names{});
 }
 
 TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilledAndNoFileAfterTheNextRun)
