@@ -15,6 +15,7 @@
 
 #include "client/system/console.h"
 #include "client/system/exit_codes.h"
+#include "client/system/library_search.h"
 #include "support/unique.h"
 
 namespace orrery {
@@ -234,8 +235,7 @@ TEST_F(CollectCommand, RefusesAPathBeforeAnythingIsCollected)
              {kNone, L"collect que?.tsv", kReport, "choose a folder in which you may create files"},
              {kNone, L"collect folder.tsv", kInput, "is a folder; give the name of a file"},
              {kNone, L"collect open.tsv", kReport, "close the program that uses it"},
-             {kNone, L"", kInput,
-              "missing\n\"orreryctl\" takes: collect, doctor, "},
+             {kNone, L"", kInput, "missing\n\"orreryctl\" takes: collect, doctor, "},
              {kNone, L"colect x.tsv", kInput, "not known here; did you mean \"collect\"?\n"},
              {kNone, L"collect front desk.tsv", kInput, "put a path with spaces in quotes"},
              {kNone, L"collect", kInput, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
@@ -321,6 +321,51 @@ TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
     EXPECT_EQ(first.code, ExitCode::kDone) << first.errors;
     EXPECT_EQ(Left(), Names{L"pc.tsv"});
     EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 322U);
+}
+
+constexpr int kFound = 40, kNotFound = 41;
+
+/// Whether a library of that name is found, as the exit code of the process.
+[[noreturn]] void Find(const wchar_t* name, const fs::path& currentFolder, const fs::path& path,
+                       bool isKept)
+{
+    SetCurrentDirectoryW(currentFolder.c_str());
+    SetEnvironmentVariableW(L"PATH", path.c_str());
+    if (isKept)
+        KeepToSystemLibraries();
+    ExitProcess(LoadLibraryW(name) != nullptr ? kFound : kNotFound);
+}
+
+TEST(SystemLibraries, AreTheOnlyOnesThatAreFoundByTheirBareNames)
+{
+    const fs::path tests = TestFolder(), other = tests / L"planted", none = tests / L"none";
+    fs::create_directories(other);
+    fs::create_directories(none);
+    if (!fs::exists(other / L"planted_elsewhere.dll"))  // each process that dies comes by here
+        fs::copy_file(tests / L"planted_library.dll", other / L"planted_elsewhere.dll");
+    const struct {
+        const char* where;
+        const wchar_t* name;
+        fs::path currentFolder, path;
+    } rows[] = {
+        {"beside the program", L"planted_library.dll", none, none},
+        {"in the current folder", L"planted_elsewhere.dll", other, none},
+        {"on PATH", L"planted_elsewhere.dll", none, other},
+    };
+    for (const auto& [where, name, currentFolder, path] : rows) {
+        EXPECT_EXIT(Find(name, currentFolder, path, false), testing::ExitedWithCode(kFound), "")
+            << where;
+        EXPECT_EXIT(Find(name, currentFolder, path, true), testing::ExitedWithCode(kNotFound), "")
+            << where;
+    }
+}
+
+TEST_F(CollectCommand, TakesNoLibraryThatWasPlanted)
+{
+    // Beside the program, where one of that name comes before that of the system.
+    Place(L"planted_library.dll", L"wlanapi.dll");
+    Run(L"doctor --timeout 1");
+    EXPECT_EQ(Left(), Names{});
 }
 
 TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilledAndNoFileAfterTheNextRun)

@@ -360,16 +360,18 @@ public:
     std::string Leave()
     {
         std::fflush(stdout);
-        std::string text(65536, '\0');
-        if (before_[1] != 0) {
-            const ssize_t size = read(end_, text.data(), text.size());
-            text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-        }
+        bool isFirst = false;
         for (const int stream : {1, 2})
             if (const int before = std::exchange(before_[stream], 0); before != 0) {
                 dup2(before, stream);
                 close(before);
+                isFirst = true;
             }
+        // Nobody holds the terminal any more, so that reading comes to an end.
+        std::string text;
+        std::array<char, 4096> part;
+        for (ssize_t size; isFirst && (size = read(end_, part.data(), part.size())) > 0;)
+            text.append(part.data(), static_cast<std::size_t>(size));
         return text;
     }
 
