@@ -156,7 +156,7 @@ std::string LabelOf(const VolumeUse& use, const ShowStyle& style)
     return style.shorten ? Shortened(label, kLongest, style.charset) : label;
 }
 
-std::string NameOf(const VolumeUse& use, const ShowStyle& style)
+std::string VolumeName(const VolumeUse& use, const ShowStyle& style)
 {
     return Escaped(Value(*use.volume, "DeviceID"), style.values);
 }
@@ -172,7 +172,7 @@ VolumeWidths WidthsOf(const StorageProfile& storage, const ShowStyle& style)
     VolumeWidths widths;
     for (const DriveUse& drive : storage.drives)
         for (const VolumeUse& use : drive.volumes) {
-            widths.name = std::max(widths.name, Columns(NameOf(use, style)));
+            widths.name = std::max(widths.name, Columns(VolumeName(use, style)));
             widths.label = std::max(widths.label, Columns(LabelOf(use, style)));
         }
     // Beside the bar: blanks, brackets, "100 %" and "1023.9 GiB free of 1023.9 GiB".
@@ -187,7 +187,7 @@ VolumeWidths WidthsOf(const StorageProfile& storage, const ShowStyle& style)
 
 std::string VolumeLine(const VolumeUse& use, const VolumeWidths& widths, const ShowStyle& style)
 {
-    std::string line = "    " + Padded(NameOf(use, style), widths.name) + "  ";
+    std::string line = "    " + Padded(VolumeName(use, style), widths.name) + "  ";
     if (widths.label != 0)
         line += Padded(LabelOf(use, style), widths.label) + "  ";
     if (use.sizeMebibytes == 0)

@@ -46,8 +46,8 @@ int32_t __stdcall GetInventory(const wchar_t* path);
  * category has ended; there is no time-out.
  *
  * @param path   null-terminated path of the report; it must end in ".tsv", in lower case, for a
- *               file to be written. NULL collects without writing. A value whose bits 16 to 31 are
- *               zero is the identifier of a text in the library's own string table.
+ *               file to be written. NULL collects without writing. A value up to 0xFFFF is the
+ *               identifier of a text in the library's own string table.
  * @param flags  ORRERY_FLAG_ values, or 0 for all groups
  * @return       1 when no cancel was asked for before all categories were handed out, else 0; then
  *               nothing is written. A cancel that comes later leaves the result at 1 and the report

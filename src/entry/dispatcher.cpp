@@ -12,6 +12,26 @@
 
 namespace orrery {
 
+namespace {
+
+void CollectCategory(const CategoryJob& job)
+{
+    const ComApartment apartment;
+    // Its construction is not part of the category's time.
+    const auto collector = std::make_unique<CHardwareCollector>();
+    const DWORD start = GetTickCount();
+    try {
+        RunCategory(job.id, collector.get(), job.map);
+    } catch (...) {
+        // Memory was short. What the category has stored stays; what it has not is lost.
+    }
+    const WideString name = WideString::FromArgument(job.name);
+    const DWORD elapsed = GetTickCount() - start;
+    RecordElapsedTime(name, job.map, elapsed);
+}
+
+}  // namespace
+
 void CDispatcher::WaitAll()
 {
     if (threadCount != 0)
@@ -41,19 +61,17 @@ void CHardwareDispatcher::Dispatch(std::int32_t id, const wchar_t* name)
     ++threadCount;
 }
 
-DWORD WINAPI CategoryThreadProc(void* argument)
+DWORD WINAPI CategoryThreadProc(void* argument) noexcept
 {
     const UniqueMalloc<CategoryJob> job{static_cast<CategoryJob*>(argument)};
     if (IsCancelled())
         return 0;
-    const ComApartment apartment;
-    // Its construction is not part of the category's time.
-    const auto collector = std::make_unique<CHardwareCollector>();
-    const DWORD start = GetTickCount();
-    RunCategory(job.get()->id, collector.get(), job.get()->map);
-    const WideString name = WideString::FromArgument(job.get()->name);
-    const DWORD elapsed = GetTickCount() - start;
-    RecordElapsedTime(name, job.get()->map, elapsed);
+    try {
+        CollectCategory(*job.get());
+    } catch (...) {
+        // Not even the collector or the elapsed time could be made. Thrown on, it would end the
+        // process, or pull the map from under the workers.
+    }
     return 0;
 }
 

@@ -49,10 +49,11 @@ public:
     void Dispatch(std::int32_t id, const wchar_t* name) override;
 };
 
-/// A worker: runs one category with a collector of its own and records the time it took.
+/// A worker: runs one category with a collector of its own and records the time it took. Throws
+/// nothing: a category that runs out of memory loses the facts that it has not stored by then.
 /// @param job a CategoryJob, which is freed
 /// @return 0
-DWORD WINAPI CategoryThreadProc(void* job);
+DWORD WINAPI CategoryThreadProc(void* job) noexcept;
 
 /// Stores the elapsed-time entry of a category under "ET\" and its name, without an index.
 void RecordElapsedTime(const WideString& name, CInvMap* map, std::uint32_t milliseconds);

@@ -48,19 +48,7 @@ void WriteReportFile(const wchar_t* path, CHardwareCollector* collector, const C
         WriteReport(collector, map, file.get(), reportText);
 }
 
-}  // namespace
-
-bool IsCancelled() noexcept
-{
-    return cancelFlag.load(std::memory_order_relaxed) != 0;
-}
-
-void CancelRuns() noexcept
-{
-    cancelFlag.store(1, std::memory_order_relaxed);
-}
-
-std::int32_t RunInventory(const wchar_t* path, std::uint32_t flags)
+std::int32_t Run(const wchar_t* path, std::uint32_t flags)
 {
     std::optional<ComApartment> apartment{std::in_place};
     CInvMap map;
@@ -69,6 +57,7 @@ std::int32_t RunInventory(const wchar_t* path, std::uint32_t flags)
     collector->adapterFlag = false;
     map.SetReserved(static_cast<std::uint8_t>(flags >> 24));
 
+    // Between the first dispatch and the wait nothing throws: the workers use the map.
     CHardwareDispatcher dispatcher{HasSeveralProcessors(), &map};
     if ((flags & kAllGroups) == 0)
         flags |= kAllGroups;
@@ -90,6 +79,27 @@ std::int32_t RunInventory(const wchar_t* path, std::uint32_t flags)
     collector.reset();
     apartment.reset();
     return succeeded ? 1 : 0;
+}
+
+}  // namespace
+
+bool IsCancelled() noexcept
+{
+    return cancelFlag.load(std::memory_order_relaxed) != 0;
+}
+
+void CancelRuns() noexcept
+{
+    cancelFlag.store(1, std::memory_order_relaxed);
+}
+
+std::int32_t RunInventory(const wchar_t* path, std::uint32_t flags) noexcept
+{
+    try {
+        return Run(path, flags);
+    } catch (...) {
+        return IsCancelled() ? 0 : 1;  // the callers are other people's, maybe not of C++
+    }
 }
 
 }  // namespace orrery

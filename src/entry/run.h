@@ -13,7 +13,8 @@ void CancelRuns() noexcept;
 /// One whole inventory run: collects the selected groups and writes the report.
 /// @param path  the report's path as a text or a string-resource identifier; null writes nothing
 /// @param flags group bits and settings, see orrery/inventory.h
-/// @return 1 when the run was not cancelled before it waited for its workers, else 0
-std::int32_t RunInventory(const wchar_t* path, std::uint32_t flags);
+/// @return 1 when the run was not cancelled before it waited for its workers, else 0; the same where
+///         the run ends early for want of memory
+std::int32_t RunInventory(const wchar_t* path, std::uint32_t flags) noexcept;
 
 }  // namespace orrery

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <map>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "support/library.h"
 #include "support/registry.h"
@@ -72,9 +74,9 @@ void ForEachSubkey(HKEY key, const std::wstring& path, Visitor visit)
     }
 }
 
-std::vector<DeviceRecord> ReadPresentDevices(const PlatformVersion& platform)
+std::deque<DeviceRecord> ReadPresentDevices(const PlatformVersion& platform)
 {
-    std::vector<DeviceRecord> records;
+    std::deque<DeviceRecord> records;
     const std::wstring path = platform.IsNt() ? kDevicesKey : L"Enum";
     const auto root = OpenKey(HKEY_LOCAL_MACHINE, path.c_str());
     if (!root)
@@ -104,7 +106,6 @@ CDevices::CDevices() : CDevices(ReadPlatformVersion()) {}
 
 CDevices::CDevices(const PlatformVersion& platform)
     : platform_(platform),
-      records_(ReadPresentDevices(platform)),
       user32_(LoadLibraryW(L"user32.dll")),
       enumDisplayDevices_(
           FindFunction<EnumDisplayDevicesFunction>(user32_.get(), "EnumDisplayDevicesW"))
@@ -112,16 +113,34 @@ CDevices::CDevices(const PlatformVersion& platform)
 
 CDevices::~CDevices() = default;
 
-std::size_t CDevices::Count(std::wstring_view deviceClass) const noexcept
+/// @return null when memory was too short for the list
+const CDevices::Records* CDevices::List() const
 {
+    if (std::exchange(isListRead_, true))
+        return list_.get();
+    try {
+        list_ = std::make_unique<const Records>(ReadPresentDevices(platform_));
+    } catch (const std::bad_alloc&) {
+    }
+    return list_.get();
+}
+
+std::size_t CDevices::Count(std::wstring_view deviceClass) const
+{
+    const Records* const list = List();
+    if (list == nullptr)
+        return 0;
     return static_cast<std::size_t>(
-        std::count_if(records_.begin(), records_.end(),
+        std::count_if(list->begin(), list->end(),
                       [&](const DeviceRecord& record) { return IsOfClass(record, deviceClass); }));
 }
 
-const DeviceRecord* CDevices::Find(std::size_t n, std::wstring_view deviceClass) const noexcept
+const DeviceRecord* CDevices::Find(std::size_t n, std::wstring_view deviceClass) const
 {
-    for (const auto& record : records_) {
+    const Records* const list = List();
+    if (list == nullptr)
+        return nullptr;
+    for (const auto& record : *list) {
         if (IsOfClass(record, deviceClass) && n-- == 0)
             return &record;
     }

@@ -4,8 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 #include "native/platform_version.h"
 #include "native/video_adapter.h"
@@ -37,7 +38,8 @@ struct DeviceRecord {
     std::uint32_t statusFlags = 0;
 };
 
-/// The present devices of the machine, read from the registry when the object is built.
+/// The present devices of the machine, read from the registry when the list is first asked for, and
+/// its display adapters. Belongs to one thread.
 class CDevices {
 public:
     CDevices();
@@ -48,11 +50,12 @@ public:
     CDevices& operator=(const CDevices&) = delete;
 
     /// The number of devices of a class, compared without regard to case; an empty class means all.
-    std::size_t Count(std::wstring_view deviceClass) const noexcept;
+    /// 0 also when memory was too short for the list.
+    std::size_t Count(std::wstring_view deviceClass) const;
 
     /// The n-th device of a class, from 0, in the registry's order; null when there are not as
     /// many.
-    const DeviceRecord* Find(std::size_t n, std::wstring_view deviceClass) const noexcept;
+    const DeviceRecord* Find(std::size_t n, std::wstring_view deviceClass) const;
 
     /// Tells of one display adapter. None of the outputs may be null; for an index without an
     /// adapter they stay as they are, and a fact that is not known becomes empty.
@@ -63,8 +66,13 @@ public:
                                  WideString* dacType) const;
 
 private:
+    using Records = std::deque<DeviceRecord>;  // grows without copying records of 3.6 KB
+
+    const Records* List() const;
+
     PlatformVersion platform_;
-    std::vector<DeviceRecord> records_;
+    mutable bool isListRead_ = false;
+    mutable std::unique_ptr<const Records> list_;
     UniqueModule user32_;
     EnumDisplayDevicesFunction enumDisplayDevices_ = nullptr;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <string_view>
 
 #include "support/text.h"
@@ -23,6 +24,16 @@ std::wstring_view FormatLine(const WideString& section, std::int32_t index,
     // Platforms differ in the count they give for a line that was cut; the line itself is the same.
     return {buffer.data(), std::clamp<std::size_t>(static_cast<std::size_t>(std::max(count, 0)), 0,
                                                    kLineUnits - 1)};
+}
+
+/// Adds a line to the copy of the report. One that memory has no room for is done without: the file
+/// is what counts.
+void AddToCopy(WideString* copy, std::wstring_view line) noexcept
+{
+    try {
+        *copy += line;
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 }  // namespace
@@ -61,7 +72,7 @@ void WriteReport(CHardwareCollector* collector, const CInvMap* map, std::FILE* f
         }
         const auto line = FormatLine(section, index, property, value, buffer);
         std::fwrite(line.data(), sizeof(wchar_t), line.size(), file);
-        *reportText += line;
+        AddToCopy(reportText, line);
     }
 }
 

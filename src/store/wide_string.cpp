@@ -25,7 +25,8 @@ namespace {
 // Source: the Win32 string tables, which are keyed by 16-bit identifiers.
 bool IsResourceIdentifier(const wchar_t* argument) noexcept
 {
-    return (reinterpret_cast<std::uintptr_t>(argument) & 0xFFFF0000U) == 0;
+    // All bits from 16 up: an address such as 0x0000000700000000 is an address.
+    return reinterpret_cast<std::uintptr_t>(argument) >> 16 == 0;
 }
 
 std::wstring LoadText(UINT identifier)

@@ -26,9 +26,9 @@ public:
     ~WideString();
 
     /// Reads an argument that is either a text or the identifier of a string resource.
-    /// @param textOrResource null gives an empty text; a value whose bits 16 to 31 are zero is an
-    ///        identifier (its low 16 bits) in this library's string table and gives that text,
-    ///        empty when there is none; anything else points to a null-terminated text
+    /// @param textOrResource null gives an empty text; a value up to 0xFFFF is an identifier in this
+    ///        library's string table and gives that text, empty when there is none; anything else
+    ///        points to a null-terminated text
     static WideString FromArgument(const wchar_t* textOrResource);
 
     std::size_t size() const noexcept;

@@ -32,7 +32,7 @@ struct AdapterDetail {
 /// A collector belongs to one thread, which has entered a COM apartment before it builds one.
 class CHardwareCollector {
 public:
-    /// Builds the device list and loads the WLAN library; does not touch WMI.
+    /// Loads the WLAN library; does not touch WMI, nor walk the device tree until its list is asked for.
     CHardwareCollector();
     CHardwareCollector(const CHardwareCollector&) = delete;
     CHardwareCollector& operator=(const CHardwareCollector&) = delete;

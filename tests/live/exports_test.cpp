@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "sim/detour.h"
+#include "sim/interposer.h"
 #include "sim/simulation.h"
 #include "support/library.h"
 #include "support/unique.h"
@@ -204,6 +205,55 @@ TEST_F(Exports, DropTheCategoriesThatFollowACancel)
     EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
     for (const auto& call : simulation.Trace())
         EXPECT_EQ(call.find("Win32_BaseBoard"), std::string::npos) << call;
+}
+
+TEST_F(Exports, EndARunAsUsualWhereMemoryIsShort)
+{
+    const sim::Simulation simulation{Desktop()};
+    library.getInventory(Path(L"r.tsv").c_str());  // what is kept for the process is made
+    const auto place = [](const char* name) {
+        return static_cast<std::size_t>(sim::KnownCalls().Find(name));
+    };
+    for (const bool isThreaded : {false, true}) {
+        const sim::Detour processors{
+            L"kernel32.dll", "GetSystemInfo",
+            isThreaded ? +[](SYSTEM_INFO* system) { system->dwNumberOfProcessors = 2; }
+                       : +[](SYSTEM_INFO* system) { system->dwNumberOfProcessors = 1; }};
+        std::atomic<int> asked = 0, held = 0;
+        int refused = 0;  // the number of the block that is not given
+        sim::Interposer* standing = nullptr;
+        sim::Interposer memory{
+            library.module.get(), [&](std::size_t call, sim::Words& words) -> sim::Word {
+                const bool isNew = call == place("malloc") || call == place("calloc") ||
+                                   (call == place("realloc") && words[0] == 0);
+                if (isNew && ++asked == refused)
+                    return 0;
+                if (call == place("free") && words[0] != 0)
+                    --held;
+                const sim::Word result = sim::Invoke(standing->Original(call), words);
+                if (isNew && result != 0)
+                    ++held;
+                return result;
+            }};
+        standing = &memory;
+        library.getInventory(Path(L"r.tsv").c_str());
+        const int blocks = asked;
+        ASSERT_GT(blocks, 100);
+        // All of the beginning, where the run itself is set up, and samples of the rest.
+        for (refused = 1; refused <= blocks; refused += refused < 40 ? 1 : blocks / 40) {
+            // Once more where blocks were kept: the first exception makes what the run time of the
+            // compiler keeps for the process.
+            for (int turn = 0; turn == 0 || (turn == 1 && held != 0); ++turn) {
+                asked = held = 0;
+                EXPECT_EQ(library.getInventory(Path(L"r.tsv").c_str()), 1);
+            }
+            EXPECT_EQ(held, 0) << refused << " of " << blocks << ", threads " << isThreaded;
+            EXPECT_EQ(simulation.LiveObjects(), 0) << refused;
+            const auto report = Read(L"r.tsv");
+            for (const auto& line : LinesOf(report))
+                EXPECT_GE(std::count(line.begin(), line.end(), L'\t'), 3) << line;
+        }
+    }
 }
 
 /// Reads a table of the loaded module's headers.

@@ -21,17 +21,18 @@ std::wstring Repeat(std::size_t count)
     return std::wstring(count, L'x');
 }
 
-TEST(DeviceList, FindsInstancesByClass)
+TEST(DeviceList, FindsInstancesByClassFromWhenItIsFirstAsked)
 {
-    const RegistryTree machine{HKEY_LOCAL_MACHINE,
-                               {
-                                   {kEnum + L"PCI\\A\\0\\Control"},
-                                   {kEnum + L"PCI\\A\\0", L"Class", TextValue(L"USB")},
-                                   {kEnum + L"PCI\\A\\2\\Control"},
-                                   {kEnum + L"PCI\\A\\2", L"Class", TextValue(L"Net")},
-                               }};
+    RegistryTree machine{HKEY_LOCAL_MACHINE,
+                         {
+                             {kEnum + L"PCI\\A\\0\\Control"},
+                             {kEnum + L"PCI\\A\\0", L"Class", TextValue(L"USB")},
+                             {kEnum + L"PCI\\A\\2\\Control"},
+                         }};
     const CDevices devices{kWindows10};
+    machine.Set(kEnum + L"PCI\\A\\2", L"Class", TextValue(L"Net"));
     EXPECT_EQ(devices.Count(L""), 2U);
+    machine.Set(kEnum + L"PCI\\A\\2", L"Class", TextValue(L"USB"));
     EXPECT_EQ(devices.Count(L"uSB"), 1U);
     EXPECT_EQ(devices.Count(L"US"), 0U);
     ASSERT_NE(devices.Find(0, L"Net"), nullptr);

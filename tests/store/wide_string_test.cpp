@@ -1,7 +1,10 @@
 #include "store/wide_string.h"
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <thread>
 #include <vector>
 
@@ -65,6 +68,12 @@ TEST(WideString, KeepsZerosInsideAndOrdersByCodeUnit)
 
 TEST(WideString, ReadsAnArgumentAsTextOrAsResource)
 {
+    // Bits 16 to 31 of this address are zero, as an identifier's are.
+    auto* const high = static_cast<wchar_t*>(
+        VirtualAlloc(reinterpret_cast<void*>(std::uintptr_t{0x0000000700000000}), 4096,
+                     MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+    ASSERT_NE(high, nullptr);
+    std::wcscpy(high, L"r.tsv");
     const struct {
         const wchar_t* argument;
         std::size_t size;
@@ -77,14 +86,15 @@ TEST(WideString, ReadsAnArgumentAsTextOrAsResource)
         {Resource(255), 255, L"234"},  // exactly the first buffer
         {Resource(256), 256, L"345"},
         {Resource(700), 700, L"789"},
-        {Resource(9999), 0, L""},              // no such text
-        {Resource(0x700000000001), 16, L"t"},  // only bits 16 to 31 tell an identifier
+        {Resource(9999), 0, L""},  // no such text
+        {high, 5, L"r.tsv"},
     };
     for (const auto& row : rows) {
         const WideString text = WideString::FromArgument(row.argument);
         EXPECT_EQ(text.size(), row.size) << static_cast<const void*>(row.argument);
         EXPECT_TRUE(text.view().ends_with(row.end)) << static_cast<const void*>(row.argument);
     }
+    VirtualFree(high, 0, MEM_RELEASE);
 }
 
 TEST(WideString, CopiesMayLiveAndDieInManyThreads)
