@@ -115,7 +115,9 @@ std::filesystem::path PathFromUtf8(std::string_view path)
     // in the same folder.
     constexpr std::size_t kLongestPlain = 200;
     std::error_code error;
-    const std::wstring whole = std::filesystem::absolute(typed, error).wstring();
+    // That form takes neither "/" nor "..".
+    const std::wstring whole =
+        std::filesystem::absolute(typed, error).lexically_normal().make_preferred().wstring();
     if (!error && whole.size() > kLongestPlain && !whole.starts_with(LR"(\\?\)") &&
         !whole.starts_with(LR"(\\.\)"))
         return whole.starts_with(LR"(\\)") ? LR"(\\?\UNC)" + whole.substr(1) : LR"(\\?\)" + whole;

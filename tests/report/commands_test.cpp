@@ -225,7 +225,7 @@ TEST_F(Commands, WriteAWholeFileOrNone)
 #ifdef _WIN32
 TEST_F(Commands, WorkOnPathsOfAnyLength)
 {
-    std::wstring folder = LR"(\\?\)" + std::filesystem::path{folder_.Path("folder")}.wstring();
+    std::wstring folder = LR"(\\?\)" + PathFromUtf8(folder_.Path("folder")).wstring();
     for (int level = 0; level < 3; ++level) {
         folder += L'\\' + std::wstring(100, L'x');
         ASSERT_TRUE(CreateDirectoryW(folder.c_str(), nullptr)) << level;
