@@ -133,7 +133,7 @@ protected:
         for (int tries = 0; tries < 500 && !isThere; ++tries, Sleep(20))
             for (const std::wstring& name : Left())
                 isThere = isThere || (name.starts_with(start) && name.ends_with(L".partial") &&
-                                      !Content(reports_ / name).empty());
+                                      !Content(reports_ / name / L"report.tsv").empty());
         ASSERT_TRUE(isThere) << "the run does not begin";
     }
 
@@ -373,7 +373,7 @@ TEST_F(CollectCommand, LeavesNoProcessWhenItIsKilledAndNoFileAfterTheNextRun)
     // Another report's, another computer's and no process's.
     const Names others{L"pc.OTHER-1-0123456789abcdef.partial", L"pc.partial"};
     for (const std::wstring& name : others)
-        Fill(reports_ / name, kEarlier);
+        fs::create_directory(reports_ / name);
     SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"hang");
     Run(L"collect pc.tsv", [this](DWORD program) {
         AwaitReport(program);

@@ -89,7 +89,8 @@ int32_t __stdcall GetInventoryEx(const wchar_t* path, uint32_t)
     RunEvent();
     CancelEvent();
     constexpr std::size_t kLastLine = 25 * sizeof(wchar_t);
-    if (behaviour != L"nothing" && behaviour != L"refuse")
+    // As the library, it writes no file of another name.
+    if (behaviour != L"nothing" && behaviour != L"refuse" && std::wstring{path}.ends_with(L".tsv"))
         WriteReport(path, behaviour == L"late" || behaviour == L"lose" ? 3 : 13,
                     behaviour == L"cut"     ? 3
                     : behaviour == L"short" ? kLastLine

@@ -17,6 +17,9 @@ namespace orrery {
 namespace {
 
 constexpr std::wstring_view kSuffix = L".tsv";
+// The library writes no file of another name, so a folder of its own keeps the file from whoever takes
+// each "*.tsv" of the report's folder.
+constexpr std::wstring_view kPartialName = L"\\report.tsv";
 constexpr std::wstring_view kPartialSuffix = L".partial";
 constexpr std::size_t kRandomDigits = 16;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
@@ -92,11 +95,18 @@ std::wstring RandomDigits()
     return digits.data();
 }
 
+void DeletePartial(const std::wstring& folder)
+{
+    DeleteFileW((folder + std::wstring{kPartialName}).c_str());
+    RemoveDirectoryW(folder.c_str());
+}
+
 /// Deletes what clients that were killed on this computer have left of the same report.
 void DeleteLeftovers(const ReportPath& path)
 {
     WIN32_FIND_DATAW found{};
-    const std::wstring start = path.partial.substr(0, path.partial.size() - path.tail.size());
+    const std::wstring start =
+        path.partialFolder.substr(0, path.partialFolder.size() - path.tail.size());
     const Unique<FindTraits> search{
         FindFirstFileW((start + L'*').append(kPartialSuffix).c_str(), &found)};
     if (!search)
@@ -114,7 +124,7 @@ void DeleteLeftovers(const ReportPath& path)
         if (end != number.data() && *end == L'-' &&
             number.size() == kRandomDigits + 1 + static_cast<std::size_t>(end - number.data()) &&
             !IsRunning(process))
-            DeleteFileW((path.folder + found.cFileName).c_str());
+            DeletePartial(path.folder + found.cFileName);
     } while (FindNextFileW(search.get(), &found));
 }
 
@@ -137,15 +147,17 @@ ReportPath ResolveReport(const std::wstring& report)
     const std::wstring computer = L'.' + ComputerName() + L'-';
     path.tail = std::to_wstring(GetCurrentProcessId()) + L'-' + RandomDigits();
     path.tail += kPartialSuffix;
-    const bool isLong = path.shown.size() + computer.size() + path.tail.size() >= MAX_PATH;
+    const bool isLong =
+        path.shown.size() + computer.size() + path.tail.size() + kPartialName.size() >= MAX_PATH;
     path.file = isLong ? ExtendedPath(path.shown) : path.shown;
     path.folder = path.file.substr(0, path.file.rfind(L'\\') + 1);
     // A file name has 255 code units at most, and the tail has to fit in.
     constexpr std::size_t kLongestStem = 200;
     const std::wstring name = path.file.substr(path.folder.size());
-    path.partial = path.folder +
-                   name.substr(0, name.size() - kSuffix.size()).substr(0, kLongestStem) + computer +
-                   path.tail;
+    path.partialFolder = path.folder +
+                         name.substr(0, name.size() - kSuffix.size()).substr(0, kLongestStem) +
+                         computer + path.tail;
+    path.partial = path.partialFolder + std::wstring{kPartialName};
     return path;
 }
 
@@ -182,8 +194,10 @@ CPartialReport::CPartialReport(const ReportPath& path) : path_(path)
 {
     DeleteLeftovers(path);
     // Held open, so that the file cannot be deleted or renamed while the run writes it.
-    file_.reset(CreateFileW(path.partial.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                            nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (CreateDirectoryW(path.partialFolder.c_str(), nullptr))
+        file_.reset(CreateFileW(path.partial.c_str(), GENERIC_WRITE,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_NEW,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
     if (const DWORD error = GetLastError(); !file_)
         throw CommandError(ExitCode::kReport,
                            "the report " + Quoted(path.shown) +
@@ -196,6 +210,7 @@ CPartialReport::~CPartialReport()
     file_.reset();
     if (!published_)
         SucceedsSoon([this] { return DeleteFileW(path_.partial.c_str()) != FALSE; });
+    RemoveDirectoryW(path_.partialFolder.c_str());
 }
 
 void CPartialReport::Count(CFactCounter& counter) const

@@ -9,11 +9,12 @@ namespace orrery {
 
 /// The names of one report, absolute, in the form that file functions take at any length.
 struct ReportPath {
-    std::wstring shown;    // as messages print it
-    std::wstring folder;   // with its trailing backslash
-    std::wstring file;     // where the report ends up
-    std::wstring partial;  // where the run writes it; nobody can foresee it
-    std::wstring tail;     // of its name: the number of the process and what follows
+    std::wstring shown;          // as messages print it
+    std::wstring folder;         // with its trailing backslash
+    std::wstring file;           // where the report ends up
+    std::wstring partialFolder;  // of the run alone; nobody can foresee it
+    std::wstring partial;        // where the run writes the report, in that folder
+    std::wstring tail;           // of the folder's name: the number of the process and what follows
 };
 
 /// Works out the names of a report.
@@ -25,7 +26,8 @@ ReportPath ResolveReport(const std::wstring& report);
 /// @throws CommandError when it could not
 void CheckTarget(const ReportPath& path);
 
-/// The file that a run writes; it is deleted again unless it becomes the report.
+/// The file that a run writes, in a folder made for it; both are deleted again unless the file becomes
+/// the report.
 class CPartialReport {
 public:
     /// Makes the file, still empty, and deletes what killed processes have left of the same report.
