@@ -132,7 +132,7 @@ SecurityProfile ReadSecurity(const Report& report, const StorageProfile& storage
 std::optional<std::int64_t> MemoryProfile::freeSlots() const noexcept
 {
     const auto taken = static_cast<std::int64_t>(modules.size());
-    return slots && *slots >= taken ? std::optional{*slots - taken} : std::nullopt;
+    return slots && taken != 0 && *slots >= taken ? std::optional{*slots - taken} : std::nullopt;
 }
 
 double StorageProfile::usedShare() const noexcept

@@ -26,7 +26,7 @@ struct MemoryProfile {
     std::optional<std::int64_t> slots;
     std::string type;  ///< of the modules; "mixed DDR4 and DDR5" where they differ
 
-    /// @return nothing where the slots are not known, or are said to be fewer than the modules
+    /// @return nothing where slots or modules are not known, or the slots are said to be fewer
     std::optional<std::int64_t> freeSlots() const noexcept;
 };
 

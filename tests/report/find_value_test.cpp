@@ -12,7 +12,7 @@ namespace orrery::report {
 namespace {
 
 constexpr char kFacts[] =
-    "BIOS|0|Version|1.0\nDisk|0|Name|a]\nDisk|0|Size|\nDisk|2|NAME|x\nDisk|2|Name|\u00FC|2\n"
+    "BIOS|0|Version|1.0\nDisk|0|Name|a].b\nDisk|0|Size|\nDisk|2|NAME|x\nDisk|2|Name|\u00FC|2\n"
     "Disk|10|Name|EN 0\nDisk|10|Size|7\nLogicalDisk|1|Size|51200\nLogicalDisk|1|Description|5\n"
     "ET|0||1\nET|0||2\nET|0||3\nET|0||4\nET|0||5\nET|0||6\nET|0||7\nET|0||8\nET|0||9\nET|0||10\n"
     "ET|0||11\nET|0||12\n";
@@ -42,9 +42,9 @@ TEST(FindValues, FindsByNameIndexAndAnotherProperty)
         {"Disk.Name.2", "Disk.Name.2=\u00FC\t2\n"},  // in just these letters
         {"disk.2.NAME", "Disk.NAME.2=x\n"},
         {"Disk.Size.*", "Disk.Size.0=\nDisk.Size.10=7\n"},
-        {"Disk.*.Name", "Disk.Name.0=a]\nDisk.Name.2=\u00FC\t2\nDisk.Name.10=EN 0\n"},
+        {"Disk.*.Name", "Disk.Name.0=a].b\nDisk.Name.2=\u00FC\t2\nDisk.Name.10=EN 0\n"},
         {"Disk[Name=en 0].Size", "Disk.Size.10=7\n"},
-        {"Disk[name=A]].size", "Disk.Size.0=\n"},
+        {"Disk[name=A].B].size", "Disk.Size.0=\n"},
         {"Disk[Name=\u00DC\t2].Size", ": it is there with the index 0, 10"},
         {"Disk[Name=EN 1].Size", ": no Name is \"EN 1\"; did you mean \"EN 0\"?"},
         {"Disk[Nam=x].Size", ": no Nam is there to choose by; did you mean \"Disk.NAME\"?"},
