@@ -23,7 +23,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr DWORD kLongestMilliseconds = 30000;
+// Longer than a process watches over itself: what it says tells more.
+constexpr DWORD kLongestMilliseconds = 90000;
 
 /// How a cancelled run ended; the exit code of its process.
 enum Outcome { kStopped = 100, kPartial, kComplete, kFlawed };
