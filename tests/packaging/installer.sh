@@ -34,7 +34,18 @@ own_prefix() {
     done
 }
 
-installer() { wine msiexec "$@" /qn </dev/null >/dev/null 2>&1 && echo 0 || echo $?; }
+# The low byte of the installer's exit code. 1 is none of its codes: a Wine process ends so when it loses
+# its server, and is started once more.
+installer() {
+    local code=1 attempt
+    for attempt in first second; do
+        code=0
+        WINEDEBUG=err+all,fixme-all wine msiexec "$@" /qn </dev/null >installer.log 2>&1 || code=$?
+        [ $code = 1 ] || break
+        { echo "$attempt attempt of msiexec $* ended with 1:"; tail -n 20 installer.log; } >&2
+    done
+    echo $code
+}
 
 # The value of a registry key's name, without its type.
 value() {
