@@ -1,12 +1,12 @@
 #include "prove/feeds.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
+#include "client/system/console.h"
 #include "prove/rig.h"
-#include "support/unique.h"
 
 namespace orrery::prove {
 namespace {
@@ -61,25 +61,14 @@ std::wstring BrokenMachine(Dice& dice)
     return text;
 }
 
-std::wstring ToFile(const std::wstring& text)
-{
-    const auto path = std::filesystem::temp_directory_path() /
-                      (L"orrery-broken-" + std::to_wstring(GetCurrentProcessId()) + L".machine");
-    std::string bytes(text.size() * 3, '\0');
-    bytes.resize(static_cast<std::size_t>(
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                            static_cast<int>(bytes.size()), nullptr, nullptr)));
-    const UniqueStream file{_wfopen(path.c_str(), L"wb")};
-    std::fwrite(bytes.data(), 1, bytes.size(), file.get());
-    return path.wstring();
-}
-
 }  // namespace
 
 void FeedMachine(Dice& dice)
 {
     static Rig rig;
-    const std::wstring path = ToFile(BrokenMachine(dice));
+    const auto path = std::filesystem::temp_directory_path() /
+                      (L"orrery-broken-" + std::to_wstring(GetCurrentProcessId()) + L".machine");
+    std::ofstream{path, std::ios::binary} << ToUtf8(BrokenMachine(dice));
     rig.Load(path);
     const Facts facts = rig.Run(dice.OneIn(2));
     // What a process keeps, it keeps from its first run on.

@@ -191,29 +191,6 @@ void FeedNetwork(Dice& dice)
 
 namespace {
 
-constexpr const wchar_t* kDevice = L"SYSTEM\\CurrentControlSet\\Enum\\A\\B\\C";
-constexpr const wchar_t* kVideo = L"System\\Video\\0000";
-
-// Every value that the library reads under HKEY_LOCAL_MACHINE, by its key.
-const struct {
-    const wchar_t* path;
-    std::vector<const wchar_t*> names;
-} kPlaces[] = {
-    {kDevice,
-     {L"Class", L"ClassGUID", L"FriendlyName", L"DeviceDesc", L"Mfg", L"Service", L"StatusFlags"}},
-    {kVideo,
-     {L"InstalledDisplayDrivers", L"HardwareInformation.qwMemorySize",
-      L"HardwareInformation.MemorySize", L"HardwareInformation.DacType",
-      L"HardwareInformation.AdapterString", L"MirrorDriver"}},
-    {L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion",
-     {L"CurrentVersion", L"CurrentBuildNumber", L"CSDVersion", L"ProductName", L"DisplayVersion",
-      L"ReleaseId", L"UBR", L"CurrentMajorVersionNumber", L"CurrentMinorVersionNumber"}},
-    {L"SYSTEM\\CurrentControlSet\\Control\\ProductOptions", {L"ProductType"}},
-    {L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Power", {L"FwPOSTTime"}},
-    {L"SYSTEM\\CurrentControlSet\\Control\\SecureBoot\\State", {L"UEFISecureBootEnabled"}},
-    {L"HARDWARE\\DEVICEMAP\\VIDEO", {L"\\Device\\Video0", L"\\Device\\Video1"}},
-};
-
 RegistryValue ValueOf(Dice& dice)
 {
     constexpr DWORD kTypes[] = {REG_NONE,  REG_SZ,       REG_EXPAND_SZ, REG_BINARY,
@@ -230,13 +207,16 @@ RegistryValue ValueOf(Dice& dice)
 
 void FeedRegistry(Dice& dice)
 {
+    static const sim::Scenario places{
+        sim::LoadScenario(L"" ORRERY_TEST_DATA "/cases/registry.machine")};
     RegistryTree tree{HKEY_LOCAL_MACHINE};
-    tree.AddKey(std::wstring{kDevice} + L"\\Control");
-    tree.AddKey(kVideo);
-    for (const auto& place : kPlaces)
-        for (const wchar_t* const name : place.names)
+    for (const sim::NativeItem& key : places.nativeItems()) {
+        const std::wstring path = key.name.substr(key.name.find(L'\\') + 1);
+        tree.AddKey(path);
+        for (const sim::Property& property : key.properties)
             if (!dice.OneIn(3))
-                tree.Set(place.path, name, ValueOf(dice));
+                tree.Set(path, property.name.c_str(), ValueOf(dice));
+    }
 
     const PlatformVersion platforms[] = {{2, 10, 0}, {2, 4, 0}, {1, 4, 10}};
     for (const auto& platform : platforms) {

@@ -1,7 +1,10 @@
 #include "sim/devices.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
+
+#include "support/library.h"
 
 namespace orrery::sim {
 namespace {
@@ -30,16 +33,16 @@ int Devices::CountOpen() const
     }));
 }
 
-void Devices::Lend(const std::wstring& path, UniqueFile file)
+HANDLE WINAPI Devices::Open(const wchar_t* path, DWORD access, DWORD share,
+                            SECURITY_ATTRIBUTES* security, DWORD creation, DWORD flags,
+                            HANDLE pattern)
 {
-    lent_[path] = std::move(file);
-}
-
-HANDLE WINAPI Devices::Open(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*,
-                            DWORD creation, DWORD flags, HANDLE)
-{
-    if (const auto file = current->lent_.find(path); file != current->lent_.end())
-        return file->second.release();
+    if (!std::wstring_view{path}.starts_with(L"\\\\.\\")) {
+        // The detoured function is a stub of this one.
+        static const auto open = FindFunction<decltype(&CreateFileW)>(
+            GetModuleHandleW(L"kernelbase.dll"), "CreateFileW");
+        return open(path, access, share, security, creation, flags, pattern);
+    }
     current->asked.emplace_back(path);
     const bool isUsual = access == (GENERIC_READ | GENERIC_WRITE) &&
                          share == (FILE_SHARE_READ | FILE_SHARE_WRITE) &&

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "sim/detour.h"
-#include "support/unique.h"
 
 namespace orrery::sim {
 
@@ -22,8 +21,8 @@ struct DeviceCall {
     DWORD* returned;  ///< the size of the output unless an answer changes it
 };
 
-/// While it lives, CreateFileW opens these devices and lent files, nothing else, and DeviceIoControl
-/// asks the devices. One at a time.
+/// While it lives, CreateFileW opens these devices and no others, and DeviceIoControl asks them. One
+/// at a time.
 class Devices {
 public:
     /// Answers a call; false makes it fail.
@@ -33,9 +32,6 @@ public:
     ~Devices();
     Devices(const Devices&) = delete;
     Devices& operator=(const Devices&) = delete;
-
-    /// Gives whoever opens a path next a handle to own.
-    void Lend(const std::wstring& path, UniqueFile file);
 
     std::vector<std::wstring> asked;  ///< the paths, in order
     int oddOpens = 0;                 ///< not for reading and writing, shared, existing, no flags
@@ -48,7 +44,6 @@ private:
     static BOOL WINAPI Control(HANDLE, DWORD, void*, DWORD, void*, DWORD, DWORD*, OVERLAPPED*);
 
     std::map<std::wstring, Answer> answers_;
-    std::map<std::wstring, UniqueFile> lent_;
     std::map<HANDLE, const Answer*> handles_;
     Detour open_, control_;
 };

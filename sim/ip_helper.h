@@ -39,17 +39,13 @@ public:
     int addressCalls = 0;  ///< calls of GetAdaptersAddresses so far
     std::vector<ULONG> addressArguments;  ///< family and flags of the last of these calls
 
-private:
-    static ULONG WINAPI AdaptersInfo(IP_ADAPTER_INFO* buffer, ULONG* size);
-    static DWORD WINAPI PerAdapterInfo(ULONG index, IP_PER_ADAPTER_INFO* buffer, ULONG* size);
-    static ULONG WINAPI AdaptersAddresses(ULONG family, ULONG flags, void* reserved,
-                                          IP_ADAPTER_ADDRESSES* buffer, ULONG* size);
-
     struct Unicast {
         IP_ADAPTER_UNICAST_ADDRESS entry{};
         sockaddr_in6 address{};
     };
-    std::vector<std::vector<Unicast>> unicasts_;
+    std::vector<std::vector<Unicast>> unicasts;  ///< what the last answer points to
+
+private:
     Detour adaptersInfo_, perAdapterInfo_, adaptersAddresses_;
 };
 

@@ -29,14 +29,14 @@ std::wstring ScratchName()
            std::to_wstring(InterlockedIncrement(&made));
 }
 
-}  // namespace
-
 void AppendText(std::vector<std::uint8_t>& bytes, std::wstring_view text)
 {
     const auto* const first = reinterpret_cast<const std::uint8_t*>(text.data());
     bytes.insert(bytes.end(), first, first + text.size() * sizeof(wchar_t));
     bytes.insert(bytes.end(), sizeof(wchar_t), 0);
 }
+
+}  // namespace
 
 RegistryValue TextValue(std::wstring_view text, DWORD type)
 {
@@ -45,30 +45,13 @@ RegistryValue TextValue(std::wstring_view text, DWORD type)
     return value;
 }
 
-RegistryValue TextsValue(std::initializer_list<std::wstring_view> texts)
+RegistryValue TextsValue(const std::vector<std::wstring>& texts)
 {
     RegistryValue value{REG_MULTI_SZ, {}};
-    for (const auto text : texts)
+    for (const auto& text : texts)
         AppendText(value.bytes, text);
     AppendText(value.bytes, L"");
     return value;
-}
-
-RegistryValue NumberValue(std::uint32_t number)
-{
-    const auto* const first = reinterpret_cast<const std::uint8_t*>(&number);
-    return {REG_DWORD, {first, first + sizeof number}};
-}
-
-RegistryValue WideNumberValue(std::uint64_t number)
-{
-    const auto* const first = reinterpret_cast<const std::uint8_t*>(&number);
-    return {REG_QWORD, {first, first + sizeof number}};
-}
-
-RegistryValue BytesValue(std::vector<std::uint8_t> bytes, DWORD type)
-{
-    return {type, std::move(bytes)};
 }
 
 RegistryTree::RegistryTree(HKEY root, std::initializer_list<RegistryRow> rows)

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "support/registry.h"
@@ -13,13 +14,18 @@
 
 namespace orrery {
 
-/// Adds a text and its terminator, as registry values hold them.
-void AppendText(std::vector<std::uint8_t>& bytes, std::wstring_view text);
 RegistryValue TextValue(std::wstring_view text, DWORD type = REG_SZ);
-RegistryValue TextsValue(std::initializer_list<std::wstring_view> texts);
-RegistryValue NumberValue(std::uint32_t number);
-RegistryValue WideNumberValue(std::uint64_t number);
-RegistryValue BytesValue(std::vector<std::uint8_t> bytes, DWORD type = REG_BINARY);
+RegistryValue TextsValue(const std::vector<std::wstring>& texts);
+inline RegistryValue BytesValue(std::vector<std::uint8_t> bytes, DWORD type = REG_BINARY)
+{
+    return {type, std::move(bytes)};
+}
+template <class Number = std::uint32_t>
+RegistryValue NumberValue(Number number)
+{
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(&number);
+    return {sizeof number == 8 ? REG_QWORD : REG_DWORD, {first, first + sizeof number}};
+}
 
 /// One value of a tree, or only a key when name is null.
 struct RegistryRow {

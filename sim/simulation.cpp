@@ -13,7 +13,6 @@
 #include <thread>
 #include <utility>
 
-#include "sim/call_log.h"
 #include "sim/not_implemented.h"
 #include "support/com.h"
 #include "support/text.h"
@@ -474,7 +473,9 @@ Machine* Install(std::wstring_view text)
 }  // namespace
 
 Simulation::Simulation(std::wstring_view scenario)
-    : machine_(Install(scenario)), detour_(L"ole32.dll", "CoCreateInstance", &CreateInstance)
+    : machine_(Install(scenario)),
+      calls_(machine_->calls),
+      detour_(L"ole32.dll", "CoCreateInstance", &CreateInstance)
 {}
 
 Simulation::~Simulation()
@@ -482,53 +483,10 @@ Simulation::~Simulation()
     current = nullptr;
 }
 
-void Simulation::FailCall(std::string call, int nth, HRESULT with)
-{
-    machine_->calls.Add({.call = std::move(call), .nth = nth, .result = with});
-}
-
-void Simulation::FailNthCall(int nth, HRESULT with)
-{
-    FailCall({}, nth, with);
-}
-
-void Simulation::DelayCall(std::string call, int milliseconds)
-{
-    machine_->calls.Add({.call = std::move(call), .result = {}, .delayMilliseconds = milliseconds});
-}
-
-void Simulation::OnCall(std::function<void(const std::string& line)> observer)
-{
-    machine_->calls.LetJudge([observer](const std::string& line) -> std::optional<HRESULT> {
-        observer(line);
-        return std::nullopt;
-    });
-}
-
-void Simulation::LetJudge(std::function<std::optional<HRESULT>(const std::string& line)> judge)
-{
-    machine_->calls.LetJudge(std::move(judge));
-}
-
 void Simulation::Forget()
 {
     machine_->ForgetObjects();
     machine_->calls.ForgetLines();
-}
-
-void Simulation::StopTrace()
-{
-    machine_->calls.KeepNoLines();
-}
-
-std::vector<std::string> Simulation::Trace() const
-{
-    return machine_->calls.Lines();
-}
-
-int Simulation::CallCount() const
-{
-    return static_cast<int>(Trace().size());
 }
 
 int Simulation::LiveObjects() const

@@ -2,12 +2,13 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "sim/call_log.h"
 #include "sim/detour.h"
 #include "sim/scenario.h"
 
@@ -35,30 +36,38 @@ public:
     /// Lets a call end with a result of the test's choice. With a failure the call stores nulls and
     /// does nothing else; a success code is given in place of the call's own.
     /// @param nth which of these calls from now on, the first is 1; 0 for every one
-    void FailCall(std::string call, int nth, HRESULT with);
+    void FailCall(std::string call, int nth, HRESULT with) { calls_.Add({call, nth, with}); }
     /// The same for the nth of all simulated calls together.
-    void FailNthCall(int nth, HRESULT with);
+    void FailNthCall(int nth, HRESULT with) { FailCall({}, nth, with); }
     /// Lets every such call wait before it does anything.
-    void DelayCall(std::string call, int milliseconds);
+    void DelayCall(std::string call, int milliseconds) { calls_.Add({call, 0, {}, milliseconds}); }
     /// Shows each trace line to an observer, in the calling thread and before the call takes
     /// effect.
-    void OnCall(std::function<void(const std::string& line)> observer);
+    template <class Observer>
+    void OnCall(Observer observer)
+    {
+        LetJudge([observer](const std::string& line) {
+            observer(line);
+            return std::optional<HRESULT>{};
+        });
+    }
     /// Asks a judge in the observer's place. A result that it gives is taken as one of FailCall.
-    void LetJudge(std::function<std::optional<HRESULT>(const std::string& line)> judge);
+    void LetJudge(CallLog::Judge judge) { calls_.LetJudge(std::move(judge)); }
     /// Forgets the calls and the objects so far, so that a process can run for long. What was
     /// released is no longer recognised when it is used.
     /// @throw std::logic_error while an object is alive
     void Forget();
 
     /// For measurements: the trace stays as it is, so that calls cost little time and no memory.
-    void StopTrace();
-    std::vector<std::string> Trace() const;
-    int CallCount() const;
+    void StopTrace() { calls_.KeepNoLines(); }
+    std::vector<std::string> Trace() const { return calls_.Lines(); }
+    int CallCount() const { return static_cast<int>(Trace().size()); }
     /// Simulated COM objects with references.
     int LiveObjects() const;
 
 private:
     Machine* machine_;
+    CallLog& calls_;
     Detour detour_;
 };
 

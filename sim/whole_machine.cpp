@@ -155,15 +155,6 @@ void CopyName(wchar_t (&field)[32], const std::wstring& name)
     std::copy_n(name.begin(), std::min<std::size_t>(name.size(), 31), field);
 }
 
-/// The parts of "6.2.9200"; 0 where there is none.
-void ReadVersion(const std::wstring& text, OSVERSIONINFOEXW* version)
-{
-    wchar_t* at = nullptr;
-    version->dwMajorVersion = std::wcstoul(text.c_str(), &at, 10);
-    version->dwMinorVersion = std::wcstoul(at + (*at == L'.' ? 1 : 0), &at, 10);
-    version->dwBuildNumber = std::wcstoul(at + (*at == L'.' ? 1 : 0), &at, 10);
-}
-
 void ReadSystem(Fields& fields, PlatformFacts* facts)
 {
     facts->processors = fields.Number<DWORD>(form::kProcessors, 2);
@@ -186,7 +177,8 @@ void ReadSystem(Fields& fields, PlatformFacts* facts)
     std::copy_n(servicePack.begin(), std::min<std::size_t>(servicePack.size(), 127),
                 version.szCSDVersion);
     if (const wchar_t* const text = fields.Text(form::kVersion)) {
-        ReadVersion(text, &version);
+        std::swscanf(text, L"%lu.%lu.%lu", &version.dwMajorVersion, &version.dwMinorVersion,
+                     &version.dwBuildNumber);
         facts->version = version;
     }
 }
@@ -264,13 +256,8 @@ Devices::Answer ReadDrive(Fields& fields, bool canBeAsked)
 RegistryValue ReadRegistryValue(const Property& property)
 {
     const std::string_view type = property.typeWord;
-    if (type == form::kRegMultiSz || (type.empty() && (property.value->type() & VT_ARRAY) != 0)) {
-        RegistryValue value{REG_MULTI_SZ, {}};
-        for (const std::wstring& text : Fields::TextsOf(property))
-            AppendText(value.bytes, text);
-        AppendText(value.bytes, L"");
-        return value;
-    }
+    if (type == form::kRegMultiSz || (type.empty() && (property.value->type() & VT_ARRAY) != 0))
+        return TextsValue(Fields::TextsOf(property));
     if (type == form::kRegBinary) {
         RegistryValue value{REG_BINARY, {}};
         Fields::Expect(property, ParseBytes(property.text, &value.bytes),
@@ -282,7 +269,7 @@ RegistryValue ReadRegistryValue(const Property& property)
         std::uint64_t number = 0;
         Fields::Expect(property, ParseNumber(property.text, 10, &number), "a number");
         if (type == form::kRegQword)
-            return WideNumberValue(number);
+            return NumberValue(number);
         return NumberValue(static_cast<std::uint32_t>(number));
     }
     Fields::Expect(property, isText && !type.starts_with("VT_"), "a registry value");
@@ -301,15 +288,6 @@ void AddKey(const NativeItem& item, RegistryTree* localMachine, RegistryTree* dy
     tree->AddKey(path);
     for (const Property& property : item.properties)
         tree->Set(path, property.name.c_str(), ReadRegistryValue(property));
-}
-
-/// The library of the folder in which the program is.
-decltype(&GetInventoryEx) FindLibrary(const UniqueModule& library)
-{
-    const auto run = FindFunction<decltype(&GetInventoryEx)>(library.get(), "GetInventoryEx");
-    if (run == nullptr)
-        throw std::runtime_error("there is no orrery.dll beside this program");
-    return run;
 }
 
 }  // namespace
@@ -374,36 +352,28 @@ void WholeMachine::Install(const std::wstring& text)
     wmi_.emplace(text);
 }
 
-void WholeMachine::Run(DWORD processors, const std::function<void()>& action,
-                       const std::filesystem::path& lent, UniqueFile file) const
+void WholeMachine::Run(DWORD processors, const std::function<void()>& action) const
 {
     PlatformFacts facts = platform;
     facts.processors = processors;
     const Platform installed{facts};
-    Devices answering{devices};
-    if (file)
-        answering.Lend(lent.wstring(), std::move(file));
+    const Devices answering{devices};
     action();
 }
 
 std::wstring CollectFrom(const WholeMachine& machine, DWORD processors, std::int32_t* result)
 {
     const UniqueModule library{LoadLibraryW(L"orrery.dll")};
-    const auto run = FindLibrary(library);
+    const auto run = FindFunction<decltype(&GetInventoryEx)>(library.get(), "GetInventoryEx");
+    if (run == nullptr)
+        throw std::runtime_error("there is no orrery.dll beside this program");
     const auto path = std::filesystem::temp_directory_path() /
                       (L"orrery-made-" + std::to_wstring(GetCurrentProcessId()) + L".tsv");
-    UniqueFile file{CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                CREATE_ALWAYS, 0, nullptr)};
-    if (!file)
-        throw std::runtime_error("no report can be written to the folder for temporary files");
-    machine.Run(
-        processors,
-        [&] {
-            const std::int32_t returned = run(path.c_str(), 0x10);
-            if (result != nullptr)
-                *result = returned;
-        },
-        path, std::move(file));
+    machine.Run(processors, [&] {
+        const std::int32_t returned = run(path.c_str(), 0x10);
+        if (result != nullptr)
+            *result = returned;
+    });
     std::wstring report;
     std::ifstream stream{path, std::ios::binary};
     for (wchar_t unit = 0; stream.read(reinterpret_cast<char*>(&unit), sizeof unit);)

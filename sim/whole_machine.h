@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <deque>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <optional>
@@ -33,11 +32,9 @@ public:
     /// What the machine's devices answer.
     std::map<std::wstring, Devices::Answer> devices;
 
-    /// Does something while all of the machine answers; its program must not open files by then.
+    /// Does something while all of the machine answers.
     /// @param processors with one, the categories of a run come one after the other
-    /// @param lent a file that may be opened all the same
-    void Run(DWORD processors, const std::function<void()>& action,
-             const std::filesystem::path& lent = {}, UniqueFile file = {}) const;
+    void Run(DWORD processors, const std::function<void()>& action) const;
 
     Simulation& wmi() noexcept { return *wmi_; }
     Wlan& wlan() noexcept { return *wlan_; }

@@ -53,17 +53,6 @@ public:
     std::vector<std::string> freed;
 
 private:
-    static DWORD WINAPI OpenHandle(DWORD version, void*, DWORD* negotiated, HANDLE* client);
-    static DWORD WINAPI EnumInterfaces(HANDLE client, void*, WLAN_INTERFACE_INFO_LIST** list);
-    static DWORD WINAPI QueryInterface(HANDLE client, const GUID* id, WLAN_INTF_OPCODE opcode,
-                                       void*, DWORD* size, void** data, WLAN_OPCODE_VALUE_TYPE*);
-    static DWORD WINAPI GetNetworkBssList(HANDLE client, const GUID* id, DOT11_SSID* ssid,
-                                          DOT11_BSS_TYPE type, BOOL secured, void*,
-                                          WLAN_BSS_LIST** list);
-    static void WINAPI FreeMemory(void* block);
-    template <class T>
-    static T* Allocate(const char* kind, std::size_t size = sizeof(T));
-
     Detour open_, enum_, query_, networks_, free_;
 };
 

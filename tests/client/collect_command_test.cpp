@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <initializer_list>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -17,6 +16,7 @@
 #include "client/system/exit_codes.h"
 #include "client/system/library_search.h"
 #include "support/unique.h"
+#include "tests/report/case_file.h"
 
 namespace orrery {
 namespace {
@@ -146,22 +146,17 @@ protected:
         return true;
     }
 
-    struct Case {
-        const wchar_t *behaviour, *arguments;
-        ExitCode code;
-        const char* expected;  // a part of what it prints or, when it fails, of its errors
-    };
-    /// Expects the outcome of a run, which prints nothing else.
-    void Expect(const Case& row)
+    /// Expects how a run ends, and a part of what it prints or, when it fails, of its errors; it
+    /// prints nothing else.
+    void Expect(const std::string& arguments, ExitCode code, const std::string& expected)
     {
-        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
-        const Outcome outcome = Run(row.arguments);
-        const bool isDone = row.code == ExitCode::kDone;
+        const Outcome outcome = Run(FromUtf8(arguments));
+        const bool isDone = code == ExitCode::kDone;
         const std::string& text = isDone ? outcome.output : outcome.errors;
-        EXPECT_EQ(outcome.code, row.code) << ToUtf8(row.behaviour) << ": " << ToUtf8(row.arguments);
-        EXPECT_NE(text.find(row.expected), std::string::npos) << text;
-        EXPECT_TRUE(*row.expected != '\0' || text.empty()) << text;
-        EXPECT_EQ(isDone ? outcome.errors : outcome.output, "") << ToUtf8(row.arguments);
+        EXPECT_EQ(outcome.code, code) << arguments;
+        EXPECT_NE(text.find(expected), std::string::npos) << text;
+        EXPECT_TRUE(!expected.empty() || text.empty()) << text;
+        EXPECT_EQ(isDone ? outcome.errors : outcome.output, "") << arguments;
         EXPECT_LT(text.size(), 3000U);
     }
 
@@ -218,46 +213,33 @@ TEST_F(CollectCommand, WritesToPathsLongerThanTheUsualLimit)
         EXPECT_TRUE(RemoveDirectoryW(folder.c_str())) << "something is left at level " << depth;
 }
 
-TEST_F(CollectCommand, RefusesAPathBeforeAnythingIsCollected)
+TEST_F(CollectCommand, EndsAsItsCaseTellsAndKeepsTheEarlierReportWhenItFails)
 {
     fs::create_directory(reports_ / L"folder.tsv");
     Fill(reports_ / L"open.tsv", kEarlier);
     const UniqueFile inUse{CreateFileW((reports_ / L"open.tsv").c_str(), GENERIC_READ,
                                        FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr)};
-    constexpr auto kInput = ExitCode::kInput, kReport = ExitCode::kReport;
-    constexpr wchar_t kNone[] = L"refuse";  // a run would end with kCancelled
-    for (const Case& row : std::initializer_list<Case>{
-             {kNone, L"collect report.TSV", kInput, "\"report.TSV\" does not end in \".tsv\""},
-             {kNone, L"collect report.tsv.txt", kInput, "does not end in \".tsv\""},
-             {kNone, L"collect tsv", kInput, "does not end in \".tsv\""},
-             {kNone, L"collect none\\report.tsv", kInput, "create it or choose another one"},
-             {kNone, L"collect open.tsv\\report.tsv", kInput, "create it or choose another one"},
-             {kNone, L"collect que?.tsv", kReport, "choose a folder in which you may create files"},
-             {kNone, L"collect folder.tsv", kInput, "is a folder; give the name of a file"},
-             {kNone, L"collect open.tsv", kReport, "close the program that uses it"},
-             {kNone, L"", kInput, "missing\n\"orreryctl\" takes: collect, doctor, "},
-             {kNone, L"colect x.tsv", kInput, "not known here; did you mean \"collect\"?\n"},
-             {kNone, L"collect front desk.tsv", kInput, "put a path with spaces in quotes"},
-             {kNone, L"collect", kInput, "REPORT.tsv is required\n\"orreryctl collect\" takes:"},
-             {kNone, L"collect pc.tsv --timeout -1", kInput, "seconds from 0 to 604800"},
-             {kNone, L"collect pc.tsv --timeout soon", kInput, "604800, not \"soon\""},
-             {kNone, L"record open.tsv", kInput, "\"open.tsv\" does not end in \".machine\""},
-             {kNone, L"record none\\pc.machine", kInput, "its folder does not exist; create it"},
-             {kNone, L"collect --help", ExitCode::kDone, "codes:\n  0  done\n  1  cancelled"},
-             {kNone, L"doctor --help", ExitCode::kDone, "\n  1  something is missing\n"},
-             {kNone, L"--help", ExitCode::kDone, "\n  5  cancelled"},
-             {kNone, L"collect --help", ExitCode::kDone, "collect \"C:\\Reports\\front desk.tsv\""},
-             {kNone, L"--version", ExitCode::kDone, "orreryctl "},
-         })
-        Expect(row);
-    EXPECT_EQ(Left(), (Names{L"folder.tsv", L"open.tsv"}));
+    for (const Case& row : Cases("collect", {"library", "arguments", "code", "tells"})) {
+        SCOPED_TRACE(row.what);
+        const auto line = [&row](const char* name) {
+            return row[name].substr(0, row[name].find('\n'));
+        };
+        SetEnvironmentVariableW(L"ORRERY_STAND_IN", FromUtf8(line("library")).c_str());
+        Fill(reports_ / L"pc.tsv", kEarlier);
+        const ExitCode code{std::stoi(line("code"))};
+        Expect(line("arguments"), code, row["tells"].substr(0, row["tells"].rfind('\n')));
+        EXPECT_FALSE(RunIsAlive());
+        EXPECT_EQ(Left(), (Names{L"folder.tsv", L"open.tsv", L"pc.tsv"}));
+        const bool isCollected = code == ExitCode::kDone && line("library") != "refuse";
+        EXPECT_EQ(Content(reports_ / L"pc.tsv") != kEarlier, isCollected);
+    }
 }
 
 TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheLibraryCannotBeUsed)
 {
     Fill(reports_ / L"pc.tsv", kEarlier);
     const auto expect = [this](const char* expected) {
-        Expect({L"report", L"collect pc.tsv", ExitCode::kLibrary, expected});
+        Expect("collect pc.tsv", ExitCode::kLibrary, expected);
         ExpectNothingLeft();
     };
     Place(L"bare_library.dll", L"orrery.dll");
@@ -269,42 +251,6 @@ TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheLibraryCannotBeUsed)
     fs::copy_file(TestFolder() / L"stand_in_library.dll", scratch_ / L"orrery.dll");
     SetEnvironmentVariableW(L"PATH", scratch_.c_str());
     expect("program\\orrery.dll\" is missing; put orrery.dll into the folder");
-}
-
-TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheRunGivesNone)
-{
-    Fill(reports_ / L"pc.tsv", kEarlier);
-    constexpr wchar_t kQuiet[] = L"collect pc.tsv --quiet";
-    for (const Case& row : std::initializer_list<Case>{
-             {L"nothing", kQuiet, ExitCode::kReport, "did not write the whole report"},
-             {L"cut", kQuiet, ExitCode::kReport, "did not write the whole report"},
-             {L"short", kQuiet, ExitCode::kReport, "did not write the whole report"},
-             {L"lose", kQuiet, ExitCode::kReport, "did not write the whole report"},
-             {L"refuse", kQuiet, ExitCode::kCancelled, "cancelled; the report"},
-             {L"hang", L"collect pc.tsv --quiet --timeout 1", ExitCode::kTimeout,
-              "orreryctl: the run took more than 1 s and was ended; the "},
-             {L"crash", kQuiet, ExitCode::kCrash,
-              "program\\orrery.dll\"\norreryctl: the run crashed: its process ended early, with "
-              "code "
-              "0xC0000005; the report"},
-             {L"exit", kQuiet, ExitCode::kCrash, "early, with code 0x00000000; the report"},
-         }) {
-        Expect(row);
-        ExpectNothingLeft();
-    }
-}
-
-TEST_F(CollectCommand, TakesTheReportOfARunThatEndsInTime)
-{
-    for (const Case& row : std::initializer_list<Case>{
-             {L"slow", L"collect pc.tsv --quiet", ExitCode::kDone, ""},
-             {L"slow", L"collect pc.tsv --quiet --timeout 0", ExitCode::kDone, ""},
-             {L"unload", L"collect pc.tsv --quiet --timeout 30", ExitCode::kDone, ""},
-         }) {
-        Expect(row);
-        EXPECT_EQ(Left(), Names{L"pc.tsv"});
-        fs::remove(reports_ / L"pc.tsv");
-    }
 }
 
 TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
@@ -417,16 +363,15 @@ void PressCtrlC(DWORD process, int times)
 TEST_F(CollectCommand, CancelsOnCtrlCAndKeepsNoReportOfTheRun)
 {
     Fill(reports_ / L"pc.tsv", kEarlier);
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"hang");
     const struct {
-        const wchar_t* behaviour;
         int presses;
         ULONGLONG least, most;  // seconds from the first press to the end
     } rows[] = {
-        {L"hang", 2, 0, 8},   // is ended at the second press
-        {L"hang", 1, 9, 15},  // is ended when its time is over
+        {2, 0, 8},   // is ended at the second press
+        {1, 9, 15},  // is ended when its time is over
     };
     for (const auto& row : rows) {
-        SetEnvironmentVariableW(L"ORRERY_STAND_IN", row.behaviour);
         ULONGLONG start = 0;
         const Outcome outcome = Run(L"collect pc.tsv", [&](DWORD program) {
             AwaitReport(program);
@@ -437,9 +382,7 @@ TEST_F(CollectCommand, CancelsOnCtrlCAndKeepsNoReportOfTheRun)
         EXPECT_TRUE(seconds >= row.least && seconds <= row.most) << seconds;
         EXPECT_EQ(outcome.code, ExitCode::kCancelled);
         EXPECT_NE(outcome.errors.find("orreryctl: cancelled; the report"), std::string::npos);
-        // A run that stops at once needs no patience.
-        const bool waits = row.behaviour == std::wstring_view{L"hang"};
-        EXPECT_TRUE(!waits || outcome.errors.starts_with("orreryctl: cancelling, waiting for "))
+        EXPECT_TRUE(outcome.errors.starts_with("orreryctl: cancelling, waiting for "))
             << outcome.errors;
         EXPECT_EQ(outcome.output, "");
         ExpectNothingLeft();

@@ -23,6 +23,7 @@
 #include "native/devices.h"
 #include "sim/detour.h"
 #include "sim/devices.h"
+#include "sim/facts.h"
 #include "sim/ip_helper.h"
 #include "sim/platform.h"
 #include "sim/registry_tree.h"
@@ -57,6 +58,17 @@ std::string WhatIsAsked(const std::string& line)
     return "";
 }
 
+/// What all categories tell.
+sim::Facts CollectAll()
+{
+    const ComApartment apartment;
+    CInvMap map;
+    const auto collector = std::make_unique<CHardwareCollector>();
+    for (const auto& category : kHardwareCategories)
+        RunCategory(category.id, collector.get(), &map);
+    return sim::FactsOf(map);
+}
+
 TEST(Questions, AreThoseOfTheLibrary)
 {
     Asked asked, stated;
@@ -65,10 +77,7 @@ TEST(Questions, AreThoseOfTheLibrary)
             {.volumes = {{L'C', {DRIVE_FIXED, 1 << 30, 1 << 20, L"NTFS", L"System", 1}}}}};
         const sim::Simulation simulation{
             sim::LoadScenario(L"" ORRERY_TEST_DATA "/machines/workstation.machine")};
-        const ComApartment apartment;
-        CInvMap map;
-        for (const auto& category : kHardwareCategories)
-            RunCategory(category.id, std::make_unique<CHardwareCollector>().get(), &map);
+        CollectAll();
         for (const auto& line : simulation.Trace())
             asked.insert(WhatIsAsked(line));
     }
@@ -162,12 +171,7 @@ TEST(RecordRegistry, ReadsTheValuesThatTheLibraryReads)
             machine.Run(1, action);
             return values.names;
         };
-        const auto read = valuesOf([] {
-            const ComApartment apartment;
-            CInvMap map;
-            for (const auto& category : kHardwareCategories)
-                RunCategory(category.id, std::make_unique<CHardwareCollector>().get(), &map);
-        });
+        const auto read = valuesOf([] { CollectAll(); });
         const auto recorded = valuesOf([] {
             Record record;
             RecordRegistry(&record);
@@ -200,11 +204,7 @@ TEST(Questions, KnowWhatTheReportShowsForABlankValue)
     const sim::IpHelper ipHelper{
         {sim::MakeAdapter("Card", {2, 0, 0, 0, 0, 1}, IF_TYPE_ETHERNET_CSMACD)}};
     const sim::Simulation simulation{BlankMachine()};
-    const ComApartment apartment;
-    CInvMap map;
-    const auto collector = std::make_unique<CHardwareCollector>();
-    for (const auto& category : kHardwareCategories)
-        RunCategory(category.id, collector.get(), &map);
+    const sim::Facts facts = CollectAll();
     for (const auto& question : WmiQuestions())
         for (const doctor::Feed& feed : question.feeds)
             for (const doctor::FedKey& each : feed.keys) {
@@ -212,10 +212,9 @@ TEST(Questions, KnowWhatTheReportShowsForABlankValue)
                     continue;
                 using doctor::Without;
                 const std::size_t dot = each.key.find('.');
-                const std::wstring path = FromUtf8(each.key).replace(dot, 1, L"\\") + L"\\0";
-                CHardwareObject* fact = nullptr;
-                const bool isThere = map.Lookup(path.c_str(), &fact) == 1;
-                const std::string value = isThere ? '"' + ToUtf8(fact->value.view()) + '"' : "none";
+                const auto fact = facts.find(FromUtf8(each.key).replace(dot, 1, L"\\") + L"\\0");
+                const std::string value =
+                    fact != facts.end() ? '"' + ToUtf8(fact->second) + '"' : "none";
                 const std::string& standIn = each.blankStandIn;
                 const bool isStated = each.blank == Without::kLeftOut ? value == "none"
                                       : each.blank == Without::kEmpty ? value == "\"\""
@@ -289,35 +288,67 @@ TEST(ProbeWmi, TellsWhatIsRefusedLateEmptyAndHanging)
 
 TEST(Wireless, IsRecordedAndExaminedWithinWhatTheServiceAnswers)
 {
-    auto oddType = sim::MakeConnection("Home");
+    const auto home = sim::MakeConnection("Home");
+    auto oddType = home;
     const std::int32_t type = 7;
     std::memcpy(&oddType.wlanAssociationAttributes.dot11BssType, &type, sizeof type);
     const std::string fullName(32, 's');
+    const auto endless = sim::MakeConnection(fullName.c_str());
+    using Adapters = std::vector<sim::Wlan::Interface>;
+    constexpr auto kOn = wlan_interface_state_connected, kOff = wlan_interface_state_disconnected;
+    const std::vector<sim::Wlan::Network> networks{{"Other", 5180000}, {"Home", 2437000}};
+    const auto same = [](sim::Wlan&) {};
     const struct {
         const char* what;
-        WLAN_CONNECTION_ATTRIBUTES connection;
+        Adapters adapters;
         void (*change)(sim::Wlan&);
         std::string recorded, examined;
     } rows[] = {
-        {"a list that counts more than it holds", sim::MakeConnection("Home"),
-         [](sim::Wlan& wlan) { wlan.hiddenNetworks = 1000000; }, "Home 2437000", "answered 0"},
-        {"a connection cut short", sim::MakeConnection("Home"),
-         [](sim::Wlan& wlan) { wlan.connectionSize = 16; }, "", "failed 13"},
-        {"a type of network without a name", oddType, [](sim::Wlan&) {}, "Home 2437000",
-         "answered 0"},
-        {"a name without an end", sim::MakeConnection(fullName.c_str()),
-         [](sim::Wlan& wlan) {
-             wlan.interfaces[0].networks = {{{"Home", 1}}};
-         },
-         fullName, "answered 0"},
+        {"a list that counts more than it holds",
+         {{L"Card", kOn, home, 6, networks}},
+         [](sim::Wlan& wlan) { wlan.hiddenNetworks = 1000000; },
+         "Home 2437000",
+         "answered 0, 1 of 1 connected, answered 0"},
+        {"a connection cut short",
+         {{L"Card", kOn, home, 6, networks}},
+         [](sim::Wlan& wlan) { wlan.connectionSize = 16; },
+         "",
+         "answered 0, 1 of 1 connected, failed 13"},
+        {"a type of network without a name",
+         {{L"Card", kOn, oddType, 6, networks}},
+         same,
+         "Home 2437000",
+         "answered 0, 1 of 1 connected, answered 0"},
+        {"a name without an end",
+         {{L"Card", kOn, endless, 6, {{{"Home", 1}}}}},
+         same,
+         fullName,
+         "answered 0, 1 of 1 connected, answered 0"},
+        {"no adapter", {}, same, "", "answered 0, 0 of 0 connected, not asked 0"},
+        {"no service",
+         {},
+         [](sim::Wlan& wlan) { wlan.openResult = 1062; },
+         "",
+         "failed 1062, 0 of 0 connected, not asked 0"},
+        {"no list",
+         {},
+         [](sim::Wlan& wlan) { wlan.listResult = 8; },
+         "",
+         "failed 8, 0 of 0 connected, not asked 0"},
+        {"a connection that may not be asked for, and one of an adapter that is off",
+         {{L"Idle", kOff}, {L"On"}, {L"Too", {}, home}},
+         [](sim::Wlan& wlan) { wlan.noConnection = 5; },
+         "",
+         "answered 0, 1 of 3 connected, failed 5"},
+        {"the second of two connections that may not be asked for",
+         {{L"On", kOn, home}, {L"Refused"}},
+         [](sim::Wlan& wlan) { wlan.noConnection = 5; },
+         "Home",
+         "answered 0, 2 of 2 connected, failed 5"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        sim::Wlan wlan{{{L"Card",
-                         wlan_interface_state_connected,
-                         row.connection,
-                         6,
-                         {{{"Other", 5180000}, {"Home", 2437000}}}}}};
+        sim::Wlan wlan{row.adapters};
         row.change(wlan);
         std::string recorded;
         for (const Item& item : ReadWireless().items)
@@ -329,70 +360,37 @@ TEST(Wireless, IsRecordedAndExaminedWithinWhatTheServiceAnswers)
         EXPECT_EQ(recorded, row.recorded);
         doctor::Findings findings;
         ProbeSystem(30s, &findings);
-        EXPECT_EQ(InWords(findings.wlan.connection.ending) + std::string{' '} +
-                      std::to_string(findings.wlan.connection.error),
+        const auto& found = findings.wlan;
+        const auto ended = [](const doctor::Outcome& outcome) {
+            return InWords(outcome.ending) + std::string{' '} + std::to_string(outcome.error);
+        };
+        EXPECT_EQ(ended(found.outcome) + ", " + std::to_string(found.connected) + " of " +
+                      std::to_string(found.adapters) + " connected, " + ended(found.connection),
                   row.examined);
         EXPECT_TRUE(wlan.blocks.empty());
     }
 }
 
-TEST(ProbeSystem, TellsWhatTheWlanServiceRefuses)
+TEST(ProbeSystem, TellsWhatPoliciesAndPortsRefuse)
 {
-    const auto connection = sim::MakeConnection("Fjord");
-    const struct {
-        DWORD openResult, listResult, noConnection;
-        std::vector<sim::Wlan::Interface> adapters;
-        std::string expected;
-    } rows[] = {
-        {0, 0, 0, {}, "answered 0, 0 adapters, 0 connected, not asked 0"},
-        {1062, 0, 0, {}, "failed 1062, 0 adapters, 0 connected, not asked 0"},
-        {0, 8, 0, {}, "failed 8, 0 adapters, 0 connected, not asked 0"},
-        {0,
-         0,
-         5,
-         {{L"Idle", wlan_interface_state_disconnected}, {L"On"}, {L"Too", {}, connection}},
-         "answered 0, 3 adapters, 1 connected, failed 5"},
-        {0,
-         0,
-         5,
-         {{L"On", wlan_interface_state_connected, connection}, {L"Refused"}},
-         "answered 0, 2 adapters, 2 connected, failed 5"},
-        {0,
-         0,
-         5,
-         {{L"On", wlan_interface_state_connected, connection}},
-         "answered 0, 1 adapters, 1 connected, answered 0"},
-    };
-    const std::wstring consent =
-        L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\CapabilityAccessManager\\ConsentStore\\"
-        L"location";
-    const RegistryTree registry{HKEY_LOCAL_MACHINE,
-                                {{consent, L"Value", orrery::TextValue(L"deny")},
-                                 {L"SOFTWARE\\Policies\\Microsoft\\Windows\\LocationAndSensors",
-                                  L"DisableLocation", orrery::NumberValue(1)}}};
-    for (const auto& row : rows) {
-        sim::Wlan wlan{row.adapters};
-        wlan.openResult = row.openResult;
-        wlan.listResult = row.listResult;
-        wlan.noConnection = row.noConnection;
-        sim::Devices devices{{{L"\\\\.\\Scsi1:", [](const sim::DeviceCall&) { return false; }}}};
-        doctor::Findings findings;
-        ProbeSystem(30s, &findings);
-        const auto& found = findings.wlan;
-        EXPECT_EQ(std::string{InWords(found.outcome.ending)} + ' ' +
-                      std::to_string(found.outcome.error) + ", " + std::to_string(found.adapters) +
-                      " adapters, " + std::to_string(found.connected) + " connected, " +
-                      InWords(found.connection.ending) + ' ' +
-                      std::to_string(found.connection.error),
-                  row.expected);
-        EXPECT_TRUE(found.hasLibrary);
-        EXPECT_EQ(found.deniedBy, (std::vector<std::string>{"this device", "everyone, by policy"}));
-        EXPECT_TRUE(wlan.blocks.empty());
-        ASSERT_EQ(findings.scsi.ports.size(), 2U);
-        EXPECT_EQ(findings.scsi.ports[0].error, 2U);
-        EXPECT_EQ(findings.scsi.ports[1].ending, doctor::Ending::kAnswered);
-        EXPECT_NE(findings.rights, doctor::Rights::kNotKnown);
-    }
+    const RegistryTree registry{
+        HKEY_LOCAL_MACHINE,
+        {{L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\CapabilityAccessManager\\ConsentStore\\"
+          L"location",
+          L"Value", orrery::TextValue(L"deny")},
+         {L"SOFTWARE\\Policies\\Microsoft\\Windows\\LocationAndSensors", L"DisableLocation",
+          orrery::NumberValue(1)}}};
+    const sim::Wlan wlan;
+    const sim::Devices devices{{{L"\\\\.\\Scsi1:", [](const sim::DeviceCall&) { return false; }}}};
+    doctor::Findings findings;
+    ProbeSystem(30s, &findings);
+    EXPECT_TRUE(findings.wlan.hasLibrary);
+    EXPECT_EQ(findings.wlan.deniedBy,
+              (std::vector<std::string>{"this device", "everyone, by policy"}));
+    ASSERT_EQ(findings.scsi.ports.size(), 2U);
+    EXPECT_EQ(findings.scsi.ports[0].error, 2U);
+    EXPECT_EQ(findings.scsi.ports[1].ending, doctor::Ending::kAnswered);
+    EXPECT_NE(findings.rights, doctor::Rights::kNotKnown);
 }
 
 }  // namespace
