@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cwchar>
 #include <thread>
 #include <utility>
 
@@ -79,18 +78,22 @@ std::vector<std::string> CallLog::Lines() const
     return lines_;
 }
 
+std::string ToBytes(std::wstring_view text, UINT codePage)
+{
+    std::string bytes(text.size() * 3, '\0');
+    bytes.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                            static_cast<int>(bytes.size()), nullptr, nullptr)));
+    return bytes;
+}
+
 std::string Shown(const wchar_t* text)
 {
     if (text == nullptr)
         return "null";
     if (text == COLE_DEFAULT_PRINCIPAL)
         return "-1";
-    const int length = static_cast<int>(std::wcslen(text));
-    std::string bytes(static_cast<std::size_t>(length) * 3, '\0');
-    const int used = WideCharToMultiByte(CP_UTF8, 0, text, length, bytes.data(),
-                                         static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<std::size_t>(used));
-    return bytes;
+    return ToBytes(text);
 }
 
 std::string Shown(long number)

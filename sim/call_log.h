@@ -61,6 +61,8 @@ private:
     std::shared_ptr<const Judge> judge_;
 };
 
+/// A text as the bytes of a code page.
+std::string ToBytes(std::wstring_view text, UINT codePage = CP_UTF8);
 /// Arguments as trace lines show them: UTF-8 text, "null", "-1" for COM's default constants.
 std::string Shown(const wchar_t* text);
 std::string Shown(long number);

@@ -21,11 +21,8 @@ int main(int argumentCount, char** arguments)
     };
     try {
         CheckOutputFile(given[0], PathFromUtf8(given[1]));
-        std::wstring report;
-        {
-            const sim::WholeMachine machine{FromUtf8(given[1])};
-            report = CollectFrom(machine, machine.platform.processors);
-        }
+        const sim::WholeMachine machine{FromUtf8(given[1])};
+        const std::wstring report = CollectFrom(machine, machine.platform.processors);
         WriteOutputFile(given[0], [&report](const TextSink& sink) {
             sink({reinterpret_cast<const char*>(report.data()), report.size() * sizeof(wchar_t)});
         });

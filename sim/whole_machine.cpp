@@ -21,15 +21,6 @@ namespace {
 
 namespace form = machine::form;
 
-std::string ToBytes(std::wstring_view text, UINT codePage = CP_UTF8)
-{
-    std::string bytes(text.size() * 3, '\0');
-    bytes.resize(static_cast<std::size_t>(
-        WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
-                            static_cast<int>(bytes.size()), nullptr, nullptr)));
-    return bytes;
-}
-
 /// Reads all of a text as a number.
 bool ParseNumber(std::wstring_view text, int base, std::uint64_t* number)
 {

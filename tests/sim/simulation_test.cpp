@@ -12,6 +12,7 @@
 
 #include "sim/whole_machine.h"
 #include "support/com.h"
+#include "tests/report/case_file.h"
 
 namespace orrery::sim {
 namespace {
@@ -115,30 +116,15 @@ TEST(MachineFile, IsRefusedWithItsNameAndTheLineThatIsWrong)
 {
     const auto path = std::filesystem::temp_directory_path() /
                       (std::to_string(GetCurrentProcessId()) + ".machine");
-    std::ifstream cases{ORRERY_TEST_DATA "/refused-machines.txt"};
-    std::string line, message, text;
-    std::getline(cases, line);
-    int refused = 0;
-    for (bool more = true; more;) {
-        more = static_cast<bool>(std::getline(cases, line));
-        if (more && !line.starts_with("== ")) {
-            text += line + '\n';
-            continue;
+    for (const Case& row : Cases("refused-machines", {"file"})) {
+        std::ofstream{path, std::ios::binary} << row["file"];
+        try {
+            const WholeMachine machine{path.wstring()};
+            ADD_FAILURE() << "accepted instead of: " << row.what;
+        } catch (const std::runtime_error& error) {
+            EXPECT_EQ(error.what(), path.filename().string() + ", " + row.what);
         }
-        if (!message.empty()) {
-            std::ofstream{path, std::ios::binary} << text;
-            try {
-                const WholeMachine machine{path.wstring()};
-                ADD_FAILURE() << "accepted instead of: " << message;
-            } catch (const std::runtime_error& error) {
-                EXPECT_EQ(error.what(), path.filename().string() + ", " + message);
-                ++refused;
-            }
-        }
-        message = more ? line.substr(3) : "";
-        text.clear();
     }
-    EXPECT_EQ(refused, 28);
     std::filesystem::remove(path);
     EXPECT_THROW(WholeMachine{path.wstring()}, std::runtime_error);
 }
