@@ -84,6 +84,10 @@ TEST(Simulation, TracesCallsAndCountsObjects)
                            0, UniqueVariant{}.put(), nullptr, nullptr),
                   kWmiNotFound);
         EXPECT_EQ(simulation.LiveObjects(), 3);
+        EXPECT_EQ(
+            services->ExecMethod(MakeBstr(L"Win32_Part.Id=\"1\"").get(), MakeBstr(L"Set").get(), 0,
+                                 nullptr, nullptr, nullptr, nullptr),
+            kWmiInvalidMethodParameters);
     }
     EXPECT_EQ(simulation.LiveObjects(), 0);
     const std::vector<std::string> expected{
@@ -96,6 +100,7 @@ TEST(Simulation, TracesCallsAndCountsObjects)
         "IEnumWbemClassObject::Next(0, 1)",
         "IWbemClassObject::Get(Gr\xC3\xB6\xC3\x9F"  // NOLINT(bugprone-suspicious-missing-comma)
         "e, 0x0)",
+        "IWbemServices::ExecMethod(Win32_Part.Id=\"1\", Set, 0x0, null)",
     };
     EXPECT_EQ(simulation.Trace(), expected);
 }
