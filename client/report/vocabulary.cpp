@@ -213,9 +213,9 @@ std::span<const Term> Vocabulary() noexcept
 
 std::span<const Term> TermsOf(std::string_view section) noexcept
 {
-    const auto terms =
-        std::ranges::equal_range(kTerms, section, std::ranges::less{}, &Term::section);
-    return {terms.begin(), terms.end()};
+    // Not equal_range, whose answer Clang 14 cannot make with the library of GCC 12.
+    const auto first = std::ranges::lower_bound(kTerms, section, {}, &Term::section);
+    return {first, std::ranges::upper_bound(first, kTerms.end(), section, {}, &Term::section)};
 }
 
 const Term* FindTerm(std::string_view section, std::string_view property) noexcept
