@@ -292,6 +292,9 @@ TEST(Wireless, IsRecordedAndExaminedWithinWhatTheServiceAnswers)
     using Adapters = std::vector<sim::Wlan::Interface>;
     constexpr auto kOn = wlan_interface_state_connected, kOff = wlan_interface_state_disconnected;
     const std::vector<sim::Wlan::Network> networks{{"Other", 5180000}, {"Home", 2437000}};
+    const auto card = [&](const WLAN_CONNECTION_ATTRIBUTES& connection) {
+        return Adapters{{L"Card", kOn, connection, 6, networks}};
+    };
     const auto same = [](sim::Wlan&) {};
     const struct {
         const char* what;
@@ -299,20 +302,12 @@ TEST(Wireless, IsRecordedAndExaminedWithinWhatTheServiceAnswers)
         void (*change)(sim::Wlan&);
         std::string recorded, examined;
     } rows[] = {
-        {"a list that counts more than it holds",
-         {{L"Card", kOn, home, 6, networks}},
-         [](sim::Wlan& wlan) { wlan.hiddenNetworks = 1000000; },
-         "Home 2437000",
+        {"a list that counts more than it holds", card(home),
+         [](sim::Wlan& wlan) { wlan.hiddenNetworks = 1000000; }, "Home 2437000",
          "answered 0, 1 of 1 connected, answered 0"},
-        {"a connection cut short",
-         {{L"Card", kOn, home, 6, networks}},
-         [](sim::Wlan& wlan) { wlan.connectionSize = 16; },
-         "",
-         "answered 0, 1 of 1 connected, failed 13"},
-        {"a type of network without a name",
-         {{L"Card", kOn, oddType, 6, networks}},
-         same,
-         "Home 2437000",
+        {"a connection cut short", card(home), [](sim::Wlan& wlan) { wlan.connectionSize = 16; },
+         "", "answered 0, 1 of 1 connected, failed 13"},
+        {"a type of network without a name", card(oddType), same, "Home 2437000",
          "answered 0, 1 of 1 connected, answered 0"},
         {"a name without an end",
          {{L"Card", kOn, endless, 6, {{{"Home", 1}}}}},
