@@ -5,6 +5,10 @@
 
 #include <algorithm>
 #include <chrono>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -22,6 +26,7 @@
 #include "client/machine/wmi_probe.h"
 #include "client/report/vocabulary.h"
 #include "sim/whole_machine.h"
+#include "support/unique.h"
 
 namespace orrery {
 namespace {
@@ -162,6 +167,85 @@ TEST_P(ReportOf, TheDoctorNamesTheKeysThatItLacksOrHoldsEmpty)
                 named.insert(loss.keys.begin(), loss.keys.end());
     }
     EXPECT_EQ(named, KeysWithoutValue(kData / "reports" / (GetParam() + ".tsv")));
+}
+
+/// A copy of the library that asks to be loaded where a piece of its constants begins at an address
+/// whose bits 16 to 31 are zero.
+class RebasedLibrary {
+public:
+    explicit RebasedLibrary(std::wstring_view constant)
+    {
+        std::string bytes = BytesOf("orrery.dll");
+        auto* const base = reinterpret_cast<std::byte*>(bytes.data());
+        const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+        auto* const headers = reinterpret_cast<IMAGE_NT_HEADERS64*>(base + dos->e_lfanew);
+        const auto* const sections = IMAGE_FIRST_SECTION(headers);
+        const auto inFile = [&](DWORD address) {
+            const auto* section = sections;
+            while (address >= section->VirtualAddress + section->SizeOfRawData)
+                ++section;
+            return base + (address - section->VirtualAddress + section->PointerToRawData);
+        };
+        const std::size_t found = bytes.find(std::string_view{
+            reinterpret_cast<const char*>(constant.data()), constant.size() * sizeof(wchar_t)});
+        const auto* section = sections;
+        while (found >= section->PointerToRawData + section->SizeOfRawData)
+            ++section;
+        const std::size_t address = found - section->PointerToRawData + section->VirtualAddress;
+
+        auto& optional = headers->OptionalHeader;
+        constexpr std::uint64_t kPage = 0x0000000700000000;
+        const std::uint64_t wanted = kPage - (address & ~std::size_t{0xFFFF});
+        const std::uint64_t shift = wanted - optional.ImageBase;
+        const auto& directory = optional.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC];
+        for (DWORD at = 0; at < directory.Size;) {
+            const auto* const block = reinterpret_cast<const IMAGE_BASE_RELOCATION*>(
+                inFile(directory.VirtualAddress + at));
+            const auto* const entries = reinterpret_cast<const WORD*>(block + 1);
+            for (std::size_t i = 0; i < (block->SizeOfBlock - sizeof *block) / 2; ++i)
+                if (entries[i] >> 12 == IMAGE_REL_BASED_DIR64) {
+                    std::byte* const place = inFile(block->VirtualAddress + (entries[i] & 0xFFF));
+                    std::uint64_t pointer = 0;
+                    std::memcpy(&pointer, place, sizeof pointer);
+                    pointer += shift;
+                    std::memcpy(place, &pointer, sizeof pointer);
+                }
+            at += block->SizeOfBlock;
+        }
+        optional.ImageBase = wanted;
+        optional.DllCharacteristics &= static_cast<WORD>(~IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE);
+
+        std::filesystem::create_directories(folder_);
+        std::ofstream{folder_ / "orrery.dll", std::ios::binary} << bytes;
+        // From now on the bare name means this one.
+        module_.reset(LoadLibraryW((folder_ / "orrery.dll").c_str()));
+        isInPlace = reinterpret_cast<std::uint64_t>(module_.get()) == wanted;
+    }
+    ~RebasedLibrary()
+    {
+        module_.reset();
+        std::filesystem::remove_all(folder_);
+    }
+    RebasedLibrary(const RebasedLibrary&) = delete;
+    RebasedLibrary& operator=(const RebasedLibrary&) = delete;
+
+    bool isInPlace = false;
+
+private:
+    const std::filesystem::path folder_ =
+        std::filesystem::temp_directory_path() /
+        ("orrery-rebased-" + std::to_string(GetCurrentProcessId()));
+    UniqueModule module_;
+};
+
+TEST(RebasedLibrary, ReportsEveryLineWhereItsTextsLookLikeIdentifiers)
+{
+    for (const auto* const constant : {L"PhysicalDrive", L"Win32_DiskDrive"}) {
+        const RebasedLibrary library{constant};
+        ASSERT_TRUE(library.isInPlace);
+        const sim::WholeMachine machine{MachineFile("workstation")};
+        EXPECT_EQ(WithoutTimes(CollectFrom(machine, 24)), ExpectedReport("workstation"));
+    }
 }
 
 std::string TestName(const testing::TestParamInfo<std::string>& row)
