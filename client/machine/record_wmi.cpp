@@ -213,7 +213,11 @@ Answer Ask(const WmiQuestion& question, const std::wstring& text, const Row& row
     if (!services)
         return answer;
     if (question.asking == Asking::kMethod) {
-        const auto output = RunMethod(services.get(), question.text, text, nullptr);
+        // As the library calls it, for what a method answers may depend on its input.
+        const auto input = MakeMethodInput(services.get(), question.className, question.text);
+        if (FAILED(input.result))
+            return answer;
+        const auto output = RunMethod(services.get(), question.text, text, input.get());
         answer.isAnswered = static_cast<bool>(output);
         if (output)
             AddObject(output.get(), row, &answer);

@@ -283,6 +283,22 @@ TEST(RecordedMachine, KeepsTypesObjectTextsAndDelays)
         << text;
 }
 
+TEST(RecordedMachine, CallsMethodsWithTheInputThatTheyTake)
+{
+    const std::string method =
+        R"(method GetLockStatus of \\HOST\root:Win32_EncryptableVolume.DeviceID="C")";
+    std::string text = BytesOf(MachineFile("workstation"));
+    const std::size_t at = text.find(method);
+    ASSERT_NE(at, std::string::npos);
+    text.insert(at + method.size(), " takes input");
+    const auto path = std::filesystem::temp_directory_path() /
+                      (std::to_string(GetCurrentProcessId()) + ".machine");
+    std::ofstream{path, std::ios::binary} << text;
+    const std::string recorded = RecordOf(sim::WholeMachine{path.wstring()}, false);
+    std::filesystem::remove(path);
+    EXPECT_NE(recorded.find(method), std::string::npos) << recorded;
+}
+
 TEST(RedactedMachine, KeepsNothingThatIdentifiesAndReportsTheRest)
 {
     std::string text;
