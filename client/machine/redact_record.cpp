@@ -96,15 +96,13 @@ void RedactPath(std::string* path, report::CRedactor* redactor)
     constexpr std::size_t kGuidLength = 36;
     for (std::size_t at = path->find('{'); at != std::string::npos; at = path->find('{', at + 1))
         if (path->find('}', at) == at + kGuidLength + 1) {
-            std::string guid = path->substr(at + 1, kGuidLength);
-            redactor->Take("", "SerialNumber", &guid);
-            path->replace(at + 1, kGuidLength, guid);
+            const std::string guid = path->substr(at + 1, kGuidLength);
+            path->replace(at + 1, kGuidLength, redactor->Replaced("", "SerialNumber", guid));
         }
     if (path->starts_with("\\\\") && !path->starts_with("\\\\.\\")) {
         const std::size_t length = path->find('\\', 2) - 2;
-        std::string host = path->substr(2, length);
-        redactor->Take("ComputerSystem", "Name", &host);
-        path->replace(2, length, host);
+        const std::string host = path->substr(2, length);
+        path->replace(2, length, redactor->Replaced("ComputerSystem", "Name", host));
     }
 }
 
@@ -123,9 +121,8 @@ void RedactKey(std::string* heading, report::CRedactor* redactor)
     }
     const std::size_t end = path.ends_with("\\Control") ? heading->rfind('\\') : heading->size();
     const std::size_t start = heading->rfind('\\', end - 1) + 1;
-    std::string instance = heading->substr(start, end - start);
-    redactor->Take("", "SerialNumber", &instance);
-    heading->replace(start, end - start, instance);
+    const std::string instance = heading->substr(start, end - start);
+    heading->replace(start, end - start, redactor->Replaced("", "SerialNumber", instance));
 }
 
 /// A method is found by the path of its object.

@@ -213,12 +213,18 @@ CRedactor::~CRedactor() = default;
 bool CRedactor::Take(std::string_view section, std::string_view property, std::string* value)
 {
     const Secret secret = SecretOf(section, property);
-    *value = RedactValue(secret, *value, placeholders_.get());
+    *value = Replaced(section, property, *value);
     // A computer may well be called "laptop", and a placeholder in place of such a word would give its
     // name away.
     if (secret == Secret::kNothing && !HasFixedValues(section, property))
         TakeText(value);
     return secret != Secret::kNothing;
+}
+
+std::string CRedactor::Replaced(std::string_view section, std::string_view property,
+                                const std::string& value)
+{
+    return RedactValue(SecretOf(section, property), value, placeholders_.get());
 }
 
 void CRedactor::Finish()

@@ -25,6 +25,9 @@ public:
     /// @param section  as in the report, as is the property
     /// @return whether the property is one that identifies
     bool Take(std::string_view section, std::string_view property, std::string* value);
+    /// The placeholder of a value that identifies; another one as it is. Nothing is kept for Finish.
+    std::string Replaced(std::string_view section, std::string_view property,
+                         const std::string& value);
     /// Keeps any other text for Finish.
     void TakeText(std::string* text) { texts_.push_back(text); }
     /// Replaces names in what was kept.
