@@ -108,7 +108,8 @@ Completeness CCompletenessCheck::Result(bool endsLine) const
     result.isWithinLine = !endsLine && isCut_;
     result.endsLine = endsLine;
     result.state = State::kCut;
-    if (!endsLine || elapsedTimes_ > kCategories.size())
+    // A run of which no category has finished tells nothing at all.
+    if (!endsLine || elapsedTimes_ == 0 || elapsedTimes_ > kCategories.size())
         return result;
     if (elapsedTimes_ == kCategories.size()) {
         if (section_ == u"VideoController" && property_ == u"Name" && adapterNames_ >= adapters_)

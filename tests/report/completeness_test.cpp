@@ -82,6 +82,12 @@ TEST(Completeness, SeesACutAtEveryPlace)
     }
 }
 
+TEST(Completeness, TakesNoForeignTableForACancelledRun)
+{
+    const Completeness found = Read(Wide("Parts\t1\tName\tBolt\n")).completeness;
+    EXPECT_TRUE(found.isCut()) << Describe(found);
+}
+
 TEST(Completeness, NamesTheCategoriesThatACancelledRunLeftOut)
 {
     for (const auto& [name, lines] : GoldenReports())
