@@ -23,6 +23,8 @@ build /usr/include/nlohmann/json.hpp     nlohmann-json3-dev
 build /usr/include/xxhash.h              libxxhash-dev
 build /usr/include/utf8cpp/utf8.h        libutfcpp-dev
 linux g++                                g++
+linux /usr/include/sqlite3.h             libsqlite3-dev
+linux /usr/include/postgresql/libpq-fe.h libpq-dev
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest

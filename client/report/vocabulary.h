@@ -59,6 +59,7 @@ enum class Role {
     kFallback,      ///< does so where the identity changed or is missing
     kBeside,        ///< helps to tell apart instances of the same identity
     kWholeSection,  ///< a fact of the section, which stands with its first instance
+    kMoving,        ///< differs with where the machine is and who sits at it
     kPassing,       ///< differs between any two runs
 };
 
