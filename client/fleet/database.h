@@ -85,8 +85,8 @@ std::unique_ptr<CDatabase> OpenSqlite(const std::string& path, bool mayCreate);
 std::unique_ptr<CDatabase> OpenPostgres(const std::string& address);
 
 // A row's values where their kind is known.
-std::int64_t NumberIn(const Value& value) noexcept;       ///< 0 for NULL
-std::string_view TextIn(const Value& value) noexcept;     ///< empty for NULL
+std::int64_t NumberIn(const Value& value) noexcept;    ///< 0 for NULL
+std::string_view TextIn(const Value& value) noexcept;  ///< empty for NULL
 bool IsNull(const Value& value) noexcept;
 
 }  // namespace orrery::fleet

@@ -35,13 +35,15 @@ std::string_view WithoutLineEnd(std::string_view text)
 
 class CPostgresDatabase : public CDatabase {
 public:
-    explicit CPostgresDatabase(const std::string& address) : connection_(PQconnectdb(address.c_str()))
+    explicit CPostgresDatabase(const std::string& address)
+        : connection_(PQconnectdb(address.c_str()))
     {
         if (PQstatus(connection_.get()) != CONNECTION_OK)
             throw CommandError(ExitCode::kInput,
                                "cannot reach the database: " +
                                    std::string{WithoutLineEnd(PQerrorMessage(connection_.get()))});
-        PQsetNoticeProcessor(connection_.get(), [](void*, const char*) {}, nullptr);
+        PQsetNoticeProcessor(
+            connection_.get(), [](void*, const char*) {}, nullptr);
         Run("SET client_encoding = 'UTF8'; SET timezone = 'UTC'; SET datestyle = 'ISO'");
     }
 
@@ -103,21 +105,21 @@ public:
     void Check(const PGresult* result) const
     {
         switch (PQresultStatus(result)) {
-        case PGRES_COMMAND_OK:
-        case PGRES_TUPLES_OK:
-        case PGRES_SINGLE_TUPLE:
-        case PGRES_COPY_IN:
-            return;
-        default:
-            Fail();
+            case PGRES_COMMAND_OK:
+            case PGRES_TUPLES_OK:
+            case PGRES_SINGLE_TUPLE:
+            case PGRES_COPY_IN:
+                return;
+            default:
+                Fail();
         }
     }
 
     [[noreturn]] void Fail() const
     {
-        throw CommandError(ExitCode::kReport,
-                           "the database: " +
-                               std::string{WithoutLineEnd(PQerrorMessage(connection_.get()))});
+        throw CommandError(
+            ExitCode::kReport,
+            "the database: " + std::string{WithoutLineEnd(PQerrorMessage(connection_.get()))});
     }
 
     PGconn* connection() const noexcept { return connection_.get(); }
@@ -146,17 +148,17 @@ private:
         const std::string_view text{PQgetvalue(result, row, place),
                                     static_cast<std::size_t>(PQgetlength(result, row, place))};
         switch (PQftype(result, place)) {
-        case kBool:
-            return std::int64_t{text == "t"};
-        case kInt2:
-        case kInt4:
-        case kInt8: {
-            std::int64_t number = 0;
-            std::from_chars(text.data(), text.data() + text.size(), number);
-            return number;
-        }
-        default:
-            return text;
+            case kBool:
+                return std::int64_t{text == "t"};
+            case kInt2:
+            case kInt4:
+            case kInt8: {
+                std::int64_t number = 0;
+                std::from_chars(text.data(), text.data() + text.size(), number);
+                return number;
+            }
+            default:
+                return text;
         }
     }
 
@@ -183,7 +185,8 @@ public:
                 block_ += '\t';
             if (const auto* const number = std::get_if<std::int64_t>(&value)) {
                 std::array<char, 24> digits{};
-                const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), *number);
+                const auto end =
+                    std::to_chars(digits.data(), digits.data() + digits.size(), *number);
                 block_.append(digits.data(), end.ptr);
             } else if (IsNull(value)) {
                 block_ += "\\N";
@@ -208,23 +211,23 @@ private:
     {
         for (const char unit : text) {
             switch (unit) {
-            case '\0':
-                block_ += "\xEF\xBF\xBD";
-                break;
-            case '\\':
-                block_ += "\\\\";
-                break;
-            case '\t':
-                block_ += "\\t";
-                break;
-            case '\n':
-                block_ += "\\n";
-                break;
-            case '\r':
-                block_ += "\\r";
-                break;
-            default:
-                block_ += unit;
+                case '\0':
+                    block_ += "\xEF\xBF\xBD";
+                    break;
+                case '\\':
+                    block_ += "\\\\";
+                    break;
+                case '\t':
+                    block_ += "\\t";
+                    break;
+                case '\n':
+                    block_ += "\\n";
+                    break;
+                case '\r':
+                    block_ += "\\r";
+                    break;
+                default:
+                    block_ += unit;
             }
         }
     }

@@ -72,17 +72,17 @@ CREATE INDEX IF NOT EXISTS change_by_day ON change (day);
 ColumnType TypeOf(const Term& term)
 {
     switch (term.kind) {
-    case Kind::kText:
-    case Kind::kWord:
-        return ColumnType::kText;
-    case Kind::kFlag:
-        return ColumnType::kTruth;
-    case Kind::kDate:
-        return ColumnType::kDate;
-    case Kind::kTime:
-        return ColumnType::kTime;
-    default:
-        return ColumnType::kNumber;
+        case Kind::kText:
+        case Kind::kWord:
+            return ColumnType::kText;
+        case Kind::kFlag:
+            return ColumnType::kTruth;
+        case Kind::kDate:
+            return ColumnType::kDate;
+        case Kind::kTime:
+            return ColumnType::kTime;
+        default:
+            return ColumnType::kNumber;
     }
 }
 
@@ -163,8 +163,9 @@ std::int64_t VersionOf(CDatabase& database)
 void RefuseNewer(std::int64_t version)
 {
     if (version > kSchemaVersion)
-        throw CommandError(ExitCode::kInput,
-                           "the database was made by a newer orreryctl; use that one, or another database");
+        throw CommandError(
+            ExitCode::kInput,
+            "the database was made by a newer orreryctl; use that one, or another database");
 }
 
 }  // namespace
@@ -208,16 +209,16 @@ std::string_view TypeName(Engine engine, ColumnType type) noexcept
 {
     const bool isServer = engine == Engine::kPostgres;
     switch (type) {
-    case ColumnType::kText:
-        return "TEXT";
-    case ColumnType::kNumber:
-        return "BIGINT";
-    case ColumnType::kTruth:
-        return isServer ? "BOOLEAN" : "INTEGER";
-    case ColumnType::kDate:
-        return isServer ? "DATE" : "TEXT";
-    case ColumnType::kTime:
-        return isServer ? "TIMESTAMPTZ" : "TEXT";
+        case ColumnType::kText:
+            return "TEXT";
+        case ColumnType::kNumber:
+            return "BIGINT";
+        case ColumnType::kTruth:
+            return isServer ? "BOOLEAN" : "INTEGER";
+        case ColumnType::kDate:
+            return isServer ? "DATE" : "TEXT";
+        case ColumnType::kTime:
+            return isServer ? "TIMESTAMPTZ" : "TEXT";
     }
     return "TEXT";
 }
@@ -249,8 +250,9 @@ void CheckSchema(CDatabase& database)
     const std::int64_t version = VersionOf(database);
     RefuseNewer(version);
     if (version < kSchemaVersion)
-        throw CommandError(ExitCode::kInput,
-                           "the database holds no fleet; \"orreryctl fleet load FOLDER\" loads one");
+        throw CommandError(
+            ExitCode::kInput,
+            "the database holds no fleet; \"orreryctl fleet load FOLDER\" loads one");
 }
 
 }  // namespace orrery::fleet

@@ -41,9 +41,9 @@ public:
     CSqliteDatabase(const std::string& path, bool mayCreate) : path_(path)
     {
         if (!mayCreate && !std::filesystem::exists(PathFromUtf8(path)))
-            throw CommandError(ExitCode::kInput,
-                               "there is no database \"" + path +
-                                   "\"; \"orreryctl fleet load FOLDER\" makes one");
+            throw CommandError(
+                ExitCode::kInput,
+                "there is no database \"" + path + "\"; \"orreryctl fleet load FOLDER\" makes one");
         sqlite3* connection = nullptr;
         const int result =
             sqlite3_open_v2(path.c_str(), &connection,
@@ -68,8 +68,7 @@ public:
     {
         const Statement statement = Prepare(text);
         Bind(statement.get(), parameters);
-        std::vector<Value> row(
-            static_cast<std::size_t>(sqlite3_column_count(statement.get())));
+        std::vector<Value> row(static_cast<std::size_t>(sqlite3_column_count(statement.get())));
         while (Step(statement.get())) {
             for (std::size_t i = 0; i < row.size(); ++i)
                 row[i] = Column(statement.get(), static_cast<int>(i));
@@ -102,18 +101,18 @@ public:
         const std::string words =
             connection_ ? sqlite3_errmsg(connection_.get()) : sqlite3_errstr(result);
         switch (result & 0xFF) {
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-            throw CommandError(ExitCode::kInput, "another program is writing to \"" + path_ +
-                                                     "\"; try again when it has ended");
-        case SQLITE_NOTADB:
-        case SQLITE_CANTOPEN:
-        case SQLITE_READONLY:
-        case SQLITE_CORRUPT:
-            throw CommandError(ExitCode::kInput,
-                               "cannot use \"" + path_ + "\" as a database: " + words);
-        default:
-            throw CommandError(ExitCode::kReport, "database \"" + path_ + "\": " + words);
+            case SQLITE_BUSY:
+            case SQLITE_LOCKED:
+                throw CommandError(ExitCode::kInput, "another program is writing to \"" + path_ +
+                                                         "\"; try again when it has ended");
+            case SQLITE_NOTADB:
+            case SQLITE_CANTOPEN:
+            case SQLITE_READONLY:
+            case SQLITE_CORRUPT:
+                throw CommandError(ExitCode::kInput,
+                                   "cannot use \"" + path_ + "\" as a database: " + words);
+            default:
+                throw CommandError(ExitCode::kReport, "database \"" + path_ + "\": " + words);
         }
     }
 
@@ -144,24 +143,24 @@ private:
     Statement Prepare(const std::string& text) const
     {
         sqlite3_stmt* statement = nullptr;
-        Check(sqlite3_prepare_v2(connection_.get(), text.c_str(),
-                                 static_cast<int>(text.size()), &statement, nullptr));
+        Check(sqlite3_prepare_v2(connection_.get(), text.c_str(), static_cast<int>(text.size()),
+                                 &statement, nullptr));
         return Statement{statement};
     }
 
     static Value Column(sqlite3_stmt* statement, int place)
     {
         switch (sqlite3_column_type(statement, place)) {
-        case SQLITE_NULL:
-            return std::monostate{};
-        case SQLITE_INTEGER:
-            return std::int64_t{sqlite3_column_int64(statement, place)};
-        default: {
-            const auto* const text =
-                reinterpret_cast<const char*>(sqlite3_column_text(statement, place));
-            return std::string_view{
-                text, static_cast<std::size_t>(sqlite3_column_bytes(statement, place))};
-        }
+            case SQLITE_NULL:
+                return std::monostate{};
+            case SQLITE_INTEGER:
+                return std::int64_t{sqlite3_column_int64(statement, place)};
+            default: {
+                const auto* const text =
+                    reinterpret_cast<const char*>(sqlite3_column_text(statement, place));
+                return std::string_view{
+                    text, static_cast<std::size_t>(sqlite3_column_bytes(statement, place))};
+            }
         }
     }
 
