@@ -40,6 +40,10 @@ CREATE TABLE IF NOT EXISTS machine_event (
   machine BIGINT NOT NULL, at TIME NOT NULL, event TEXT NOT NULL, detail TEXT NOT NULL,
   PRIMARY KEY (machine, at, event));
 
+CREATE TABLE IF NOT EXISTS machine_placeholder (
+  machine BIGINT NOT NULL, property TEXT NOT NULL, value TEXT NOT NULL,
+  PRIMARY KEY (machine, property));
+
 CREATE TABLE IF NOT EXISTS report_time (
   machine BIGINT NOT NULL, at TIME NOT NULL, PRIMARY KEY (machine, at));
 
