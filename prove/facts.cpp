@@ -32,8 +32,8 @@ public:
             key += static_cast<char16_t>(digit);
         Expect(last_ < key, "a fact out of order", fact);
         last_ = key;
-        const std::string section{fact.section.begin(), fact.section.end()};
-        std::string property;
+        std::string section, property;
+        AppendUtf8(fact.section, &section);
         AppendUtf8(fact.property, &property);
         const report::Term* const term = report::FindTerm(section, property);
         Expect(term != nullptr && !term->category.empty(), "a fact that no category tells", fact);

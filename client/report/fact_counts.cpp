@@ -4,6 +4,8 @@
 #include <numeric>
 #include <string_view>
 
+#include "client/text/utf8.h"
+
 namespace orrery {
 namespace {
 
@@ -33,7 +35,8 @@ std::size_t CFactCounter::total() const noexcept
 void CFactCounter::OnFact(const report::FactView& fact)
 {
     check_.OnFact(fact);
-    const std::string section{fact.section.begin(), fact.section.end()};
+    std::string section;
+    AppendUtf8(fact.section, &section);
     const auto known =
         std::find_if(sections_.begin(), sections_.end(),
                      [&section](const SectionCount& count) { return count.section == section; });

@@ -223,7 +223,8 @@ void CReportBuilder::OnFact(const FactView& fact)
 {
     state_->completeness.OnFact(fact);
     std::string &section = state_->sectionName, &property = state_->propertyName;
-    section.assign(fact.section.begin(), fact.section.end());
+    section.clear();
+    AppendUtf8(fact.section, &section);
     property.clear();
     const bool nameReplaced = AppendUtf8(fact.property, &property);
     const bool isElapsed = IsElapsedTime(fact);

@@ -34,7 +34,8 @@ public:
     {
         if (last_ == nullptr || fact.section != std::u16string_view{lastSection_}) {
             lastSection_ = fact.section;
-            section_.assign(fact.section.begin(), fact.section.end());
+            section_.clear();
+            AppendUtf8(fact.section, &section_);
             last_ = &digests[section_];
         }
         property_.clear();

@@ -40,7 +40,7 @@ SMBIOSBIOSVersion = "7";
     firmware.assetTag = L"tag";
     firmware.deviceLocators = {L"A", L"B"};
     firmware.memoryTypes = {L"\tMemoryType = 24;"};
-    firmware.capacities = {static_cast<std::int16_t>(0x8400), 8192};
+    firmware.capacities = {-0x7C00, 8192};  // bit 15 of the first is set
     firmware.speeds = {65535, 2400};
     CInvMap map;
     WriteBiosFacts(&collector, &map, &firmware);

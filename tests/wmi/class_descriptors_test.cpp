@@ -5,21 +5,19 @@
 #include <string>
 
 #include "client/report/vocabulary.h"
+#include "client/system/console.h"
 
 namespace orrery {
 namespace {
 
 TEST(ClassDescriptors, HaveNoPropertyThatReadersOfReportsDoNotKnow)
 {
-    const auto narrow = [](const std::wstring& text) {
-        return std::string(text.begin(), text.end());
-    };
     const auto table = AllDescriptors();
     for (std::size_t at = 0; at < table.count; ++at) {
-        const std::string section = narrow(table.slots[at + 1]);
+        const std::string section = ToUtf8(table.slots[at + 1]);
         for (at += 2; table.slots[at] != nullptr; ++at)
-            EXPECT_NE(report::FindTerm(section, narrow(table.slots[at])), nullptr)
-                << section << ' ' << narrow(table.slots[at]);
+            EXPECT_NE(report::FindTerm(section, ToUtf8(table.slots[at])), nullptr)
+                << section << ' ' << ToUtf8(table.slots[at]);
     }
 }
 
