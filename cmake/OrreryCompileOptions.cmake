@@ -1,3 +1,5 @@
+include(CheckLinkerFlag)
+
 # One interface target carries what every target of the project is compiled with.
 add_library(orrery_options INTERFACE)
 target_compile_features(orrery_options INTERFACE cxx_std_20)
@@ -27,8 +29,14 @@ else()
   target_compile_options(orrery_options INTERFACE $<$<CONFIG:Release>:-fstack-protector-strong>)
   if(WIN32)
     # Also links what the protector calls.
-    target_link_options(orrery_options INTERFACE $<$<CONFIG:Release>:-fstack-protector-strong> -static
-      -Wl,--no-insert-timestamp -Wl,--disable-auto-image-base)
+    target_link_options(orrery_options INTERFACE $<$<CONFIG:Release>:-fstack-protector-strong> -static)
+    # GNU's linker has these; others need none of them, and some take none.
+    foreach(option no-insert-timestamp disable-auto-image-base)
+      check_linker_flag(CXX -Wl,--${option} ORRERY_HAS_${option})
+      if(ORRERY_HAS_${option})
+        target_link_options(orrery_options INTERFACE -Wl,--${option})
+      endif()
+    endforeach()
   else()
     # Everything ends in a program, and one way suits precompiled headers.
     target_compile_options(orrery_options INTERFACE -fPIE)
