@@ -29,6 +29,7 @@ ExitCode Run(int argumentCount, char** arguments)
     AddCheckCommand(commandLine, &result);
     AddRedactCommand(commandLine, &result);
     AddRecordCommand(commandLine, &result);
+    AddFleetCommand(commandLine, &result);
     const std::string no =
         std::string{"get: "} + kNoOfGet + "; diff: " + kNoOfDiff + "; check: " + kNoOfCheck;
 #ifdef _WIN32

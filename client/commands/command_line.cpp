@@ -26,8 +26,12 @@ std::vector<std::string> Alternatives(const CLI::App& app)
 [[noreturn]] void FailUsage(const CLI::App& app, const std::string& message,
                             const std::string& unknown = "")
 {
-    const CLI::App* command = app.get_subcommands().empty() ? &app : app.get_subcommands().front();
-    const std::string name = command == &app ? "orreryctl" : "orreryctl " + command->get_name();
+    const CLI::App* command = &app;
+    std::string name = "orreryctl";
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        name += ' ' + command->get_name();
+    }
     const std::vector<std::string> names = Alternatives(*command);
     std::string alternatives;
     for (const std::string& each : names)
@@ -137,6 +141,12 @@ void CCommand::SecondsOption(const std::string& name, std::uint32_t least, std::
         ->check(CLI::Validator{check, ""})
         ->type_name("SECONDS")
         ->capture_default_str();
+}
+
+CCommand CCommand::AddCommand(const std::string& name, const std::string& about)
+{
+    parser_->require_subcommand(1);
+    return CCommand{parser_->add_subcommand(name, about)};
 }
 
 void CCommand::AnyArguments()

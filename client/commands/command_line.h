@@ -47,6 +47,8 @@ public:
     /// An option with a number of seconds. The help shows the value of before as the default.
     void SecondsOption(const std::string& name, std::uint32_t least, std::uint32_t most,
                        std::uint32_t* value, const std::string& help);
+    /// A command of this command, one of which has to be given.
+    CCommand AddCommand(const std::string& name, const std::string& about);
     /// Takes whatever follows, with no help of its own.
     void AnyArguments();
     /// What the help ends with.
@@ -92,6 +94,8 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result);  // needs W
 void AddCollectChildCommand(CCommandLine& commandLine);               // Windows only
 void AddDoctorCommand(CCommandLine& commandLine, ExitCode* result);   // needs Windows
 void AddCheckCommand(CCommandLine& commandLine, ExitCode* result);
+void AddFleetCommand(CCommandLine& commandLine,
+                     ExitCode* result);  // needs the databases' libraries
 void AddShowCommand(CCommandLine& commandLine, ExitCode* result);
 void AddGetCommand(CCommandLine& commandLine, ExitCode* result);
 void AddConvertCommand(CCommandLine& commandLine, ExitCode* result);

@@ -28,9 +28,10 @@ CREATE TABLE IF NOT EXISTS machine (
   uuid TEXT NOT NULL, installation TEXT NOT NULL, identity TEXT NOT NULL,
   first_seen TIME NOT NULL, last_seen TIME NOT NULL);
 
-CREATE TABLE IF NOT EXISTS machine_address (
-  machine BIGINT NOT NULL, address TEXT NOT NULL, PRIMARY KEY (machine, address));
-CREATE INDEX IF NOT EXISTS machine_address_by_address ON machine_address (address);
+CREATE TABLE IF NOT EXISTS machine_key (
+  machine BIGINT NOT NULL, kind TEXT NOT NULL, value TEXT NOT NULL,
+  PRIMARY KEY (machine, kind, value));
+CREATE INDEX IF NOT EXISTS machine_key_by_value ON machine_key (value);
 
 CREATE TABLE IF NOT EXISTS machine_conflict (
   machine BIGINT NOT NULL, other BIGINT NOT NULL, reason TEXT NOT NULL,
@@ -45,7 +46,7 @@ CREATE TABLE IF NOT EXISTS machine_placeholder (
   PRIMARY KEY (machine, property));
 
 CREATE TABLE IF NOT EXISTS report_time (
-  machine BIGINT NOT NULL, at TIME NOT NULL, PRIMARY KEY (machine, at));
+  machine BIGINT NOT NULL, at TIME NOT NULL, complete TRUTH NOT NULL, PRIMARY KEY (machine, at));
 
 CREATE TABLE IF NOT EXISTS report_file (
   host TEXT NOT NULL, path TEXT NOT NULL, size BIGINT NOT NULL, modified BIGINT NOT NULL,
@@ -56,15 +57,19 @@ CREATE TABLE IF NOT EXISTS collected_section (
   since TIME NOT NULL, seen TIME, complete TRUTH NOT NULL, rights TEXT NOT NULL,
   empty TEXT NOT NULL, PRIMARY KEY (machine, section));
 
+CREATE TABLE IF NOT EXISTS latest_digest (
+  machine BIGINT NOT NULL, section TEXT NOT NULL, digest TEXT NOT NULL,
+  PRIMARY KEY (machine, section));
+
 CREATE TABLE IF NOT EXISTS other_fact (
   machine BIGINT NOT NULL, section TEXT NOT NULL, property TEXT NOT NULL, instance BIGINT NOT NULL,
-  valid_from TIME NOT NULL, valid_to TIME, value TEXT NOT NULL,
-  PRIMARY KEY (machine, section, property, instance, valid_from));
+  latest TRUTH NOT NULL, valid_from TIME NOT NULL, valid_to TIME, value TEXT NOT NULL);
+CREATE INDEX IF NOT EXISTS other_fact_by_machine ON other_fact (machine, section);
 CREATE INDEX IF NOT EXISTS other_fact_current ON other_fact (machine) WHERE valid_to IS NULL;
 
 CREATE TABLE IF NOT EXISTS elapsed (
   machine BIGINT NOT NULL, place BIGINT NOT NULL, category TEXT NOT NULL, milliseconds BIGINT,
-  at TIME NOT NULL, complete TRUTH NOT NULL, PRIMARY KEY (machine, place));
+  value TEXT, at TIME NOT NULL, complete TRUTH NOT NULL, PRIMARY KEY (machine, place));
 
 CREATE TABLE IF NOT EXISTS change (
   machine BIGINT NOT NULL, at TIME NOT NULL, place BIGINT NOT NULL, day DATE NOT NULL,

@@ -1,0 +1,24 @@
+#include "client/commands/fleet/fleet.h"
+
+#include "client/fleet/schema.h"
+
+namespace orrery {
+
+std::unique_ptr<fleet::CDatabase> OpenFleet(const std::string& name)
+{
+    auto database = fleet::OpenDatabase(name, false);
+    fleet::CheckSchema(*database);
+    return database;
+}
+
+void AddFleetCommand(CCommandLine& commandLine, ExitCode* result)
+{
+    CCommand fleet = commandLine.AddCommand(
+        "fleet", "Keep the reports of many PCs in a database and answer from it");
+    AddFleetLoadCommand(fleet, result);
+    fleet.Footer(
+        "Examples:\n  orreryctl fleet load reports\n"
+        "  orreryctl fleet load reports --to postgresql://localhost/inventory");
+}
+
+}  // namespace orrery

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "client/commands/command_line.h"
+#include "client/fleet/database.h"
+
+namespace orrery {
+
+/// Where a fleet is kept unless another database is named.
+inline constexpr char kFleetDatabase[] = "fleet.db";
+
+/// Opens a database that a fleet has been loaded into.
+/// @throws CommandError (kInput) where it is none
+std::unique_ptr<fleet::CDatabase> OpenFleet(const std::string& name);
+
+// The commands of "orreryctl fleet".
+void AddFleetLoadCommand(CCommand& fleet, ExitCode* result);
+
+}  // namespace orrery

@@ -1,0 +1,258 @@
+#include "client/fleet/history.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "client/report/diff.h"
+#include "client/report/typed_value.h"
+
+namespace orrery::fleet {
+namespace {
+
+using report::FormatIsoTime;
+
+void Ignore(std::span<const Value> /*row*/) {}
+
+Value OrNull(const std::string& text)
+{
+    return text.empty() ? Value{} : Value{std::string_view{text}};
+}
+
+}  // namespace
+
+std::string TimeText(Engine engine, const std::string& column)
+{
+    return engine == Engine::kPostgres
+               ? "to_char(" + column + R"( AT TIME ZONE 'UTC', 'YYYY-MM-DD"T"HH24:MI:SS"Z"'))"
+               : column;
+}
+
+std::optional<std::int64_t> CHistory::NextReport(std::int64_t machine, std::int64_t time)
+{
+    const std::string text = FormatIsoTime(time);
+    std::optional<std::int64_t> next;
+    for (const char* const condition : {" AND complete", ""}) {
+        database_.Query("SELECT " + TimeText(database_.engine(), "MIN(at)") +
+                            " FROM report_time WHERE machine = $1 AND at > $2" + condition,
+                        std::array<Value, 2>{machine, text}, [&](std::span<const Value> row) {
+                            next = report::SecondsOf(TextIn(row[0]));
+                        });
+        if (next)
+            break;
+    }
+    return next;
+}
+
+std::uint64_t CHistory::Change(std::int64_t machine, const std::string& section,
+                               const SectionPart& part, const std::string& emptyBefore,
+                               std::int64_t time)
+{
+    const Place place{machine, section, part.table};
+    const std::string now = FormatIsoTime(time);
+    const auto before = Read(place, "valid_to IS NULL", "");
+    std::vector<Kept> after;
+    for (const Row& row : part.rows)
+        after.push_back({false, row, {}, now, ""});
+    for (const OtherFact& fact : part.others)
+        after.push_back({true, {}, fact, now, ""});
+
+    const auto has = [](const std::vector<Kept>& all, const Kept& one) {
+        return std::ranges::any_of(all, [&](const Kept& kept) { return kept.HasSameFacts(one); });
+    };
+    SectionPart old{part.table, {}, {}, emptyBefore, ""};
+    for (const Kept& kept : before) {
+        if (kept.isOther)
+            old.others.push_back(kept.other);
+        else
+            old.rows.push_back(kept.row);
+        if (!has(after, kept))
+            Set(place, kept, "valid_to", now);
+    }
+    for (const Kept& kept : after)
+        if (!has(before, kept))
+            Open(place, kept);
+    return AddChanges(place, now, SectionOf(section, old), SectionOf(section, part));
+}
+
+std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
+                               const SectionPart& part, std::int64_t time, std::int64_t next)
+{
+    const Place place{machine, section, part.table};
+    const std::string now = FormatIsoTime(time), then = FormatIsoTime(next);
+    const auto before = ValidAt(place, now);
+    const auto starting = Read(place, "valid_from = $3", then);
+    std::vector<Kept> given;
+    for (const Row& row : part.rows)
+        given.push_back({false, row, {}, now, then});
+    for (const OtherFact& fact : part.others)
+        given.push_back({true, {}, fact, now, then});
+    const auto find = [](const std::vector<Kept>& all, const Kept& one) {
+        const auto found =
+            std::ranges::find_if(all, [&](const Kept& kept) { return kept.HasSameFacts(one); });
+        return found != all.end() ? &*found : nullptr;
+    };
+
+    for (const Kept& kept : before) {
+        if (find(given, kept) != nullptr)
+            continue;
+        Set(place, kept, "valid_to", now);
+        if (kept.to.empty() || kept.to > then) {
+            Kept again = kept;
+            again.from = then;
+            Open(place, again);
+        }
+    }
+    for (const Kept& kept : given) {
+        if (find(before, kept) != nullptr)
+            continue;
+        if (const Kept* const later = find(starting, kept))
+            Set(place, *later, "valid_from", now);
+        else
+            Open(place, kept);
+    }
+
+    const auto sectionOf = [&](const std::vector<Kept>& all) {
+        SectionPart rows{part.table, {}, {}, "", ""};
+        for (const Kept& kept : all)
+            if (kept.isOther)
+                rows.others.push_back(kept.other);
+            else
+                rows.rows.push_back(kept.row);
+        return SectionOf(section, rows);
+    };
+    // What was told as a change at the next report may have come about with this one.
+    database_.Query("DELETE FROM change WHERE machine = $1 AND at = $2 AND section = $3",
+                    std::array<Value, 3>{machine, then, section}, &Ignore);
+    std::uint64_t changes = 0;
+    if (!before.empty())
+        changes += AddChanges(place, now, sectionOf(before), sectionOf(given));
+    return changes + AddChanges(place, then, sectionOf(given), sectionOf(ValidAt(place, then)));
+}
+
+std::vector<CHistory::Kept> CHistory::ValidAt(const Place& place, const std::string& time)
+{
+    return Read(place, "valid_from <= $3 AND (valid_to IS NULL OR valid_to > $3)", time);
+}
+
+std::vector<CHistory::Kept> CHistory::Read(const Place& place, const std::string& condition,
+                                           const std::string& time)
+{
+    std::vector<Kept> rows;
+    const Engine engine = database_.engine();
+    const std::string times = TimeText(engine, "valid_from") + ", " + TimeText(engine, "valid_to");
+    // The statements use $2 also where they need not, since every engine wants all of them used.
+    const std::array<Value, 3> parameters{place.machine, std::string_view{place.section}, time};
+    const std::span<const Value> given{parameters.data(), time.empty() ? 2U : 3U};
+    if (place.table != nullptr)
+        database_.Query(
+            "SELECT instance, " + times +
+                (place.table->columns.empty() ? "" : ", " + SelectList(*place.table, engine)) +
+                " FROM " + place.table->name +
+                " WHERE machine = $1 AND CAST($2 AS TEXT) IS NOT NULL AND " + condition +
+                " ORDER BY instance",
+            given, [&](std::span<const Value> row) {
+                Kept kept;
+                kept.row.instance = static_cast<std::int32_t>(NumberIn(row[0]));
+                kept.from = TextIn(row[1]);
+                kept.to = TextIn(row[2]);
+                for (const Value& value : row.subspan(3))
+                    kept.row.cells.push_back(AsCell(value));
+                rows.push_back(std::move(kept));
+            });
+    database_.Query(
+        "SELECT instance, " + times +
+            ", property, value FROM other_fact WHERE machine = $1 AND section = $2 AND NOT "
+            "latest AND " +
+            condition + " ORDER BY instance, property",
+        given, [&](std::span<const Value> row) {
+            Kept kept;
+            kept.isOther = true;
+            kept.other = {std::string{TextIn(row[3])}, static_cast<std::int32_t>(NumberIn(row[0])),
+                          std::string{TextIn(row[4])}};
+            kept.from = TextIn(row[1]);
+            kept.to = TextIn(row[2]);
+            rows.push_back(std::move(kept));
+        });
+    return rows;
+}
+
+void CHistory::Open(const Place& place, const Kept& kept)
+{
+    std::vector<Value> values{place.machine};
+    std::string table, columns;
+    if (kept.isOther) {
+        table = "other_fact";
+        columns = "machine, valid_from, valid_to, instance, section, property, value, latest";
+        for (const Value& value :
+             {Value{std::string_view{kept.from}}, OrNull(kept.to),
+              Value{std::int64_t{kept.other.instance}}, Value{std::string_view{place.section}},
+              Value{std::string_view{kept.other.property}},
+              Value{std::string_view{kept.other.value}}, Value{std::int64_t{0}}})
+            values.push_back(value);
+    } else {
+        table = place.table->name;
+        columns = "machine, valid_from, valid_to, instance, " + place.table->ColumnList();
+        values.push_back(std::string_view{kept.from});
+        values.push_back(OrNull(kept.to));
+        values.push_back(std::int64_t{kept.row.instance});
+        for (const Cell& cell : kept.row.cells)
+            values.push_back(AsValue(cell));
+    }
+    const auto writer = database_.Insert(table, columns);
+    writer->Add(values);
+    writer->Finish();
+}
+
+void CHistory::Set(const Place& place, const Kept& kept, const char* column,
+                   const std::string& value)
+{
+    const std::string set = std::string{" SET "} + column +
+                            " = $1 WHERE machine = $2 AND valid_from = $3 "
+                            "AND instance = $4";
+    if (kept.isOther)
+        database_.Query("UPDATE other_fact" + set +
+                            " AND section = $5 AND property = $6 AND value = $7 AND NOT latest",
+                        std::array<Value, 7>{
+                            value, place.machine, kept.from, std::int64_t{kept.other.instance},
+                            std::string_view{place.section}, kept.other.property, kept.other.value},
+                        &Ignore);
+    else
+        database_.Query(
+            "UPDATE " + place.table->name + set,
+            std::array<Value, 4>{value, place.machine, kept.from, std::int64_t{kept.row.instance}},
+            &Ignore);
+}
+
+std::uint64_t CHistory::AddChanges(const Place& place, const std::string& time,
+                                   const report::Section& before, const report::Section& after)
+{
+    report::Report old, now;
+    old.sections.push_back(before);
+    now.sections.push_back(after);
+    const auto changes = report::CompareReports(old, now, false);
+    std::int64_t number = 0;
+    database_.Query("SELECT COALESCE(MAX(place) + 1, 0) FROM change WHERE machine = $1 AND at = $2",
+                    std::array<Value, 2>{place.machine, time},
+                    [&](std::span<const Value> row) { number = NumberIn(row[0]); });
+    std::uint64_t count = 0;
+    const auto text = [](const std::optional<std::string>& value) {
+        return value ? Value{std::string_view{*value}} : Value{};
+    };
+    const auto writer = database_.Insert(
+        "change", "machine, at, place, day, section, label, property, before, after");
+    for (const auto& section : changes)
+        for (const auto& instance : section.instances)
+            for (const auto& property : instance.properties) {
+                writer->Add(std::array<Value, 9>{
+                    place.machine, std::string_view{time}, number++,
+                    std::string_view{time}.substr(0, 10), std::string_view{place.section},
+                    std::string_view{instance.label}, std::string_view{property.name},
+                    text(property.before), text(property.after)});
+                ++count;
+            }
+    writer->Finish();
+    return count;
+}
+
+}  // namespace orrery::fleet

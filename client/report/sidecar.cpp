@@ -1,0 +1,60 @@
+#include "client/report/sidecar.h"
+
+#include <nlohmann/json.hpp>
+
+#include "client/report/typed_value.h"
+
+namespace orrery::report {
+namespace {
+
+constexpr char kFormat[] = "orrery-sidecar";
+constexpr int kFormatVersion = 1;
+
+struct Field {
+    const char* name;
+    std::string Sidecar::*text;
+};
+constexpr Field kFields[] = {
+    {"client", &Sidecar::client},
+    {"library", &Sidecar::library},
+    {"rights", &Sidecar::rights},
+    {"completeness", &Sidecar::completeness},
+    {"computerName", &Sidecar::computerName},
+    {"uuid", &Sidecar::uuid},
+    {"machineGuidSha256", &Sidecar::installation},
+};
+
+}  // namespace
+
+std::string FormatSidecar(const Sidecar& sidecar)
+{
+    nlohmann::ordered_json json;
+    json["format"] = kFormat;
+    json["formatVersion"] = kFormatVersion;
+    json["collected"] = FormatIsoTime(sidecar.collected);
+    for (const Field& field : kFields)
+        json[field.name] = sidecar.*field.text;
+    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+std::optional<Sidecar> ParseSidecar(std::string_view text)
+{
+    const auto json = nlohmann::json::parse(text, nullptr, false);
+    if (!json.is_object() || json.value("format", nlohmann::json{}) != kFormat)
+        return std::nullopt;
+    const auto textOf = [&](const char* name) {
+        const auto found = json.find(name);
+        return found != json.end() && found->is_string() ? found->get<std::string>()
+                                                         : std::string{};
+    };
+    const auto collected = SecondsOf(textOf("collected"));
+    if (!collected)
+        return std::nullopt;
+    Sidecar sidecar;
+    sidecar.collected = *collected;
+    for (const Field& field : kFields)
+        sidecar.*field.text = textOf(field.name);
+    return sidecar;
+}
+
+}  // namespace orrery::report
