@@ -16,9 +16,9 @@ if(MSVC)
   # The same sources give the same bytes: a hash takes the place of each time of building.
   target_compile_options(orrery_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:/Brepro>)
   target_link_options(orrery_options INTERFACE /Brepro)
-  # Indirect calls and returns are checked, and what is imported comes from System32.
+  # Indirect calls and returns are checked.
   target_compile_options(orrery_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:/guard:cf>)
-  target_link_options(orrery_options INTERFACE /guard:cf /CETCOMPAT /DEPENDENTLOADFLAG:0x800)
+  target_link_options(orrery_options INTERFACE /guard:cf /CETCOMPAT)
 else()
   target_compile_options(orrery_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
   # The same sources give the same bytes: no link time in the headers, no folder in the text, no base
@@ -46,6 +46,13 @@ else()
     target_link_options(orrery_options INTERFACE -pie -Wl,-z,relro,-z,now)
   endif()
 endif()
+
+# What is shipped imports from System32 alone; a test's own program imports the library that lies beside it.
+function(import_from_system_only target)
+  if(MSVC)
+    target_link_options(${target} PRIVATE /DEPENDENTLOADFLAG:0x800)
+  endif()
+endfunction()
 
 option(ORRERY_CHECKS "Build with the run-time checks that work for Windows targets" OFF)
 if(ORRERY_CHECKS AND NOT MSVC)

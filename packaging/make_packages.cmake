@@ -4,6 +4,9 @@
 set(namespace 5f3b1d0a-8c0e-4c55-9d53-2f4f3a1f7b10)  # of this product's identifiers; never changes
 cmake_path(GET CPACK_TEMPORARY_DIRECTORY PARENT_PATH work)
 set(output ${work}/${CPACK_PACKAGE_FILE_NAME})
+# SYSTEM and administrators may do all, users read and execute. Whoever made a folder before the
+# installer came owns it, and would keep the right to set its permissions: owners may only read, too.
+set(folder_permissions "D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)(A;OICI;FRFX;;;OW)")
 set(ENV{TZ} UTC)
 set(ENV{LC_ALL} C)
 
@@ -71,6 +74,9 @@ function(declare_folder folder component)
     "    <DirectoryRef Id=\"${parent_id}\"><Directory Id=\"${id}\" Name=\"${name}\"/></DirectoryRef>\n")
   # Named in this table as well, a folder that holds nothing but folders goes when they go.
   set_property(GLOBAL APPEND_STRING PROPERTY folder_rows "${id}\t${component}\n")
+  # Each by itself: one that was there before may have permissions of its own.
+  set_property(GLOBAL APPEND_STRING PROPERTY permission_rows
+    "${id}\t${id}\tCreateFolder\t${folder_permissions}\t\n")
 endfunction()
 
 # Sets what the template of the installer names: folders, components, and the components of each
@@ -117,10 +123,11 @@ function(describe_package files)
   set(package_time ${time} PARENT_SCOPE)
 endfunction()
 
-# wixl knows neither environment variables nor permissions nor the versions of files, and takes the time and the code
-# of the package from the clock and from chance: these are written into its tables.
+# wixl knows neither environment variables nor permissions nor the versions of files, and takes the time
+# and the code of the package from the clock and from chance: these are written into its tables.
 function(complete_msi)
   get_property(folder_rows GLOBAL PROPERTY folder_rows)
+  get_property(permission_rows GLOBAL PROPERTY permission_rows)
   foreach(table environment folders permissions summary)
     configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/msi/${table}.idt.in ${work}/${table}.idt @ONLY)
   endforeach()

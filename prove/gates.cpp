@@ -114,7 +114,7 @@ void Gates::Note(const sim::PlatformCall& call, bool isTaken, Word result, const
             which = isTaken ? *reinterpret_cast<const Word*>(word) : word;
         }
         if (use.resource == "memory")
-            // Counted and not failed: memory that is short ends the host, as in any C++ program.
+            // Counted and not failed: a category that runs out of memory loses facts of its own.
             blocksHeld += which == 0 ? 0 : isTaken ? 1 : -1;
         else if (isTaken)
             ledger.Take(use.resource, reinterpret_cast<const void*>(which));

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
+#include "sim/detour.h"
 #include "sim/registry_tree.h"
 
 namespace orrery {
@@ -39,6 +41,20 @@ TEST(DeviceList, FindsInstancesByClassFromWhenItIsFirstAsked)
     EXPECT_EQ(devices.Find(1, L""), devices.Find(0, L"Net"));
     EXPECT_EQ(devices.Find(1, L"usb"), nullptr);
     EXPECT_EQ(devices.Find(2, L""), nullptr);
+}
+
+TEST(DeviceList, StaysEmptyWhereMemoryWasShort)
+{
+    const RegistryTree machine{HKEY_LOCAL_MACHINE, {{kEnum + L"PCI\\A\\0\\Control"}}};
+    const CDevices devices{kWindows10};
+    {
+        const sim::Detour shortage{L"advapi32.dll", "RegEnumKeyExW",
+                                   +[](HKEY, DWORD, wchar_t*, DWORD*, DWORD*, wchar_t*, DWORD*,
+                                       FILETIME*) -> LSTATUS { throw std::bad_alloc{}; }};
+        EXPECT_EQ(devices.Count(L""), 0U);
+    }
+    EXPECT_EQ(devices.Find(0, L""), nullptr);
+    EXPECT_EQ(CDevices{kWindows10}.Count(L""), 1U);
 }
 
 TEST(DeviceList, TakesEveryFieldFromTheInstanceKey)

@@ -87,9 +87,13 @@ code=$(msiinfo export "$version.msi" Property | tr -d '\r' | sed -n 's/^ProductC
 check "product code of the winget manifest" "ProductCode: '$code'" \
     "$(grep ^ProductCode "$root"/packaging/winget/*.installer.yaml)"
 
-# Wine does not set permissions; Windows does when this row names the folder and who may do what in it.
-check "permissions of the folder" "INSTALLDIR CreateFolder D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)" \
-    "$(msiinfo export "$version.msi" MsiLockPermissionsEx | tr -d '\r' | sed -n '4,$p' | cut -f2-4 | tr '\t' ' ')"
+# Wine does not set permissions; Windows does for each folder that a row names, and this test sees to it
+# that each has one.
+rows() { msiinfo export "$version.msi" "$1" | tr -d '\r' | sed -n '4,$p'; }
+permissions='D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)(A;OICI;FRFX;;;OW)'
+check "permissions of the folders" \
+    "$(rows Directory | cut -f1 | grep -Ev '^(TARGETDIR|ProgramFiles64Folder)$' | sort | sed "s/$/ CreateFolder $permissions/")" \
+    "$(rows MsiLockPermissionsEx | cut -f2-4 | tr '\t' ' ' | sort)"
 
 check "install" 0 "$(installer /i "$version.msi")"
 check "files after install" "" "$(differences "$version")"
