@@ -6,6 +6,7 @@
 #   make_wine_prefix                 makes the project's own Wine prefix
 #   start_wine                       the same, and starts Wine's background services
 #   clone_wine FOLDER                moves on to a small copy of the prefix with a server of its own
+#   fetch_axe                        gets the accessibility checker for pages, where npm is installed
 #   check_heap PROGRAM.exe           lets Wine check the heap of a program of that name
 
 set -euo pipefail
@@ -140,6 +141,21 @@ clone_wine() {
     for part in windows "Program Files"; do
         ln -s "$template/drive_c/$part" "$WINEPREFIX/drive_c/$part"
     done
+}
+
+# Debian has no package of it, and npm's own brings hundreds: without npm, or without the network, the
+# test that wants it is skipped.
+fetch_axe() {
+    local package=axe-core-4.10.3.tgz folder=$root/build/axe-core
+    local sum=0f2b4d7dcdf7d1219df8d1959ad68e565f51d14c3f0d88bb71cd59abeb956292
+    [ ! -e "$folder/axe.min.js" ] || return 0
+    command -v npm >/dev/null 2>&1 || return 0
+    mkdir -p "$folder"
+    (cd "$folder" && npm pack --silent axe-core@4.10.3 >/dev/null 2>&1 &&
+        echo "$sum  $package" | sha256sum --check --status &&
+        tar -xzf "$package" --strip-components=1 package/axe.min.js) ||
+        echo "$0: the accessibility checker could not be fetched; its test is skipped" >&2
+    rm -f "$folder/$package"
 }
 
 check_heap() {

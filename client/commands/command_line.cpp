@@ -89,6 +89,15 @@ void CCommand::Operand(const std::string& name, std::uintptr_t* value)
     parser_->add_option(name, *value)->required();
 }
 
+void CCommand::OptionalOperand(const std::string& name, std::optional<std::string>* value,
+                               const std::string& help)
+{
+    parser_
+        ->add_option_function<std::string>(
+            name, [value](const std::string& text) { *value = text; }, help)
+        ->type_name("");
+}
+
 void CCommand::Operands(const std::string& name, std::vector<std::string>* values,
                         const std::string& help)
 {

@@ -4,6 +4,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,9 @@ public:
     /// A path or name that has to be given; its place tells it from others.
     void Operand(const std::string& name, std::string* value, const std::string& help = "");
     void Operand(const std::string& name, std::uintptr_t* value);
+    /// One that may be left out.
+    void OptionalOperand(const std::string& name, std::optional<std::string>* value,
+                         const std::string& help);
     /// One or more of them.
     void Operands(const std::string& name, std::vector<std::string>* values,
                   const std::string& help);

@@ -25,7 +25,9 @@ void WriteSectionStart(std::string_view name, std::size_t count, const TextSink&
              "summary", "",
              Element("b", "", Text(name)) + Element("span", "muted", Text(Counted(count, "fact"))))
              .html());
-    sink("<table><thead><tr><th>Index</th><th>Property</th><th>Value</th></tr></thead><tbody>");
+    sink(
+        "<table><thead><tr><th scope=\"col\">Index</th><th scope=\"col\">Property</th>"
+        "<th scope=\"col\">Value</th></tr></thead><tbody>");
 }
 
 constexpr std::string_view kSectionEnd = "</tbody></table></details>\n";
@@ -44,7 +46,7 @@ void WriteAllFacts(const report::Report& report, const TextSink& sink)
 {
     if (report.sections.empty() && report.elapsedTimes.empty())
         return;
-    sink("<section><h2>All facts</h2>");
+    sink("<section class=\"all\"><h2>All facts</h2>");
     for (const report::Section& section : report.sections) {
         WriteSectionStart(section.name, CountFacts(section), sink);
         for (const report::Instance& instance : section.instances)

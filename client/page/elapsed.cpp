@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cmath>
+#include <string>
 
 #include "client/page/blocks.h"
 #include "client/report/elapsed_times.h"
@@ -16,7 +18,9 @@ CMarkup ElapsedBlock(const report::Report& report)
             break;
         const auto slowest = std::max<std::int64_t>(*times.front().milliseconds, 1);
         const double share = static_cast<double>(*milliseconds) / static_cast<double>(slowest);
-        rows += Element("span", "", Text(name)) + Element("div", "track", Bar("fill", share)) +
+        rows += Element("span", "", Text(name)) +
+                Picture("track", std::to_string(std::lround(share * 100)) + " % of the slowest",
+                        Bar("fill", share)) +
                 Element("span", "number", Text(value + " ms"));
     }
     return rows.empty() ? CMarkup{}

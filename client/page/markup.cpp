@@ -60,6 +60,14 @@ CMarkup Element(const char* tag, const char* classes, const CMarkup& content)
     return element;
 }
 
+CMarkup Picture(const char* classes, std::string_view description, const CMarkup& content)
+{
+    CMarkup picture;
+    picture.html_ = "<div class=\"" + std::string{classes} + "\" role=\"img\" aria-label=\"" +
+                    Text(description).html_ + "\">" + content.html_ + "</div>";
+    return picture;
+}
+
 CMarkup Bar(const char* classes, double share)
 {
     std::array<char, 32> width{};

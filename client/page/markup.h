@@ -27,6 +27,8 @@ public:
 private:
     friend CMarkup Text(std::string_view utf8);
     friend CMarkup Element(const char* tag, const char* classes, const CMarkup& content);
+    friend CMarkup Picture(const char* classes, std::string_view description,
+                           const CMarkup& content);
     friend CMarkup Bar(const char* classes, double share);
 
     std::string html_;
@@ -39,6 +41,9 @@ CMarkup Text(std::string_view utf8);
 
 /// An element with its content; `classes` may be empty.
 CMarkup Element(const char* tag, const char* classes, const CMarkup& content);
+
+/// An element that shows something without words, and the words for whoever does not see it.
+CMarkup Picture(const char* classes, std::string_view description, const CMarkup& content);
 
 /// An empty box as wide as its share, from 0 to 1, of what it is in; other numbers count as the nearer
 /// of the two.

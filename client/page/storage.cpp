@@ -50,7 +50,8 @@ CMarkup VolumeRow(const VolumeUse& use)
         line += Element("b", "", Text(percent));
     return Element("div", "volume",
                    Element("div", "line", line) +
-                       Element("div", "bar", Bar(FillClass(share), share)) +
+                       Picture("bar", use.sizeMebibytes == 0 ? "Use not known" : percent + " used",
+                               Bar(FillClass(share), share)) +
                        Element("p", "muted", Text(UseText(use))));
 }
 
@@ -62,11 +63,15 @@ CMarkup DriveMap(const DriveUse& use)
         return {};
     const auto whole = static_cast<double>(use.sizeMebibytes);
     CMarkup map;
+    std::vector<std::string> words;
     for (const VolumeUse& volume : use.volumes) {
         map += Bar("used", static_cast<double>(volume.usedMebibytes()) / whole);
         map += Bar("free", static_cast<double>(volume.freeMebibytes) / whole);
+        words.push_back(std::string{Value(*volume.volume, "DeviceID")} + " " +
+                        SizeText(volume.sizeMebibytes) + ", " +
+                        std::to_string(volume.usedPercent()) + " % used");
     }
-    return Element("div", "map", map);
+    return Picture("map", "Volumes of the drive: " + Joined(words, "; "), map);
 }
 
 CMarkup DriveCard(const DriveUse& use)

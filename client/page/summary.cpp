@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "client/page/blocks.h"
 #include "client/report/profile.h"
 
@@ -57,6 +59,14 @@ CMarkup MemoryCard(const Profile& profile)
                 Note(Listed({use, memory.type})));
 }
 
+CMarkup StorageBar(const report::StorageProfile& storage)
+{
+    if (storage.volumeMebibytes == 0)
+        return {};
+    const double share = storage.usedShare();
+    return Picture("bar", std::to_string(std::lround(share * 100)) + " % used", Bar("fill", share));
+}
+
 CMarkup StorageCard(const Profile& profile)
 {
     const report::StorageProfile& storage = profile.storage;
@@ -66,8 +76,7 @@ CMarkup StorageCard(const Profile& profile)
         Listed({storage.driveCount != 0 ? Counted(storage.driveCount, "drive") : "",
                 Counted(storage.volumeCount, "volume"),
                 storage.volumeMebibytes != 0 ? SizeText(storage.freeMebibytes) + " free" : ""});
-    return Card("Storage", SizeText(storage.mebibytes),
-                Note(more) + Element("div", "bar", Bar("fill", storage.usedShare())));
+    return Card("Storage", SizeText(storage.mebibytes), Note(more) + StorageBar(storage));
 }
 
 CMarkup NetworkCard(const Profile& profile)

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "client/system/console.h"
@@ -50,6 +51,14 @@ UniqueFile OpenOutput(const fs::path& path)
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
     return UniqueFile{
         CreateFileW(path.c_str(), GENERIC_WRITE, kShare, &inheritable, CREATE_ALWAYS, 0, nullptr)};
+}
+
+std::wstring ThisComputer()
+{
+    wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = L"";
+    DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+    GetComputerNameW(computer, &size);
+    return computer;
 }
 
 struct Outcome {
@@ -124,11 +133,7 @@ protected:
     /// Waits until the stand-in has written the report of the run that the program has started.
     void AwaitReport(DWORD program) const
     {
-        wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = L"";
-        DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
-        GetComputerNameW(computer, &size);
-        const std::wstring start =
-            std::wstring{L"pc."} + computer + L'-' + std::to_wstring(program) + L'-';
+        const std::wstring start = L"pc." + ThisComputer() + L'-' + std::to_wstring(program) + L'-';
         bool isThere = false;
         for (int tries = 0; tries < 500 && !isThere; ++tries, Sleep(20))
             for (const std::wstring& name : Left())
@@ -211,6 +216,62 @@ TEST_F(CollectCommand, WritesToPathsLongerThanTheUsualLimit)
     EXPECT_TRUE(DeleteFileW(report.c_str()));
     for (int depth = 5; depth > 0; --depth, folder.resize(folder.size() - level.size()))
         EXPECT_TRUE(RemoveDirectoryW(folder.c_str())) << "something is left at level " << depth;
+}
+
+TEST_F(CollectCommand, WritesWhereAndInWhatFormItIsAsked)
+{
+    constexpr std::string_view kReport{"B\0I\0O\0S\0", 8}, kJson = "{", kPage = "<!DOCTYPE html>";
+    const std::wstring pc = ThisComputer();
+    const struct {
+        const wchar_t* arguments;
+        std::vector<std::pair<std::wstring, std::string_view>> files;  // with how they start
+        std::string_view output;
+    } rows[] = {
+        {L"collect", {{pc + L".tsv", kReport}}, "Section"},
+        {L"collect --quiet --to html", {{pc + L".html", kPage}, {pc + L".tsv", kReport}}, ""},
+        {L"collect b.tsv --to json", {{L"b.json", kJson}, {L"b.tsv", kReport}}, "Section"},
+        {L"collect b.json --to json", {{L"b.json", kJson}}, "Section"},
+        {L"collect -", {}, kReport},
+        {L"collect - --to json", {}, kJson},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(ToUtf8(row.arguments));
+        const Outcome outcome = Run(row.arguments);
+        EXPECT_EQ(outcome.code, ExitCode::kDone);
+        EXPECT_EQ(outcome.errors, "");
+        EXPECT_EQ(outcome.output.empty(), row.output.empty());
+        EXPECT_TRUE(outcome.output.starts_with(row.output)) << outcome.output;
+        // The whole of it: the last section of the stand-in's report.
+        EXPECT_TRUE(row.output != kReport || outcome.output.size() == 322U)
+            << outcome.output.size();
+        EXPECT_TRUE(row.output != kJson ||
+                    outcome.output.find("VideoController") != std::string::npos);
+        Names expected;
+        for (const auto& [name, start] : row.files) {
+            expected.push_back(name);
+            EXPECT_TRUE(Content(reports_ / name).starts_with(start)) << ToUtf8(name);
+        }
+        EXPECT_EQ(Left(), expected);
+        for (const std::wstring& name : Left())
+            fs::remove(reports_ / name);
+    }
+    for (const auto& entry : fs::directory_iterator{fs::temp_directory_path()})
+        EXPECT_FALSE(entry.path().filename().wstring().starts_with(L"orreryctl."))
+            << entry.path().string();
+}
+
+TEST_F(CollectCommand, KeepsTheReportWhenItsPageCannotBeWritten)
+{
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"gate");
+    const Outcome outcome = Run(L"collect pc.tsv --to html", [&](DWORD program) {
+        AwaitReport(program);
+        fs::create_directory(reports_ / L"pc.html");
+        SetEvent(UniqueHandle{OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName_.c_str())}.get());
+    });
+    EXPECT_EQ(outcome.code, ExitCode::kReport);
+    EXPECT_NE(outcome.errors.find("pc.tsv\" was written"), std::string::npos) << outcome.errors;
+    EXPECT_EQ(Content(reports_ / L"pc.tsv").size(), 322U);
+    EXPECT_EQ(Left(), (Names{L"pc.html", L"pc.tsv"}));
 }
 
 TEST_F(CollectCommand, EndsAsItsCaseTellsAndKeepsTheEarlierReportWhenItFails)

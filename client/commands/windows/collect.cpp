@@ -2,19 +2,26 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
 
 #include "client/commands/command_line.h"
 #include "client/commands/windows/collect_child.h"
+#include "client/commands/open_report.h"
 #include "client/commands/windows/report_file.h"
 #include "client/system/console.h"
+#include "client/system/output_file.h"
+#include "client/page/page.h"
 #include "client/report/fact_counts.h"
+#include "client/report/json.h"
+#include "client/report/reader.h"
 #include "client/system/child_process.h"
 #include "client/system/progress_line.h"
 #include "support/unique.h"
@@ -23,6 +30,30 @@ namespace orrery {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+/// What a report can be converted to at once.
+struct Form {
+    std::string_view name;
+    const wchar_t* suffix;
+    const char* label;  // in the summary
+    void (*write)(const report::Report&, const TextSink&);
+};
+
+constexpr auto kForms = std::to_array<Form>({
+    {"json", L".json", "JSON    ", &report::WriteJson},
+    {"html", L".html", "Page    ", &report::WriteHtml},
+});
+
+constexpr std::wstring_view kReportSuffix = L".tsv";
+
+/// Where the facts of a run go to.
+struct Destination {
+    ReportPath report;        // what messages name is the first of the files that are kept
+    bool keepsReport = true;  // the file of the run becomes a report
+    bool isOutput = false;    // standard output takes the place of files
+    const Form* form = nullptr;
+    ReportPath converted;  // only with a form
+};
 
 constexpr DWORD kTickMilliseconds = 100;
 constexpr std::chrono::seconds kCancelGrace{10};
@@ -147,20 +178,129 @@ bool AwaitRun(CChildProcess& run, const CInterruptGuard& guard, const CollectOpt
         "the facts");
 }
 
-void PrintSummary(const CFactCounter& counter, const ReportPath& path, double seconds)
+/// The same name with another ending.
+ReportPath WithSuffix(ReportPath path, const wchar_t* suffix)
+{
+    for (std::wstring* const name : {&path.shown, &path.file})
+        name->replace(name->size() - kReportSuffix.size(), kReportSuffix.size(), suffix);
+    return path;
+}
+
+std::wstring TemporaryFolder()
+{
+    std::array<wchar_t, MAX_PATH + 2> folder{};
+    if (const DWORD length = GetTempPathW(static_cast<DWORD>(folder.size()), folder.data());
+        length != 0 && length < folder.size())
+        return folder.data();
+    throw CommandError(ExitCode::kReport,
+                       "there is no folder for temporary files; set TEMP to one");
+}
+
+std::wstring DefaultName()
+{
+    const std::wstring computer = ComputerName();
+    if (computer.empty())
+        throw CommandError(ExitCode::kInput,
+                           "the name of this PC cannot be found; give the report one");
+    return computer + std::wstring{kReportSuffix};
+}
+
+Destination FindDestination(const std::optional<std::wstring>& report, const std::string& form)
+{
+    Destination destination;
+    if (!form.empty())
+        destination.form = std::find_if(kForms.begin(), kForms.end(),
+                                        [&form](const Form& each) { return each.name == form; });
+    std::wstring name = report ? *report : DefaultName();
+    if (name == L"-") {
+        if (destination.form == nullptr && OutputTerminal().isTerminal)
+            throw CommandError(
+                ExitCode::kInput,
+                "a console does not show the UTF-16 of a report; send it to a file or "
+                "a program, or add --to json");
+        destination.report = ResolveReport(TemporaryFolder() + L"orreryctl.tsv");
+        destination.report.shown = name;
+        destination.isOutput = true;
+        destination.keepsReport = false;
+        return destination;
+    }
+    if (destination.form == nullptr) {
+        destination.report = ResolveReport(name);
+        return destination;
+    }
+    const std::wstring_view suffix = destination.form->suffix;
+    if (name.ends_with(suffix)) {
+        name.replace(name.size() - suffix.size(), suffix.size(), kReportSuffix);
+        destination.keepsReport = false;
+    }
+    destination.report = ResolveReport(name);
+    destination.converted = WithSuffix(destination.report, destination.form->suffix);
+    if (!destination.keepsReport)
+        destination.report = destination.converted;
+    return destination;
+}
+
+/// Lets the files of a run appear, or prints what it has collected.
+void Publish(CPartialReport& partial, const Destination& destination)
+{
+    const Form* const form = destination.form;
+    report::Report report;
+    if (form != nullptr)
+        report = report::ReadReport(std::filesystem::path{destination.report.partial});
+    const TextSource text = [&](const TextSink& sink) {
+        if (form != nullptr) {
+            form->write(report, sink);
+            return;
+        }
+        const bool isRead = partial.Read([&sink](std::span<const std::byte> bytes) {
+            sink({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        });
+        if (!isRead)
+            throw CommandError(ExitCode::kReport, "the report cannot be read again; collect again");
+    };
+    if (destination.isOutput) {
+        PrintOrFail(form != nullptr ? ForOutput(text) : text);
+        return;
+    }
+    if (destination.keepsReport)
+        partial.Publish();
+    if (form == nullptr)
+        return;
+    try {
+        WriteOutputFile(ToUtf8(destination.converted.file), text);
+    } catch (const CommandError& error) {
+        if (!destination.keepsReport)
+            throw;
+        throw CommandError(
+            error.code(),
+            error.what() + ("; the report " + Quoted(destination.report.shown) + " was written"));
+    }
+}
+
+void PrintSummary(const CFactCounter& counter, const Destination& destination, double seconds)
 {
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%.1f s", seconds);
-    Print(FactCountTable(counter) + "\nReport  " + ShownOn(OutputTerminal(), ToUtf8(path.shown)) +
-          "\nTime    " + time.data() + '\n');
+    const auto line = [](const char* label, const ReportPath& path) {
+        return label + ShownOn(OutputTerminal(), ToUtf8(path.shown)) + '\n';
+    };
+    Print(FactCountTable(counter) + '\n' +
+          (destination.keepsReport ? line("Report  ", destination.report) : std::string{}) +
+          (destination.form != nullptr ? line(destination.form->label, destination.converted)
+                                       : std::string{}) +
+          "Time    " + time.data() + '\n');
 }
 
 }  // namespace
 
-ExitCode CollectReport(const std::wstring& report, const CollectOptions& options)
+ExitCode CollectReport(const std::optional<std::wstring>& report, const CollectOptions& options)
 {
-    const ReportPath path = ResolveReport(report);
-    CheckTarget(path);
+    const Destination destination = FindDestination(report, options.form);
+    const ReportPath& path = destination.report;
+    if (!destination.isOutput)
+        CheckTarget(path);
+    if (destination.keepsReport && destination.form != nullptr)
+        CheckTarget(destination.converted);
     const UniqueHandle cancel = MakeInheritableEvent();
     CInterruptGuard guard{cancel.get()};
     CPartialReport partial{path};
@@ -195,9 +335,9 @@ ExitCode CollectReport(const std::wstring& report, const CollectOptions& options
         throw CommandError(ExitCode::kReport, "the run did not write the whole report " +
                                                   Quoted(path.shown) +
                                                   "; check that the disk has space left");
-    partial.Publish();
-    if (!options.isQuiet)
-        PrintSummary(counter, path, elapsed.count());
+    Publish(partial, destination);
+    if (!options.isQuiet && !destination.isOutput)
+        PrintSummary(counter, destination, elapsed.count());
     if (state == State::kWhole)
         return ExitCode::kDone;
     PrintError("cancelled: " + Describe(counter.completeness()));
@@ -207,20 +347,31 @@ ExitCode CollectReport(const std::wstring& report, const CollectOptions& options
 void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
 {
     struct Arguments {
-        std::string report;
+        std::optional<std::string> report;
         CollectOptions options;
         std::uint32_t timeout = static_cast<std::uint32_t>(options.timeout.count());
     };
     const auto arguments = std::make_shared<Arguments>();
     CCommand collect =
         commandLine.AddCommand("collect", "Collect the facts of this PC into a report file");
-    collect.Operand("REPORT.tsv", &arguments->report,
-                    "The report to write; its name ends in \".tsv\" in lower case");
+    collect.OptionalOperand(
+        "REPORT.tsv", &arguments->report,
+        "The report to write; its name ends in \".tsv\" in lower case. Without\n"
+        "one %COMPUTERNAME%.tsv in the current folder; - for standard output");
+    std::vector<std::string> forms;
+    for (const Form& form : kForms)
+        forms.emplace_back(form.name);
+    collect.Choice(
+        "--to", "FORM", forms, &arguments->options.form,
+        "Convert the whole report as well, into a file beside it that ends in \".json\"\n"
+        "or \".html\"; a REPORT of that ending is the only file");
     collect.SecondsOption("--timeout", 0, 604'800, &arguments->timeout,
                           "End a run that takes longer, up to a week; 0 lets it take any time");
     collect.Flag("--quiet", &arguments->options.isQuiet,
                  "Print errors only, neither the time passed nor the summary");
     collect.Footer(
+        "Standard output gets the report as it is, in UTF-16LE, or what it is converted to, in\n"
+        "UTF-8, and no summary.\n\n"
         "The run has a process of its own, so that hanging or crashing drivers do no harm. An\n"
         "earlier report of that name is replaced when the run is complete, else it stays. Ctrl+C\n"
         "cancels the run, and ends it when it does not stop within 10 s or at the second "
@@ -229,11 +380,15 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
         "A run as LocalSystem is not for folders in which others may create files: they could put "
         "a\nlink where the report is to be.\n\n"
         "Examples:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n"
-        "  orreryctl collect pc.tsv --timeout 120 --quiet\n\n" +
+        "  orreryctl collect pc.tsv --timeout 120 --quiet\n"
+        "  orreryctl collect --to html\n  orreryctl collect - --to json\n\n" +
         ExitCodeHelp({}, kNoOfCollect));
     collect.Does([arguments, result] {
         arguments->options.timeout = std::chrono::seconds{arguments->timeout};
-        *result = CollectReport(FromUtf8(arguments->report), arguments->options);
+        std::optional<std::wstring> report;
+        if (arguments->report)
+            report = FromUtf8(*arguments->report);
+        *result = CollectReport(report, arguments->options);
     });
 }
 

@@ -69,13 +69,6 @@ struct FindTraits {
     static void Close(Resource search) noexcept { FindClose(search); }
 };
 
-std::wstring ComputerName()
-{
-    std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
-    auto size = static_cast<DWORD>(name.size());
-    return GetComputerNameW(name.data(), &size) ? std::wstring{name.data(), size} : std::wstring{};
-}
-
 bool IsRunning(DWORD process)
 {
     const UniqueHandle handle{
@@ -129,6 +122,13 @@ void DeleteLeftovers(const ReportPath& path)
 }
 
 }  // namespace
+
+std::wstring ComputerName()
+{
+    std::array<wchar_t, MAX_COMPUTERNAME_LENGTH + 1> name{};
+    auto size = static_cast<DWORD>(name.size());
+    return GetComputerNameW(name.data(), &size) ? std::wstring{name.data(), size} : std::wstring{};
+}
 
 ReportPath ResolveReport(const std::wstring& report)
 {
@@ -215,15 +215,23 @@ CPartialReport::~CPartialReport()
 
 void CPartialReport::Count(CFactCounter& counter) const
 {
+    Read([&counter](std::span<const std::byte> bytes) { counter.Add(bytes); });
+    counter.Finish();
+}
+
+bool CPartialReport::Read(const std::function<void(std::span<const std::byte>)>& sink) const
+{
     const UniqueFile file{CreateFileW(path_.partial.c_str(), GENERIC_READ, kShareAll, nullptr,
                                       OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)};
     std::array<std::byte, 16384> block;
     DWORD bytes = 0;
     while (file &&
-           ReadFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &bytes, nullptr) &&
-           bytes != 0)
-        counter.Add(std::span{block}.first(bytes));
-    counter.Finish();
+           ReadFile(file.get(), block.data(), static_cast<DWORD>(block.size()), &bytes, nullptr)) {
+        if (bytes == 0)
+            return true;
+        sink(std::span{block}.first(bytes));
+    }
+    return false;
 }
 
 void CPartialReport::Publish()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <span>
 #include <string>
 
 #include "client/report/fact_counts.h"
@@ -22,6 +24,9 @@ struct ReportPath {
 /// @throws CommandError with kInput for a name that does not end in ".tsv" or stands for a device
 ReportPath ResolveReport(const std::wstring& report);
 
+/// The name of this computer, empty when the system does not tell.
+std::wstring ComputerName();
+
 /// Finds out before the run whether its report could be put in place.
 /// @throws CommandError when it could not
 void CheckTarget(const ReportPath& path);
@@ -39,6 +44,9 @@ public:
 
     /// Counts the facts that were written so far; none also when the file cannot be read.
     void Count(CFactCounter& counter) const;
+    /// Hands out the bytes that were written so far, in parts.
+    /// @return whether all of them could be read
+    bool Read(const std::function<void(std::span<const std::byte>)>& sink) const;
     /// Makes the file the report, in place of an earlier one.
     /// @throws CommandError with kReport when the earlier one stays in the way
     void Publish();
