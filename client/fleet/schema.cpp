@@ -1,6 +1,7 @@
 #include "client/fleet/schema.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <map>
 #include <set>
@@ -20,7 +21,7 @@ using report::Term;
 /// A time is that of a report. What holds from a report on ends at the time of the report that no longer
 /// says so, or has no end.
 constexpr std::string_view kTables = R"(
-CREATE TABLE IF NOT EXISTS fleet_schema (version BIGINT NOT NULL);
+CREATE TABLE IF NOT EXISTS fleet_schema (version BIGINT NOT NULL, views TEXT NOT NULL);
 
 CREATE TABLE IF NOT EXISTS machine (
   machine BIGINT NOT NULL PRIMARY KEY,
@@ -238,10 +239,6 @@ void PrepareSchema(CDatabase& database)
     const std::int64_t version = VersionOf(database);
     RefuseNewer(version);
     database.Run(WithTypes(std::string{kTables}, database.engine()));
-    if (version == 0)
-        database.Run("INSERT INTO fleet_schema VALUES (" + std::to_string(kSchemaVersion) + ")");
-    else
-        database.Run("UPDATE fleet_schema SET version = " + std::to_string(kSchemaVersion));
     for (const SectionTable& table : SectionTables()) {
         database.Run(StatementsFor(table, database.engine()));
         const auto present = ColumnsOf(database, table.name);
@@ -250,7 +247,17 @@ void PrepareSchema(CDatabase& database)
                 database.Run("ALTER TABLE " + table.name + " ADD COLUMN \"" + column.name + "\" " +
                              std::string{TypeName(database.engine(), column.type)});
     }
-    database.Run(ViewStatements(database.engine()));
+    // Views that are as they should be are left alone: others may be reading them.
+    const std::string views = ViewStatements(database.engine());
+    std::string present;
+    database.Query("SELECT views FROM fleet_schema",
+                   [&](std::span<const Value> row) { present = TextIn(row[0]); });
+    if (version != kSchemaVersion || present != views) {
+        database.Run(views + "DELETE FROM fleet_schema");
+        const auto writer = database.Insert("fleet_schema", "version, views");
+        writer->Add(std::array<Value, 2>{std::int64_t{kSchemaVersion}, views});
+        writer->Finish();
+    }
     transaction.Commit();
 }
 

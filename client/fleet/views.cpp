@@ -2,11 +2,204 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
+
+#include "client/fleet/history.h"
 
 namespace orrery::fleet {
 namespace {
 
-constexpr std::array<View, 0> kViews{};
+constexpr auto kViews = std::to_array<View>({
+    {"pc", "every PC: what it is, and when it was first and last seen",
+     "machine, name, serial, maker, model, system, version, memory_mib, processor, first_seen, "
+     "last_seen, identity",
+     "name, machine"},
+    {"windows11", "which PCs can take Windows 11, and what is in the way of the others",
+     "machine, name, serial, tpm, secure_boot, memory, firmware, verdict, processor",
+     "name, machine"},
+    {"disk_low", "fixed volumes with less than 10 % free, or as --below says",
+     "machine, name, serial, volume, free_mib, size_mib, free_percent",
+     "free_percent, name, machine, volume", "disk_free", "free_percent < %", "below", true},
+    {"bitlocker_off", "fixed volumes that BitLocker does not protect, or may not",
+     "machine, name, serial, volume, status", "name, machine, volume", "", "", "", true},
+    {"memory_slots_free", "PCs with free memory slots",
+     "machine, name, serial, slots, modules, free", "free DESC, name, machine"},
+    {"placeholder_serials", "PCs whose firmware holds what nobody filled in",
+     "machine, name, serial, property, value", "name, machine, property"},
+    {"changed_since", "what changed, since a day where --since names one",
+     "machine, name, serial, day, section, label, property, before, after",
+     "day, name, machine, section, label, property", "changed_since", "day >= %", "since"},
+    {"stale", "PCs that have not reported for 30 days, or as --days says",
+     "machine, name, serial, last_seen, days", "days DESC, name, machine", "machine_age",
+     "days >= %", "days"},
+    {"slow_categories", "how long each category takes over the fleet, and where the longest",
+     "category, machines, median_ms, p95_ms, p99_ms, slowest", "p95_ms DESC, category"},
+    {"conflicts", "PCs that are hard to tell from another one",
+     "machine, name, serial, other, reason, advice", "name, machine, other"},
+});
+
+/// What the views are built of and the views themselves, in this order. In capitals and braces stands
+/// what the engines spell differently.
+constexpr std::pair<std::string_view, std::string_view> kStatements[] = {
+    {"collected", R"(
+SELECT c.machine, c.section, c.digest, {TIME c.since} AS since,
+  COALESCE({TIME c.seen}, {TIME m.last_seen}) AS seen, c.complete, c.rights, c.empty
+FROM collected_section c JOIN machine m ON m.machine = c.machine)"},
+
+    {"pc", R"(
+SELECT m.machine, m.name, m.serial, m.maker, m.model, o.caption AS system, o.version,
+  y.capacity AS memory_mib, p.name AS processor, {TIME m.first_seen} AS first_seen,
+  {TIME m.last_seen} AS last_seen, m.identity
+FROM machine m
+LEFT JOIN operating_system o ON o.machine = m.machine AND o.instance = 0 AND o.valid_to IS NULL
+LEFT JOIN physical_memory y ON y.machine = m.machine AND y.instance = 0 AND y.valid_to IS NULL
+LEFT JOIN processor p ON p.machine = m.machine AND p.instance = 0 AND p.valid_to IS NULL)"},
+
+    {"windows11_requirement", R"(
+SELECT m.machine, m.name, m.serial,
+  CASE WHEN {VERSION s.tpm_chip} >= 2 THEN
+         CASE WHEN s.tpm_enabled IS NULL THEN 'unknown' WHEN {TRUE s.tpm_enabled} THEN 'yes' ELSE 'off' END
+       WHEN {VERSION s.tpm_chip} > 0 THEN 'no'
+       WHEN s.machine IS NOT NULL AND c.rights IN ('LocalSystem', 'administrator') THEN 'no'
+       ELSE 'unknown' END AS tpm,
+  CASE s.secure_boot WHEN 1 THEN 'yes' WHEN 0 THEN 'off' WHEN 2 THEN 'no' ELSE 'unknown' END
+    AS secure_boot,
+  CASE WHEN y.capacity >= 4096 THEN 'yes' WHEN y.capacity < 4096 THEN 'no' ELSE 'unknown' END AS memory,
+  CASE s.secure_boot WHEN 1 THEN 'yes' WHEN 0 THEN 'yes' WHEN 2 THEN 'no' ELSE 'unknown' END AS firmware,
+  p.name AS processor
+FROM machine m
+LEFT JOIN system_overview s ON s.machine = m.machine AND s.instance = 0 AND s.valid_to IS NULL
+LEFT JOIN collected_section c ON c.machine = m.machine AND c.section = 'SystemOverview'
+LEFT JOIN physical_memory y ON y.machine = m.machine AND y.instance = 0 AND y.valid_to IS NULL
+LEFT JOIN processor p ON p.machine = m.machine AND p.instance = 0 AND p.valid_to IS NULL)"},
+
+    {"windows11", R"(
+SELECT machine, name, serial, tpm, secure_boot, memory, firmware,
+  CASE WHEN 'no' IN (tpm, secure_boot, memory, firmware) THEN 'no'
+       WHEN 'unknown' IN (tpm, secure_boot, memory, firmware) THEN 'unknown'
+       WHEN 'off' IN (tpm, secure_boot, memory, firmware) THEN 'off'
+       ELSE 'yes' END AS verdict, processor
+FROM windows11_requirement)"},
+
+    {"volume_kind", R"(
+SELECT v.machine, v.instance, v.device_id AS volume, v.size AS size_mib, v.bit_locker_status AS protection,
+  CASE MAX(CASE WHEN d.machine IS NULL THEN 0 WHEN {START d.media_type 5} = 'Fixed' THEN 2 ELSE 1 END)
+    WHEN 2 THEN 'fixed' WHEN 1 THEN 'other' ELSE 'unknown' END AS kind
+FROM logical_disk v
+LEFT JOIN disk_drive d ON d.machine = v.machine AND d.valid_to IS NULL AND v.device_id <> ''
+  AND {POSITION d.logical_disks v.device_id} > 0
+WHERE v.valid_to IS NULL
+GROUP BY v.machine, v.instance, v.device_id, v.size, v.bit_locker_status)"},
+
+    {"disk_free", R"(
+SELECT m.machine, m.name, m.serial, v.volume, n.free_space AS free_mib, v.size_mib,
+  n.free_space * 100 / v.size_mib AS free_percent
+FROM volume_kind v JOIN machine m ON m.machine = v.machine
+JOIN logical_disk_now n ON n.machine = v.machine AND n.instance = v.instance
+WHERE v.kind = 'fixed' AND v.size_mib > 0 AND n.free_space >= 0)"},
+
+    {"disk_low", "SELECT * FROM disk_free WHERE free_percent < 10"},
+
+    {"bitlocker_off", R"(
+SELECT m.machine, m.name, m.serial, v.volume,
+  CASE v.protection WHEN 1 THEN 'off' ELSE 'unknown' END AS status
+FROM volume_kind v JOIN machine m ON m.machine = v.machine
+WHERE v.kind = 'fixed' AND (v.protection IS NULL OR v.protection NOT IN (3, 7)))"},
+
+    {"memory_slots", R"(
+SELECT machine, MAX(memory_slots) AS slots,
+  SUM(CASE WHEN capacity IS NOT NULL OR device_locator IS NOT NULL OR memory_type IS NOT NULL
+    OR speed IS NOT NULL THEN 1 ELSE 0 END) AS modules
+FROM physical_memory_location WHERE valid_to IS NULL GROUP BY machine)"},
+
+    {"memory_slots_free", R"(
+SELECT m.machine, m.name, m.serial, s.slots, s.modules, s.slots - s.modules AS free
+FROM memory_slots s JOIN machine m ON m.machine = s.machine WHERE s.modules > 0 AND s.slots > s.modules)"},
+
+    {"placeholder_serials", R"(
+SELECT m.machine, m.name, m.serial, p.property, p.value
+FROM machine_placeholder p JOIN machine m ON m.machine = p.machine)"},
+
+    {"changed_since", R"(
+SELECT m.machine, m.name, m.serial, {DAY c.day} AS day, c.section, c.label, c.property, c.before, c.after
+FROM change c JOIN machine m ON m.machine = c.machine)"},
+
+    {"machine_age", R"(
+SELECT machine, name, serial, {TIME last_seen} AS last_seen, {AGE last_seen} AS days FROM machine)"},
+
+    {"stale", "SELECT * FROM machine_age WHERE days >= 30"},
+
+    {"slow_categories", R"(
+SELECT r.category, r.machines, r.median_ms, r.p95_ms, r.p99_ms, m.name AS slowest
+FROM (
+  SELECT category, MAX(machines) AS machines,
+    MIN(CASE WHEN upto >= (machines * 50 + 99) / 100 THEN milliseconds END) AS median_ms,
+    MIN(CASE WHEN upto >= (machines * 95 + 99) / 100 THEN milliseconds END) AS p95_ms,
+    MIN(CASE WHEN upto >= (machines * 99 + 99) / 100 THEN milliseconds END) AS p99_ms,
+    MAX(CASE WHEN upto = machines THEN machine END) AS machine
+  FROM (
+    SELECT category, milliseconds, machine,
+      CAST(SUM(times) OVER (PARTITION BY category ORDER BY milliseconds) AS BIGINT) AS upto,
+      CAST(SUM(times) OVER (PARTITION BY category) AS BIGINT) AS machines
+    FROM (
+      SELECT category, milliseconds, COUNT(*) AS times, MIN(machine) AS machine FROM elapsed
+      WHERE complete AND category <> '' AND milliseconds IS NOT NULL
+      GROUP BY category, milliseconds) counted) ranked
+  GROUP BY category) r JOIN machine m ON m.machine = r.machine)"},
+
+    {"conflicts", R"(
+SELECT m.machine, m.name, m.serial, c.other, c.reason,
+  CASE c.reason
+    WHEN 'serial' THEN 'Both tell one maker and serial number: compare the labels on the cases, and have the wrong one corrected in its firmware'
+    ELSE 'Both tell one UUID: one may be a copy of the other or its board shipped so; give one a new UUID in its firmware or virtual machine' END
+    AS advice
+FROM machine_conflict c JOIN machine m ON m.machine = c.machine)"},
+};
+
+/// An expression that the engines spell differently.
+std::string Spelled(Engine engine, const std::string& word, const std::string& one,
+                    const std::string& other)
+{
+    const bool isServer = engine == Engine::kPostgres;
+    if (word == "TIME")
+        return TimeText(engine, one);
+    if (word == "DAY")
+        return isServer ? "to_char(" + one + ", 'YYYY-MM-DD')" : one;
+    if (word == "TRUE")
+        return isServer ? one : one + " <> 0";
+    if (word == "START")
+        return "substr(" + one + ", 1, " + other + ')';
+    if (word == "POSITION")  // "C:" in "C:|D:|"
+        return std::string{isServer ? "strpos" : "instr"} + "('|' || " + one + ", '|' || " + other +
+               " || '|')";
+    if (word == "VERSION")
+        return isServer ? "CAST(substring(" + one +
+                              " FROM '^ *([0-9]{1,9}([.][0-9]{1,9})?)') AS NUMERIC)"
+                        : "CAST(" + one + " AS REAL)";
+    return isServer ? "CAST(floor(extract(epoch FROM now() - " + one + ") / 86400) AS BIGINT)"
+                    : "CAST(julianday('now') - julianday(" + one + ") AS INTEGER)";
+}
+
+std::string InEngine(Engine engine, std::string_view text)
+{
+    std::string result;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t open = text.find('{', begin);
+        const std::size_t close = open == std::string_view::npos ? open : text.find('}', open);
+        result += text.substr(begin, open - begin);
+        if (close == std::string_view::npos)
+            break;
+        const std::string_view inside = text.substr(open + 1, close - open - 1);
+        const std::size_t first = inside.find(' '), second = inside.find(' ', first + 1);
+        result +=
+            Spelled(engine, std::string{inside.substr(0, first)},
+                    std::string{inside.substr(first + 1, second - first - 1)},
+                    second == std::string_view::npos ? std::string{}
+                                                     : std::string{inside.substr(second + 1)});
+        begin = close + 1;
+    }
+    return result;
+}
 
 }  // namespace
 
@@ -21,9 +214,18 @@ const View* FindView(std::string_view name) noexcept
     return found != kViews.end() ? &*found : nullptr;
 }
 
-std::string ViewStatements(Engine /*engine*/)
+std::string ViewStatements(Engine engine)
 {
-    return {};
+    std::string statements;
+    for (const auto& [name, query] : kStatements) {
+        const std::string view{name};
+        // A server's users may have views of their own upon these, which have to stay.
+        statements += engine == Engine::kPostgres
+                          ? "CREATE OR REPLACE VIEW " + view + " AS"
+                          : "DROP VIEW IF EXISTS " + view + ";CREATE VIEW " + view + " AS ";
+        statements += ' ' + InEngine(engine, query) + ";\n";
+    }
+    return statements;
 }
 
 }  // namespace orrery::fleet

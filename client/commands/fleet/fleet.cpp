@@ -16,9 +16,10 @@ void AddFleetCommand(CCommandLine& commandLine, ExitCode* result)
     CCommand fleet = commandLine.AddCommand(
         "fleet", "Keep the reports of many PCs in a database and answer from it");
     AddFleetLoadCommand(fleet, result);
+    AddFleetAskCommand(fleet);
     fleet.Footer(
         "Examples:\n  orreryctl fleet load reports\n"
-        "  orreryctl fleet load reports --to postgresql://localhost/inventory");
+        "  orreryctl fleet ask windows11");
 }
 
 }  // namespace orrery

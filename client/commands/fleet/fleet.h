@@ -17,5 +17,6 @@ std::unique_ptr<fleet::CDatabase> OpenFleet(const std::string& name);
 
 // The commands of "orreryctl fleet".
 void AddFleetLoadCommand(CCommand& fleet, ExitCode* result);
+void AddFleetAskCommand(CCommand& fleet);
 
 }  // namespace orrery

@@ -1,0 +1,117 @@
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/commands/fleet/fleet.h"
+#include "client/commands/open_report.h"
+#include "client/fleet/ask.h"
+#include "client/report/number.h"
+#include "client/report/typed_value.h"
+#include "client/system/console.h"
+#include "client/text/suggestion.h"
+
+namespace orrery {
+namespace {
+
+struct Options {
+    std::optional<std::string> name;
+    std::string database = kFleetDatabase, form = "text", output;
+    std::string since, days, below;
+};
+
+const fleet::View& ViewNamed(const std::string& name)
+{
+    if (const fleet::View* const view = fleet::FindView(name))
+        return *view;
+    std::vector<std::string> names;
+    for (const fleet::View& view : fleet::Views())
+        names.emplace_back(view.name);
+    throw CommandError(ExitCode::kInput, "there is no answer \"" + name + '"' +
+                                             Suggestion(name, names) +
+                                             "; \"orreryctl fleet ask\" lists them");
+}
+
+/// The bound that an option gives for a view.
+/// @throws CommandError (kInput) for one that is none, or that the view does not take
+std::optional<std::string> BoundFor(const fleet::View& view, const Options& options)
+{
+    std::optional<std::string> bound;
+    for (const auto& [option, value] :
+         {std::pair{"since", &options.since}, std::pair{"days", &options.days},
+          std::pair{"below", &options.below}}) {
+        if (value->empty())
+            continue;
+        if (view.option != option)
+            throw CommandError(ExitCode::kInput,
+                               "\"" + std::string{view.name} + "\" takes no --" + option);
+        const bool isDay = view.option == "since";
+        const auto number = report::ParseNumber(*value);
+        if (isDay ? !report::IsIsoTime(*value + "T00:00:00Z") : !number || *number < 0)
+            throw CommandError(ExitCode::kInput, std::string{"give --"} + option +
+                                                     (isDay ? " a day such as 2026-11-23, not \""
+                                                            : " a number, not \"") +
+                                                     *value + '"');
+        bound = *value;
+    }
+    return bound;
+}
+
+void ListViews()
+{
+    std::string text;
+    for (const fleet::View& view : fleet::Views()) {
+        constexpr std::size_t kColumn = 21;
+        const std::string name{view.name};
+        text += name + std::string(kColumn - name.size(), ' ') + std::string{view.about} + '\n';
+    }
+    Print(text);
+}
+
+void AskFleet(const Options& options)
+{
+    if (!options.name) {
+        ListViews();
+        return;
+    }
+    const fleet::View& view = ViewNamed(*options.name);
+    const auto bound = BoundFor(view, options);
+    const auto database = OpenFleet(options.database);
+    const auto form = options.form == "csv"    ? fleet::AnswerForm::kCsv
+                      : options.form == "json" ? fleet::AnswerForm::kJson
+                                               : fleet::AnswerForm::kTable;
+    WriteOrPrint(options.output, [&](const TextSink& sink) {
+        fleet::WriteAnswer(*database, view, bound, form, sink);
+    });
+    if (const auto count = fleet::VolumesLeftOut(*database, view); count != 0)
+        PrintError("left out: " + std::to_string(count) + (count == 1 ? " volume" : " volumes") +
+                   " of no known drive");
+}
+
+}  // namespace
+
+void AddFleetAskCommand(CCommand& fleet)
+{
+    CCommand ask =
+        fleet.AddCommand("ask", "Answer a question about all PCs; without a name, list them");
+    const auto options = std::make_shared<Options>();
+    ask.OptionalOperand("NAME", &options->name, "The answer's name");
+    ask.TextOption("--from", "DATABASE", &options->database,
+                   "A file of SQLite, or postgresql://... (else fleet.db in the current folder)");
+    ask.Choice("--to", "", {"text", "csv", "json"}, &options->form,
+               "text for people (the default), csv or json");
+    ask.TextOption("-o,--output", "FILE", &options->output,
+                   "The file to write, in place of an earlier one; else standard output");
+    ask.TextOption("--since", "DAY", &options->since,
+                   "changed_since: from this day on, as 2026-11-23");
+    ask.TextOption("--days", "N", &options->days, "stale: not seen for so many days (30)");
+    ask.TextOption("--below", "N", &options->below,
+                   "disk_low: less than so many percent free (10)");
+    ask.Footer(
+        "Examples:\n  orreryctl fleet ask\n  orreryctl fleet ask windows11 --to csv\n"
+        "  orreryctl fleet ask changed_since --since 2026-11-16 --to json\n\n" +
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
+    ask.Does([options] { AskFleet(*options); });
+}
+
+}  // namespace orrery
