@@ -67,10 +67,16 @@ void CheckShown(const Report& report, std::size_t columns, Charset charset)
 /// What other programs get can be read by them, whatever a report says.
 void CheckForms(const Report& report)
 {
-    Check(nlohmann::json::accept(Written(WriteJson, report)));
+    const Source source{"x", 0, false, "1"};
+    Check(nlohmann::json::accept(Written(WriteJson, report, source)));
+    const std::string line = Written(WriteJsonLine, report, source);
+    Check(line.find('\n') == line.size() - 1 && nlohmann::json::accept(line));
     const std::string page = Written(page::WriteAllFacts, report);
     Check(page.find_first_of(std::string{"\0\x1B\x7F", 3}) == std::string::npos);
-    Check(Written(WriteCsv, report).ends_with("\r\n"));
+    for (const CsvReader reader : {CsvReader::kDatabase, CsvReader::kSpreadsheet}) {
+        const std::string csv = Written(WriteCsv, report, source, reader);
+        Check(csv.empty() || csv.ends_with("\r\n"));
+    }
     Check(Written(WriteReport, report).size() % 2 == 0);
 }
 

@@ -17,10 +17,11 @@ inline void AppendMember(Json* object, std::string_view name, Json value)
     object->get_ref<Json::object_t&>().emplace_back(std::string{name}, std::move(value));
 }
 
-/// The value as text in UTF-8, with an indent of two. What is no UTF-8, as paths may be, is replaced.
-inline std::string Dump(const Json& value)
+/// The value as text in UTF-8. What is no UTF-8, as paths may be, is replaced.
+/// @param indent of each level; -1 for one line without blanks
+inline std::string Dump(const Json& value, int indent = 2)
 {
-    return value.dump(2, ' ', false, Json::error_handler_t::replace);
+    return value.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
 }  // namespace orrery::report

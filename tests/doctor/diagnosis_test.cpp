@@ -143,12 +143,16 @@ std::string Told(const std::vector<Trouble>& troubles)
 
 TEST(Diagnosis, SaysWhatIsMissingWhatItCostsAndWhatToDo)
 {
+    int number = 1;
     for (const Case& row : Cases("doctor", {"findings", "troubles", "text"})) {
         SCOPED_TRACE(row.what);
         const Findings findings = Changed(row["findings"]);
         const auto troubles = Diagnose(findings);
         EXPECT_EQ(Told(troubles), row["troubles"]);
         EXPECT_EQ(IsAnythingMissing(troubles), row["troubles"].starts_with("missing"));
+        // For json_schema.py.
+        RecordProperty("diagnosis" + std::to_string(number++),
+                       FormatDiagnosisJson(findings, troubles));
         if (row.texts.contains("text")) {
             EXPECT_EQ(FormatDiagnosis(findings, troubles,
                                       {64, true, false, Charset::kAscii, Charset::kAscii}),
@@ -228,7 +232,9 @@ TEST(Diagnosis, IsReadByPrograms)
     const Findings findings = Changed(
         "namespace 1 path \\\\.\\root\\a\nnamespace 2 fails 80041003\nport 1 fails 5\n"
         "class 1 late 1\nclass 2 lacks Size\nclass 3 unasked\nclass 3 instances 0\n");
-    const auto json = nlohmann::json::parse(FormatDiagnosisJson(findings, Diagnose(findings)));
+    const std::string text = FormatDiagnosisJson(findings, Diagnose(findings));
+    RecordProperty("diagnosis0", text);
+    const auto json = nlohmann::json::parse(text);
     const struct {
         const char *pointer, *expected;
     } rows[] = {

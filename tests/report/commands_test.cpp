@@ -110,7 +110,10 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {"get @a.tsv Disk.Size BIOS.Versions", 2, "no value Disk.Size: there is no such section"},
         {"get @a.tsv BIOS", 2, "give SECTION.PROPERTY"},
         {"convert @a.tsv", 2, "--to is required"},
-        {"convert @a.tsv --to xml", 2, "xml not in {json,csv,html}"},
+        {"convert @a.tsv --to xml", 2, "xml not in {json,jsonl,csv,html}"},
+        {"convert @a.tsv @b.tsv --to json", 2, "--to json takes one report"},
+        {"convert @a.tsv --to json --spreadsheet", 2, "--spreadsheet goes with --to csv"},
+        {"convert @none.tsv @text.tsv --to csv", 2, "is no report"},
         {"convert @a.tsv --to csv -o @a.tsv", 2, "is the file that is read"},
 #ifndef _WIN32
         {"collect x.tsv", 2, "collect runs on Windows only"},
@@ -126,6 +129,20 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         EXPECT_EQ(Run(row.arguments), row.expected) << row.arguments;
         EXPECT_NE(message_.find(row.message), std::string::npos) << message_;
     }
+}
+
+TEST_F(Commands, ConvertSeveralReportsIntoOneText)
+{
+    EXPECT_EQ(Run("convert @a.tsv @none.tsv @b.tsv --to csv --redact"), 2);
+    EXPECT_NE(message_.find("there is no such file"), std::string::npos) << message_;
+    EXPECT_EQ(output_,
+              "machine,section,index,property,value,report\r\n"
+              ",BIOS,0,SerialNumber,serial-1,report-1\r\n,BIOS,0,Version,1,report-1\r\n"
+              ",BIOS,0,SerialNumber,serial-1,report-3\r\n,BIOS,0,Version,2,report-3\r\n");
+    EXPECT_EQ(Run("convert @a.tsv @b.tsv --to jsonl"), 0);
+    EXPECT_EQ(std::count(output_.begin(), output_.end(), '\n'), 2);
+    EXPECT_EQ(Run("convert @text.tsv @none.tsv --to csv"), 2);
+    EXPECT_EQ(output_, "");
 }
 
 TEST_F(Commands, TellWhetherReportsAreWhole)

@@ -72,12 +72,12 @@ TEST(FindValues, GivesTypedValuesToPrograms)
          {"LogicalDisk.*.Size", "LogicalDisk.1.Description", "Disk.Size", "et.bios", "X.Y"})
         names.push_back(ParseValueName(name));
     const auto expected = nlohmann::json::parse(R"({
-        "format": "orrery-values", "formatVersion": 1, "report": "pc.tsv", "values": [
+        "format": "orrery-values", "formatVersion": 2, "report": "pc.tsv", "values": [
             {"name": "LogicalDisk.*.Size", "section": "LogicalDisk", "index": 1, "property": "Size",
              "value": 51200},
             {"name": "LogicalDisk.1.Description", "section": "LogicalDisk", "index": 1,
              "property": "Description", "value": "5"},
-            {"name": "Disk.Size", "section": "Disk", "index": 0, "property": "Size", "value": ""},
+            {"name": "Disk.Size", "section": "Disk", "index": 0, "property": "Size", "value": null},
             {"name": "et.bios", "section": "ET", "index": 0, "property": "BIOS", "value": 1}],
         "missing": ["X.Y"]})");
     EXPECT_EQ(nlohmann::json::parse(FormatValuesJson("pc.tsv", FindValues(path, names))), expected);

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "case_file.h"
 #include "client/report/csv.h"
 #include "client/report/json.h"
@@ -20,12 +22,29 @@ std::string Lines(const std::string& csv)
     return lines;
 }
 
+Source MadeSource()
+{
+    return {"pc.tsv", 1'707'116'889, false, "1.2"};
+}
+
+std::string Csv(const Report& report, CsvReader reader, const Source& source = MadeSource())
+{
+    return Written([&](const TextSink& sink) {
+        WriteCsvHead(reader, sink);
+        WriteCsv(report, source, reader, sink);
+    });
+}
+
 TEST(Forms, HoldTheWholeReport)
 {
     for (const Case& row : Cases("convert", {"report", "csv", "json"})) {
         const Report report = MadeReport(row["report"]);
-        EXPECT_EQ(Lines(Written(WriteCsv, report)), row["csv"]) << row.what;
-        EXPECT_EQ(Written(WriteJson, report), row["json"]) << row.what;
+        EXPECT_EQ(Lines(Csv(report, CsvReader::kDatabase)), row["csv"]) << row.what;
+        const std::string json = Written(WriteJson, report, MadeSource());
+        EXPECT_EQ(json, row["json"]) << row.what;
+        EXPECT_EQ(Written(WriteJsonLine, report, MadeSource()),
+                  nlohmann::ordered_json::parse(json).dump() + '\n')
+            << row.what;
     }
 }
 
@@ -34,8 +53,8 @@ TEST(Forms, KeepLinesInAValueAndTellWarnings)
     Report report = MadeReport("S/0/A/\n");
     report.sections.front().instances.front().properties.front().value = "a\nb";
     report.warnings = {{7, "odd"}};
-    EXPECT_TRUE(Written(WriteCsv, report).ends_with("\r\n,S,0,A,\"a\nb\"\r\n"));
-    const std::string json = Written(WriteJson, report);
+    EXPECT_TRUE(Csv(report, CsvReader::kDatabase).ends_with("\r\n,S,0,A,\"a\nb\",pc.tsv\r\n"));
+    const std::string json = Written(WriteJson, report, MadeSource());
     EXPECT_NE(json.find("\"A\": \"a\\nb\""), std::string::npos) << json;
     EXPECT_NE(json.find("\"line\": 7,\n      \"text\": \"odd\""), std::string::npos) << json;
 }

@@ -2,6 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <map>
+
+#include <nlohmann/json.hpp>
+
+#include "client/report/typed_json.h"
+
 namespace orrery::report {
 namespace {
 
@@ -29,6 +36,76 @@ TEST(TypedValue, IsNothingForATextThatTheLibraryDoesNotWriteSo)
     for (const char* const text :
          {"", "2024-02-30T00:00:00Z", "2024-02-05T24:00:00Z", "2024-02-05T07:08:09"})
         EXPECT_FALSE(IsIsoTime(text)) << text;
+}
+
+TEST(TypedJson, MarksWhatIsNotToBeReliedOn)
+{
+    const struct {
+        const char *section, *property, *text, *value, *mark;
+    } rows[] = {
+        {"DiskDrive", "Size", "476937", "476937", ""},
+        {"DiskDrive", "Size", "", "null", ""},
+        {"DiskDrive", "Size", "1e3", R"("1e3")", "unfit"},
+        {"DiskDrive", "Size", "-5", R"("-5")", "unfit"},
+        {"LogicalDisk", "Size", "0", "null", "unknown"},
+        {"LogicalDisk", "FreeSpace", "0", "0", ""},
+        {"NetworkAdapter", "Speed", "1000000000", "1000000000", ""},
+        {"NetworkAdapter", "Speed", "9223372036854775807", "null", "unknown"},
+        {"NetworkAdapter", "DHCPEnabled", "true", "true", ""},
+        {"NetworkAdapter", "DHCPEnabled", "1", R"("1")", "unfit"},
+        {"NetworkAdapter", "DHCPLeaseExpires", "1970-01-01T00:00:00Z", "null", "none"},
+        {"NetworkAdapter", "DHCPLeaseExpires", "2038-01-19T03:14:07Z", R"("2038-01-19T03:14:07Z")",
+         "endless"},
+        {"NetworkAdapter", "DHCPLeaseExpires", "05.02.2024", R"("05.02.2024")", "unfit"},
+        {"NetworkAdapter", "Name", "A \\\"x\\\"", R"("A \\\"x\\\"")", ""},
+        {"BIOS", "InstallDate", "03/04/19", R"("2019-03-04")", ""},
+        {"BIOS", "InstallDate", "00/00/70", "null", "unknown"},
+        {"BIOS", "InstallDate", "01/01/70", "null", "unknown"},
+        {"BIOS", "InstallDate", "31/12/20", R"("31/12/20")", "unfit"},
+        {"BIOS", "SerialNumber", "To be filled by O.E.M.", R"("To be filled by O.E.M.")",
+         "placeholder"},
+        {"BIOS", "Version", "1.1", R"("1.1")", ""},
+        {"BaseBoard", "Version", "x.x", R"("x.x")", "placeholder"},
+        {"ComputerSystem", "Name", "NONE", R"("NONE")", ""},
+        {"DiskDrive", "Caption", R"(a \"b\" \\ c\)", R"("a \"b\" \\ c\"")", ""},
+        {"DiskDrive", "Caption", R"(a\b\\c)", R"("a\\b\\\\c")", ""},
+        {"PhysicalMemoryLocation", "MemoryType", "Unknown", "null", "unknown"},
+        {"ET", "BIOS", "16", "16", ""},
+        {"Printer", "Unheard", "5", R"("5")", ""},
+    };
+    for (const auto& row : rows) {
+        const TypedJson typed = TypedJsonOf(row.section, row.property, row.text);
+        EXPECT_EQ(typed.value.dump(), row.value) << row.property << ' ' << row.text;
+        EXPECT_EQ(typed.mark, row.mark) << row.property << ' ' << row.text;
+    }
+}
+
+TEST(TypedJson, HasATypeForEveryPropertyInTheSchema)
+{
+    const std::map<Kind, std::string> names = {{Kind::kText, "text"},
+                                               {Kind::kWord, "word"},
+                                               {Kind::kFlag, "truth"},
+                                               {Kind::kCode, "code"},
+                                               {Kind::kCount, "count"},
+                                               {Kind::kMebibytes, "mebibytes"},
+                                               {Kind::kBitsPerSecond, "bitsPerSecond"},
+                                               {Kind::kKilohertz, "kilohertz"},
+                                               {Kind::kMegahertz, "megahertz"},
+                                               {Kind::kMilliseconds, "milliseconds"},
+                                               {Kind::kDate, "date"},
+                                               {Kind::kTime, "time"}};
+    std::ifstream text{ORRERY_TEST_DATA "/../../docs/report.schema.json"};
+    const auto schema = nlohmann::json::parse(text);
+    for (const Term& term : Vocabulary())
+        if (!term.section.empty() && term.section != "ET")
+            EXPECT_EQ(schema.value(
+                          nlohmann::json::json_pointer{"/properties/sections/properties/" +
+                                                       std::string{term.section} +
+                                                       "/items/properties/properties/properties/" +
+                                                       std::string{term.property} + "/$ref"},
+                          ""),
+                      "#/$defs/" + names.at(term.kind))
+                << term.section << '.' << term.property;
 }
 
 }  // namespace
