@@ -90,7 +90,7 @@ void Run(const fs::path& path)
         CCounter counter;
         ParseReport(path, counter);
     });
-    Measure("get", path, [&] { FindValue(path, {"BIOS", "Version", 0}); });
+    Measure("get", path, [&] { FindValues(path, {ParseValueName("BIOS.Version")}); });
     Measure("whole report", path, [&] { ReadReport(path); });
 }
 

@@ -18,9 +18,15 @@ if(MSVC)
   target_link_options(orrery_options INTERFACE /Brepro)
   # Indirect calls and returns are checked.
   target_compile_options(orrery_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:/guard:cf>)
-  target_link_options(orrery_options INTERFACE /guard:cf /CETCOMPAT)
+  target_link_options(orrery_options INTERFACE /guard:cf)
+  # Shadow stacks are of x64 alone.
+  if(MSVC_CXX_ARCHITECTURE_ID STREQUAL x64)
+    target_link_options(orrery_options INTERFACE /CETCOMPAT)
+  endif()
 else()
   target_compile_options(orrery_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  # GCC does not count these among its conversions.
+  target_compile_options(orrery_options INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
   # The same sources give the same bytes: no link time in the headers, no folder in the text, no base
   # address that comes from the path of the output. Release binaries go into packages, so the linker
   # strips them.

@@ -1,6 +1,6 @@
 # Set-up shared by the scripts beside it; sourced, never run.
 #
-#   need build|linux|wine|test|package|bench|fuzz|check ...  makes sure that what these steps use is installed
+#   need build|linux|wine|test|package|bench|fuzz|clang|microsoft|check ...  makes sure that what these steps use is installed
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
@@ -41,6 +41,10 @@ package git                              git
 bench /usr/include/catch2/catch.hpp      catch2
 fuzz  clang++-14                         clang-14
 fuzz  /usr/lib/clang/14/lib/linux        libclang-rt-14-dev
+clang clang++                            clang
+clang ld.lld                             lld
+microsoft /usr/lib/llvm-19/bin/clang     clang-19
+microsoft /usr/lib/llvm-19/include/c++/v1 libc++-19-dev
 check git                                git
 check clang-format                       clang-format
 check clang-tidy                         clang-tidy

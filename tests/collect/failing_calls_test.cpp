@@ -57,9 +57,10 @@ TEST(FailingCalls, LoseWhatTheyWouldHaveToldAndNothingElse)
             failing.wmi().FailCall(call, nth, E_ACCESSDENIED);
             EXPECT_EQ(Changes(whole, Collect(failing, category)), expected) << nth << ' ' << call;
             const auto trace = failing.wmi().Trace();
-            EXPECT_GE(std::count_if(trace.begin(), trace.end(),
-                                    [&](const auto& line) { return line.starts_with(call); }),
-                      std::max(nth, 1))
+            EXPECT_GE(
+                std::count_if(trace.begin(), trace.end(),
+                              [&name = call](const auto& line) { return line.starts_with(name); }),
+                std::max(nth, 1))
                 << call;
         }
         calls.clear();
