@@ -1,6 +1,6 @@
 # Set-up shared by the scripts beside it; sourced, never run.
 #
-#   need build|linux|wine|test|package|bench|fuzz|clang|microsoft|check ...  makes sure that what these steps use is installed
+#   need STEP ...                    makes sure that what these steps use is installed; the table has the steps
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
@@ -14,6 +14,7 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # One row for each thing that a step needs: step, the command or file that shows it is there, package.
+# CLANG is the version that the system's package clang stands for.
 requirements='
 build cmake                              cmake
 build ninja                              ninja-build
@@ -39,8 +40,8 @@ package msibuild                         msitools
 package zip                              zip
 package git                              git
 bench /usr/include/catch2/catch.hpp      catch2
-fuzz  clang++-14                         clang-14
-fuzz  /usr/lib/clang/14/lib/linux        libclang-rt-14-dev
+fuzz  clang++                            clang
+fuzz  /usr/lib/clang/*/lib/linux         libclang-rt-CLANG-dev
 clang clang++                            clang
 clang ld.lld                             lld
 microsoft /usr/lib/llvm-19/bin/clang     clang-19
@@ -48,17 +49,19 @@ microsoft /usr/lib/llvm-19/include/c++/v1 libc++-19-dev
 check git                                git
 check clang-format                       clang-format
 check clang-tidy                         clang-tidy
+newcomer debootstrap                     debootstrap
+newcomer git                             git
 '
 
 is_there() {
     case $1 in
-        /*) [ -e "$1" ] ;;
+        /*) compgen -G "$1" >/dev/null ;;
         *) command -v "$1" >/dev/null 2>&1 ;;
     esac
 }
 
 need() {
-    local step sign package missing=()
+    local step sign package began downloaded missing=()
     while read -r step sign package; do
         [ -n "$step" ] || continue
         case " $* " in *" $step "*) ;; *) continue ;; esac
@@ -79,9 +82,17 @@ need() {
         as_root=(sudo)
     fi
     echo "Installing ${missing[*]} ..." >&2
+    began=$EPOCHREALTIME
     "${as_root[@]}" apt-get update -qq >&2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    if [[ ${missing[*]} == *-CLANG-* ]]; then
+        missing=("${missing[@]/CLANG/$(apt-cache depends clang | sed -n 's/.*Depends: clang-\([0-9]*\)$/\1/p')}")
+    fi
+    local install=(env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends)
+    "${as_root[@]}" "${install[@]}" --download-only "${missing[@]}" >&2
+    downloaded=$EPOCHREALTIME
+    "${as_root[@]}" "${install[@]}" "${missing[@]}" >&2
+    awk -v a="$began" -v b="$downloaded" -v c="$EPOCHREALTIME" \
+        'BEGIN { printf "Downloaded in %.1f s, installed in %.1f s.\n", b - a, c - b }' >&2
 }
 
 configure() {

@@ -73,8 +73,10 @@ ReadableValue Readable(std::string_view section, std::string_view property,
     const std::int64_t number = ParseNumber(value).value_or(-1);
     if (number < 0 || number > kLargest)
         return {value, false};
-    std::string text = term != nullptr ? InUnit(term->kind, number) : std::string{};
-    return {text.empty() ? value : std::move(text), true};
+    if (term != nullptr)
+        if (std::string text = InUnit(term->kind, number); !text.empty())
+            return {std::move(text), true};
+    return {value, true};
 }
 
 }  // namespace orrery::report
