@@ -96,8 +96,8 @@ TEST(TypedJson, HasATypeForEveryPropertyInTheSchema)
                                                {Kind::kTime, "time"}};
     std::ifstream text{ORRERY_TEST_DATA "/../../docs/report.schema.json"};
     const auto schema = nlohmann::json::parse(text);
-    for (const Term& term : Vocabulary())
-        if (!term.section.empty() && term.section != "ET")
+    for (const Term& term : Vocabulary()) {
+        if (!term.section.empty() && term.section != "ET") {
             EXPECT_EQ(schema.value(
                           nlohmann::json::json_pointer{"/properties/sections/properties/" +
                                                        std::string{term.section} +
@@ -106,6 +106,8 @@ TEST(TypedJson, HasATypeForEveryPropertyInTheSchema)
                           ""),
                       "#/$defs/" + names.at(term.kind))
                 << term.section << '.' << term.property;
+        }
+    }
 }
 
 }  // namespace
