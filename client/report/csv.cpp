@@ -34,34 +34,67 @@ void AppendText(std::string* csv, std::string_view text)
 constexpr auto kFormulaSigns = std::to_array<std::string_view>(
     {"=", "+", "-", "@", "\t", "\r", "\uFF1D", "\uFF0B", "\uFF0D", "\uFF20"});
 
-/// The letters that a number, a time, a date or a truth value may have besides its digits. Months are
-/// known by how they begin.
-constexpr auto kValueLetters = std::to_array<std::string_view>(
-    {"", "a", "am", "d", "e", "false", "p", "pm", "t", "true", "tz", "z"});
+/// The letters that a number, a time, a date or a truth value may have besides its digits.
+constexpr auto kValueWords = std::to_array<std::string_view>(
+    {"a", "am", "d", "e", "false", "p", "pm", "t", "true", "z", "\u00A3", "\u00A5", "\u20AC"});
+/// Months of the languages whose spreadsheets are most used; the first three letters will do.
 constexpr auto kMonths = std::to_array<std::string_view>(
-    {"apr", "aug", "dec", "feb", "jan", "jul", "jun", "mar", "may", "nov", "oct", "sep"});
+    {"abril",     "agosto",     "ao\u00FBt", "april",     "august",        "avril",
+     "december",  "dezember",   "dicembre",  "diciembre", "d\u00E9cembre", "enero",
+     "february",  "febrero",    "februar",   "febbraio",  "f\u00E9vrier",  "gennaio",
+     "giugno",    "january",    "janvier",   "januar",    "juillet",       "juin",
+     "july",      "julio",      "june",      "junio",     "juli",          "juni",
+     "luglio",    "maggio",     "mai",       "march",     "marzo",         "mars",
+     "may",       "mayo",       "m\u00E4rz", "november",  "novembre",      "noviembre",
+     "october",   "octobre",    "octubre",   "oktober",   "ottobre",       "september",
+     "septembre", "septiembre", "settembre"});
 
-/// Whether a spreadsheet may see a number, a time, a date or a truth value in a text.
+bool IsValueWord(std::string_view word)
+{
+    constexpr std::size_t kShortestMonth = 3;
+    return std::ranges::find(kValueWords, word) != kValueWords.end() ||
+           (word.size() >= kShortestMonth &&
+            std::ranges::any_of(
+                kMonths, [word](std::string_view month) { return month.starts_with(word); }));
+}
+
+/// The text with "0" for the wide digits of East Asian systems.
+std::string WithPlainDigits(std::string_view text)
+{
+    constexpr std::string_view kWideStart = "\xEF\xBC";
+    std::string plain{text};
+    for (std::size_t at = 0; (at = plain.find(kWideStart, at)) != std::string::npos; ++at) {
+        const auto last = static_cast<unsigned char>(at + 2 < plain.size() ? plain[at + 2] : 0);
+        if (last >= 0x90 && last <= 0x99)
+            plain.replace(at, 3, "0");
+    }
+    return plain;
+}
+
+/// Whether a spreadsheet may see a number, a time, a date or a truth value in a text: it holds digits,
+/// and no words but those of such values.
 bool LooksLikeValue(std::string_view text)
 {
-    constexpr std::size_t kLongestValue = 64;
-    if (text.size() > kLongestValue && text.find_first_not_of("0123456789") != text.npos)
-        return false;
-    std::string letters;
+    constexpr std::size_t kLongestValue = 256;
+    if (text.size() > kLongestValue)
+        return text.find_first_not_of("0123456789") == std::string_view::npos;
+    const std::string folded = FoldCase(WithPlainDigits(text));
+    if (folded == "true" || folded == "false")
+        return true;
     bool hasDigits = false;
-    for (const char unit : text) {
+    std::string word;
+    for (const char unit : folded + ' ') {
         const auto byte = static_cast<unsigned char>(unit);
-        if (unit >= '0' && unit <= '9')
-            hasDigits = true;
-        else if (byte >= 0x80 || (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z'))
-            letters += unit;
+        if (byte >= 0x80 || (unit >= 'a' && unit <= 'z')) {
+            word += unit;
+            continue;
+        }
+        hasDigits = hasDigits || (unit >= '0' && unit <= '9');
+        if (!word.empty() && !IsValueWord(word))
+            return false;
+        word.clear();
     }
-    letters = FoldCase(letters);
-    if (!hasDigits)
-        return letters == "true" || letters == "false";
-    return std::ranges::find(kValueLetters, letters) != kValueLetters.end() ||
-           std::ranges::any_of(kMonths,
-                               [&](std::string_view month) { return letters.starts_with(month); });
+    return hasDigits;
 }
 
 bool IsFormula(std::string_view text)
@@ -81,14 +114,12 @@ std::string Guarded(std::string_view text)
     return guarded;
 }
 
-/// Whether a value may be a number, or yes or no, in a cell. More digits than fifteen would be rounded.
+/// Whether a value may be a number in a cell. More digits than fifteen would be rounded.
 bool IsPlain(std::string_view section, std::string_view property, const std::string& value)
 {
     constexpr std::size_t kExactDigits = 15;
-    if (value.size() > kExactDigits)
-        return false;
-    const Json typed = TypedJsonOf(section, property, value).value;
-    return typed.is_number() || typed.is_boolean() || (typed.is_null() && ExactNumber(value));
+    return value.size() <= kExactDigits && ExactNumber(value) &&
+           !TypedJsonOf(section, property, value).value.is_string();
 }
 
 class CCsvWriter {

@@ -48,6 +48,17 @@ TEST(Forms, HoldTheWholeReport)
     }
 }
 
+TEST(Forms, KeepASpreadsheetFromComputing)
+{
+    const Report report = MadeReport(
+        "=S/0/-P/=1,1/Q/\t1/R/007\nComputerSystem/0/Name/@x\nDiskDrive/0/Caption/Disk 5/Size/9\n");
+    EXPECT_EQ(Lines(Csv(report, CsvReader::kSpreadsheet, {"+.tsv", {}, false, "1"})),
+              "\xEF\xBB\xBFmachine,section,index,property,value,report\n"
+              "'@x,'=S,0,'-P,\"'=1,1\",'+.tsv\n'@x,'=S,0,Q,'\t1,'+.tsv\n"
+              "'@x,'=S,0,R,'007,'+.tsv\n'@x,ComputerSystem,0,Name,'@x,'+.tsv\n"
+              "'@x,DiskDrive,0,Caption,Disk 5,'+.tsv\n'@x,DiskDrive,0,Size,9,'+.tsv\n");
+}
+
 TEST(Forms, KeepLinesInAValueAndTellWarnings)
 {
     Report report = MadeReport("S/0/A/\n");
