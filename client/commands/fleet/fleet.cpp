@@ -17,6 +17,8 @@ void AddFleetCommand(CCommandLine& commandLine, ExitCode* result)
         "fleet", "Keep the reports of many PCs in a database and answer from it");
     AddFleetLoadCommand(fleet, result);
     AddFleetAskCommand(fleet);
+    AddFleetPageCommand(fleet);
+    AddFleetExportCommand(fleet, result);
     fleet.Footer(
         "Examples:\n  orreryctl fleet load reports\n"
         "  orreryctl fleet ask windows11");

@@ -18,5 +18,7 @@ std::unique_ptr<fleet::CDatabase> OpenFleet(const std::string& name);
 // The commands of "orreryctl fleet".
 void AddFleetLoadCommand(CCommand& fleet, ExitCode* result);
 void AddFleetAskCommand(CCommand& fleet);
+void AddFleetExportCommand(CCommand& fleet, ExitCode* result);
+void AddFleetPageCommand(CCommand& fleet);
 
 }  // namespace orrery
