@@ -150,16 +150,16 @@ struct Script {
     const char* TypeOf(ColumnType type) const
     {
         switch (type) {
-        case kNumber:
-            return number;
-        case kTruth:
-            return truth;
-        case kDate:
-            return date;
-        case kTime:
-            return time;
-        default:
-            return text;
+            case kNumber:
+                return number;
+            case kTruth:
+                return truth;
+            case kDate:
+                return date;
+            case kTime:
+                return time;
+            default:
+                return text;
         }
     }
 };
@@ -181,12 +181,13 @@ std::vector<Script> Scripts()
         return "CREATE OR REPLACE TABLE \"" + table.name + "\" AS SELECT * FROM " +
                (form == ExportForm::kCsv
                     ? "read_csv('" + table.name +
-                          ".csv', header = true, delim = ',', quote = '\"', escape = '\"', nullstr = '', "
+                          ".csv', header = true, delim = ',', quote = '\"', escape = '\"', nullstr "
+                          "= '', "
                           "allow_quoted_nulls = false, auto_detect = false, parallel = false, "
                           "max_line_size = 16777216, " +
                           columns + ")"
-                    : "read_json('" + table.name + ".jsonl', format = 'newline_delimited', " + columns +
-                          ")") +
+                    : "read_json('" + table.name + ".jsonl', format = 'newline_delimited', " +
+                          columns + ")") +
                ";\nCOPY \"" + table.name + "\" TO '" + table.name + ".parquet' (FORMAT parquet);\n";
     };
     const Script click{
@@ -202,7 +203,8 @@ std::vector<Script> Scripts()
                    "` FROM INFILE '" + table.name +
                    (form == ExportForm::kCsv
                         ? ".csv' SETTINGS format_csv_null_representation = '', "
-                          "input_format_csv_empty_as_default = 0, date_time_input_format = 'best_effort' "
+                          "input_format_csv_empty_as_default = 0, date_time_input_format = "
+                          "'best_effort' "
                           "FORMAT CSVWithNames;\n"
                         : ".jsonl' SETTINGS date_time_input_format = 'best_effort' FORMAT "
                           "JSONEachRow;\n");
@@ -215,17 +217,18 @@ std::vector<Script> Scripts()
         "DATE",
         "TIMESTAMPTZ",
         [](const ExportTable& table, const std::string& columns, ExportForm form) {
-            const std::string create =
-                "DROP TABLE IF EXISTS \"" + table.name + "\";\nCREATE TABLE \"" + table.name + "\" (" +
-                columns + ");\n";
+            const std::string create = "DROP TABLE IF EXISTS \"" + table.name +
+                                       "\";\nCREATE TABLE \"" + table.name + "\" (" + columns +
+                                       ");\n";
             if (form == ExportForm::kCsv)
                 return create + "\\copy \"" + table.name + "\" FROM '" + table.name +
                        ".csv' WITH (FORMAT csv, HEADER true)\n";
             // No line of JSON holds these two, so that each is one value.
-            return create + "CREATE TEMP TABLE lines (line jsonb);\n\\copy lines FROM '" + table.name +
+            return create + "CREATE TEMP TABLE lines (line jsonb);\n\\copy lines FROM '" +
+                   table.name +
                    ".jsonl' WITH (FORMAT csv, QUOTE E'\\x01', DELIMITER E'\\x02')\nINSERT INTO \"" +
-                   table.name + "\" SELECT r.* FROM lines, jsonb_populate_record(NULL::\"" + table.name +
-                   "\", line) r;\nDROP TABLE lines;\n";
+                   table.name + "\" SELECT r.* FROM lines, jsonb_populate_record(NULL::\"" +
+                   table.name + "\", line) r;\nDROP TABLE lines;\n";
         }};
     return {duck, click, postgres};
 }

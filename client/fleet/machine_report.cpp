@@ -38,14 +38,16 @@ public:
     Machines Read()
     {
         // A section that the latest report did not have is not part of it.
-        Each("SELECT machine, section, empty, complete FROM collected_section WHERE seen IS NULL AND ",
-             "", [&](std::span<const Value> row) {
-                 Machine& machine = machines_[NumberIn(row[0])];
-                 machine.sections[std::string{TextIn(row[1])}].empty = TextIn(row[2]);
-                 if (NumberIn(row[3]) == 0)
-                     machine.report.completeness.state =
-                         report::Completeness::State::kLacksCategories;
-             });
+        Each(
+            "SELECT machine, section, empty, complete FROM collected_section WHERE seen IS NULL "
+            "AND ",
+            "", [&](std::span<const Value> row) {
+                Machine& machine = machines_[NumberIn(row[0])];
+                machine.sections[std::string{TextIn(row[1])}].empty = TextIn(row[2]);
+                if (NumberIn(row[3]) == 0)
+                    machine.report.completeness.state =
+                        report::Completeness::State::kLacksCategories;
+            });
         for (const SectionTable& table : SectionTables())
             Each("SELECT machine, instance, " + SelectList(table, database_.engine()) + " FROM " +
                      table.name + (table.isLatestOnly ? " WHERE " : " WHERE valid_to IS NULL AND "),
@@ -53,18 +55,21 @@ public:
                      if (Parts* const parts = Find(NumberIn(row[0]), table.section))
                          AddRow(table, row, table.isLatestOnly ? &parts->latest : &parts->history);
                  });
-        Each("SELECT machine, instance, section, property, value FROM other_fact WHERE valid_to IS NULL "
-             "AND ",
-             "", [&](std::span<const Value> row) {
-                 if (Parts* const parts = Find(NumberIn(row[0]), TextIn(row[2])))
-                     parts->history.others.push_back({std::string{TextIn(row[3])},
-                                                      static_cast<std::int32_t>(NumberIn(row[1])),
-                                                      std::string{TextIn(row[4])}});
-             });
+        Each(
+            "SELECT machine, instance, section, property, value FROM other_fact WHERE valid_to IS "
+            "NULL "
+            "AND ",
+            "", [&](std::span<const Value> row) {
+                if (Parts* const parts = Find(NumberIn(row[0]), TextIn(row[2])))
+                    parts->history.others.push_back({std::string{TextIn(row[3])},
+                                                     static_cast<std::int32_t>(NumberIn(row[1])),
+                                                     std::string{TextIn(row[4])}});
+            });
         Each("SELECT machine, milliseconds, value FROM elapsed WHERE ", " ORDER BY machine, place",
              [&](std::span<const Value> row) {
                  machines_[NumberIn(row[0])].report.elapsedTimes.push_back(
-                     IsNull(row[1]) ? std::string{TextIn(row[2])} : std::to_string(NumberIn(row[1])));
+                     IsNull(row[1]) ? std::string{TextIn(row[2])}
+                                    : std::to_string(NumberIn(row[1])));
              });
         for (auto& [number, machine] : machines_)
             Finish(&machine);
@@ -103,15 +108,16 @@ private:
             parts.history.empty = parts.empty;
             report::Section section = SectionOf(name, parts.history);
             for (report::Instance& added : SectionOf(name, parts.latest).instances) {
-                const auto same = std::ranges::find(section.instances, added.index,
-                                                    &report::Instance::index);
+                const auto same =
+                    std::ranges::find(section.instances, added.index, &report::Instance::index);
                 if (same == section.instances.end())
                     section.instances.push_back(std::move(added));
                 else
                     std::ranges::move(added.properties, std::back_inserter(same->properties));
             }
             for (report::Instance& instance : section.instances)
-                std::ranges::sort(instance.properties, &report::ComesFirst, &report::Property::name);
+                std::ranges::sort(instance.properties, &report::ComesFirst,
+                                  &report::Property::name);
             std::ranges::sort(section.instances, {}, &report::Instance::index);
             sections.push_back(std::move(section));
         }

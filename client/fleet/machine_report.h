@@ -11,7 +11,8 @@ namespace orrery::fleet {
 
 /// Reads what is known of machines back as reports: what the latest report of each said. Machines come in
 /// the order of their numbers, a few hundred at a time, since a fleet does not fit into memory.
-void ReadMachines(CDatabase& database,
-                  const std::function<void(std::int64_t machine, const report::Report& report)>& onMachine);
+void ReadMachines(
+    CDatabase& database,
+    const std::function<void(std::int64_t machine, const report::Report& report)>& onMachine);
 
 }  // namespace orrery::fleet

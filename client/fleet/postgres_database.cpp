@@ -109,7 +109,7 @@ public:
             case PGRES_TUPLES_OK:
             case PGRES_SINGLE_TUPLE:
             case PGRES_COPY_IN:
-        case PGRES_EMPTY_QUERY:
+            case PGRES_EMPTY_QUERY:
                 return;
             default:
                 Fail();

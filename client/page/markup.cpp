@@ -78,4 +78,11 @@ CMarkup Bar(const char* classes, double share)
     return bar;
 }
 
+CMarkup Link(std::string_view target, const CMarkup& content)
+{
+    CMarkup link;
+    link.html_ = "<a href=\"" + Text(target).html_ + "\">" + content.html_ + "</a>";
+    return link;
+}
+
 }  // namespace orrery::page

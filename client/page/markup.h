@@ -30,6 +30,7 @@ private:
     friend CMarkup Picture(const char* classes, std::string_view description,
                            const CMarkup& content);
     friend CMarkup Bar(const char* classes, double share);
+    friend CMarkup Link(std::string_view target, const CMarkup& content);
 
     std::string html_;
 };
@@ -48,5 +49,8 @@ CMarkup Picture(const char* classes, std::string_view description, const CMarkup
 /// An empty box as wide as its share, from 0 to 1, of what it is in; other numbers count as the nearer
 /// of the two.
 CMarkup Bar(const char* classes, double share);
+
+/// What leads to another place, such as "#all" or "pc/1.html".
+CMarkup Link(std::string_view target, const CMarkup& content);
 
 }  // namespace orrery::page
