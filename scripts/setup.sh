@@ -32,6 +32,7 @@ wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest
 test  /usr/share/zoneinfo/Asia/Kolkata   tzdata
 test  /usr/lib/python3/dist-packages/jsonschema python3-jsonschema
+test  /usr/lib/postgresql                postgresql
 test  chromium                           chromium
 test  lld-link                           lld
 test  pkg-config                         pkgconf

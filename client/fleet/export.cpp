@@ -66,9 +66,9 @@ const std::vector<ExportTable>& OtherTables()
         {"change",
          {{"machine", kNumber},
           {"at", kTime},
+          {"section", kText},
           {"place", kNumber},
           {"day", kDate},
-          {"section", kText},
           {"label", kText},
           {"property", kText},
           {"before", kText},
@@ -108,7 +108,8 @@ std::string QueryFor(const ExportTable& table, Engine engine)
                     ? "to_char(" + quoted + ", 'YYYY-MM-DD')"
                     : quoted;
     }
-    return "SELECT " + list + " FROM " + table.name + " ORDER BY 1, 2, 3";
+    return "SELECT " + list + " FROM " + table.name + " ORDER BY 1, 2, 3" +
+           (table.columns.size() > 4 ? ", 4, 5" : "");
 }
 
 std::string CsvRow(const ExportTable& table, std::span<const Value> row)

@@ -232,10 +232,6 @@ std::uint64_t CHistory::AddChanges(const Place& place, const std::string& time,
     now.sections.push_back(after);
     const auto changes = report::CompareReports(old, now, false);
     std::int64_t number = 0;
-    database_.Query("SELECT COALESCE(MAX(place) + 1, 0) FROM change WHERE machine = $1 AND at = $2",
-                    std::array<Value, 2>{place.machine, time},
-                    [&](std::span<const Value> row) { number = NumberIn(row[0]); });
-    std::uint64_t count = 0;
     const auto text = [](const std::optional<std::string>& value) {
         return value ? Value{std::string_view{*value}} : Value{};
     };
@@ -249,10 +245,9 @@ std::uint64_t CHistory::AddChanges(const Place& place, const std::string& time,
                     std::string_view{time}.substr(0, 10), std::string_view{place.section},
                     std::string_view{instance.label}, std::string_view{property.name},
                     text(property.before), text(property.after)});
-                ++count;
             }
     writer->Finish();
-    return count;
+    return static_cast<std::uint64_t>(number);
 }
 
 }  // namespace orrery::fleet

@@ -75,7 +75,7 @@ CREATE TABLE IF NOT EXISTS elapsed (
 CREATE TABLE IF NOT EXISTS change (
   machine BIGINT NOT NULL, at TIME NOT NULL, place BIGINT NOT NULL, day DATE NOT NULL,
   section TEXT NOT NULL, label TEXT NOT NULL, property TEXT NOT NULL, before TEXT, after TEXT,
-  PRIMARY KEY (machine, at, place));
+  PRIMARY KEY (machine, at, section, place));
 CREATE INDEX IF NOT EXISTS change_by_day ON change (day);
 )";
 
