@@ -5,6 +5,7 @@
 #include <set>
 
 #include "client/report/machine.h"
+#include "client/report/redact.h"
 #include "client/report/vocabulary.h"
 #include "client/system/exit_codes.h"
 #include "client/text/fold_case.h"
@@ -109,10 +110,7 @@ void TakeElapsed(const Report& report, FoundValues* found)
 
 std::string NoSection(const Report& report, FoundValues* found)
 {
-    std::vector<std::string> known;
-    for (const Term& term : Vocabulary())
-        if (!term.section.empty() && (known.empty() || known.back() != term.section))
-            known.emplace_back(term.section);
+    std::vector<std::string> known = KnownSections();
     const bool isKnown = std::any_of(known.begin(), known.end(), [found](const std::string& each) {
         return IsSame(each, found->name.section);
     });
@@ -143,7 +141,8 @@ bool HasProperty(const Section& section, std::string_view property)
 }
 
 /// Why there is no value, though other instances have the property.
-std::string OtherPlaces(const Section& section, const ValueName& name)
+/// @param withValues whether the report's own values may be named
+std::string OtherPlaces(const Section& section, const ValueName& name, bool withValues)
 {
     constexpr std::size_t kMost = 12;
     std::vector<std::string> chosenBy;
@@ -164,10 +163,11 @@ std::string OtherPlaces(const Section& section, const ValueName& name)
     if (name.chosenBy.empty() || isAnyChosen)
         return ": it is there with the index " + indexes + (count > kMost ? ", ..." : "");
     return ": no " + name.chosenBy + " is \"" + name.chosenValue + '"' +
-           Suggestion(name.chosenValue, chosenBy);
+           (withValues ? Suggestion(name.chosenValue, chosenBy) : "");
 }
 
-void Find(const Report& report, const std::vector<std::string>& keys, FoundValues* found)
+void Find(const Report& report, const std::vector<std::string>& keys, bool withValues,
+          FoundValues* found)
 {
     const ValueName& name = found->name;
     const bool isElapsed = IsSame(name.section, kElapsed) && name.chosenBy.empty();
@@ -190,9 +190,23 @@ void Find(const Report& report, const std::vector<std::string>& keys, FoundValue
         found->hint = ": no " + name.chosenBy + " is there to choose by" +
                       Suggestion(section->name + '.' + name.chosenBy, keys);
     else if (HasProperty(*section, name.property))
-        found->hint = OtherPlaces(*section, name);
+        found->hint = OtherPlaces(*section, name, withValues);
     else
         found->hint = Suggestion(name.section + '.' + name.property, keys);
+}
+
+/// Puts placeholders in place of what was found, now that it is known where it stands.
+void RedactFound(Report* report, Lookup* lookup)
+{
+    Redact(report);
+    for (FoundValues& found : lookup->found)
+        for (FoundValue& each : found.values)
+            if (const Section* const section = report->Find(each.section)) {
+                const auto instance =
+                    std::ranges::lower_bound(section->instances, each.index, {}, &Instance::index);
+                if (const std::string* const value = instance->Find(each.property))
+                    each.value = *value;
+            }
 }
 
 }  // namespace
@@ -229,21 +243,26 @@ ValueName ParseValueName(std::string_view text)
     return name;
 }
 
-Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names)
+Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names,
+                  bool redact)
 {
     CKeys keys{names};
-    Report report = ReadReport(path, [&keys](std::string_view section, std::string_view property) {
-        return keys.Keep(section, property);
-    });
+    Report report =
+        ReadReport(path, [&keys, redact](std::string_view section, std::string_view property) {
+            return keys.Keep(section, property) ||
+                   (redact && SecretOf(section, property) != Secret::kNothing);
+        });
     Lookup lookup;
+    lookup.warnings = report.warnings;
+    lookup.completeness = report.completeness;
     const std::vector<std::string> all = keys.all();
     for (const ValueName& name : names) {
         FoundValues& found = lookup.found.emplace_back();
         found.name = name;
-        Find(report, all, &found);
+        Find(report, all, !redact, &found);
     }
-    lookup.warnings = std::move(report.warnings);
-    lookup.completeness = report.completeness;
+    if (redact)
+        RedactFound(&report, &lookup);
     return lookup;
 }
 

@@ -50,8 +50,11 @@ struct Lookup {
 
 /// Looks values up in a report file of any size, keeping no more than their properties. "ET" with the
 /// name of a category is the elapsed time of that category in a report that has all of them.
+/// @param redact whether the values become placeholders, as in Redact; instances are chosen by the
+///               values before
 /// @throws CommandError (kInput) for a file that cannot be read or is no report at all
-Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names);
+Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names,
+                  bool redact = false);
 
 /// The values for programs, as a JSON object with a format version; ends with a line feed.
 std::string FormatValuesJson(const std::string& path, const Lookup& lookup);

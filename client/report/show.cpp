@@ -333,14 +333,32 @@ std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
     return text;
 }
 
-[[noreturn]] void FailSelection(const std::string& name, const std::vector<std::string>& known)
+[[noreturn]] void FailSelection(const Report& report, const std::string& name)
 {
+    std::vector<std::string> known;
     std::string list;
+    for (const Section& section : report.sections)
+        known.push_back(section.name);
+    if (!report.elapsedTimes.empty())
+        known.emplace_back(kElapsedName);
     for (const std::string& section : known)
         list += (list.empty() ? "" : ", ") + section;
-    throw CommandError(ExitCode::kInput, "the report has no section \"" + name + '"' +
-                                             Suggestion(name, known) +
-                                             "\nIt has: " + (known.empty() ? "nothing" : list));
+    // What this report has is meant before what others may have.
+    std::string suggestion = Suggestion(name, known);
+    if (suggestion.empty())
+        suggestion = Suggestion(name, KnownSections());
+    throw CommandError(ExitCode::kInput,
+                       "there is no section \"" + name + '"' + suggestion +
+                           "\nThe report has: " + (known.empty() ? "nothing" : list));
+}
+
+/// A section that reports may have, as they spell it.
+std::optional<std::string> KnownSection(const std::string& name)
+{
+    for (std::string& known : KnownSections())
+        if (IsMeant(known, name))
+            return std::move(known);
+    return std::nullopt;
 }
 
 }  // namespace
@@ -381,12 +399,10 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
             found == nullptr && close != report.sections.end())
             found = &*close;
         if (found == nullptr && !isElapsed) {
-            std::vector<std::string> known;
-            for (const Section& section : report.sections)
-                known.push_back(section.name);
-            if (!report.elapsedTimes.empty())
-                known.emplace_back(kElapsedName);
-            FailSelection(name, known);
+            auto known = KnownSection(name);
+            if (!known)
+                FailSelection(report, name);
+            selection.missing.push_back(std::move(*known));
         }
         auto& chosen = selection.sections;
         if (found != nullptr && std::find(chosen.begin(), chosen.end(), found) == chosen.end())

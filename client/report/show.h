@@ -25,6 +25,7 @@ std::string FormatHeading(const std::string& name, const std::string& note, cons
 struct Selection {
     std::vector<const Section*> sections;
     bool elapsedTimes = false;
+    std::vector<std::string> missing{};  ///< sections that other reports have
 };
 
 /// What keeps the facts that are needed to show some sections of a report.
@@ -34,7 +35,7 @@ FactFilter KeepSelected(const std::vector<std::string>& names, bool withSecrets)
 
 /// Finds sections by name; "ET" stands for the elapsed times.
 /// @param names of any letter case; none: everything
-/// @throws CommandError (kInput) for a name that the report does not have, with those it has
+/// @throws CommandError (kInput) for a name that no report has, with the sections of this one
 Selection SelectSections(const Report& report, const std::vector<std::string>& names);
 
 /// Writes the selected parts as tables for people. A section with one instance has a row for each property,

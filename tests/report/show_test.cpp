@@ -38,15 +38,18 @@ TEST(ShowReport, NamesTheSectionsThereAre)
     EXPECT_EQ(selection.sections.front()->name, "LogicalDisk");
     EXPECT_TRUE(selection.elapsedTimes);
     EXPECT_FALSE(SelectSections(report, {"bios"}).elapsedTimes);
+    EXPECT_EQ(SelectSections(report, {"printer", "BIOS"}).missing,
+              std::vector<std::string>{"Printer"});
     try {
         SelectSections(report, {"BIOS", "Disk"});
         FAIL();
     } catch (const CommandError& error) {
         EXPECT_STREQ(error.what(),
-                     "the report has no section \"Disk\"\nIt has: BIOS, LogicalDisk, ET");
+                     "there is no section \"Disk\"; did you mean \"DiskDrive\"?\n"
+                     "The report has: BIOS, LogicalDisk, ET");
         EXPECT_EQ(error.code(), ExitCode::kInput);
     }
-    EXPECT_THROW(SelectSections({}, {"ET"}), CommandError);
+    EXPECT_EQ(SelectSections({}, {"ET"}).missing, std::vector<std::string>{"ET"});
 }
 
 TEST(Readable, PutsValuesIntoUnitsAndWords)
