@@ -39,7 +39,8 @@ std::string FormatChanges(const std::vector<report::SectionChange>& changes,
     const Terminal terminal = options.output == kStandardStream ? OutputTerminal() : Terminal{};
     const bool isAscii = terminal.isTerminal && !terminal.unicode;
     return report::FormatDiff(changes, names, terminal.isTerminal ? terminal.columns : 0,
-                              isAscii ? Charset::kAscii : Charset::kUnicode);
+                              isAscii ? Charset::kAscii : Charset::kUnicode) +
+           '\n' + CountOfChanges(changes) + '\n';
 }
 
 /// What keeps the facts that have to be compared.

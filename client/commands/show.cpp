@@ -17,7 +17,7 @@ struct Options {
     std::string path;
     std::vector<std::string> sections;
     std::string output;
-    bool redact = false, isQuiet = false;
+    bool redact = false, isQuiet = false, explain = false;
 };
 
 ExitCode ShowReport(const Options& options)
@@ -27,8 +27,9 @@ ExitCode ShowReport(const Options& options)
         OpenReport(options.path, options.redact,
                    report::KeepSelected(options.sections, options.redact), options.isQuiet);
     const auto selection = report::SelectSections(report, options.sections);
-    const report::ShowStyle style =
+    report::ShowStyle style =
         options.output == kStandardStream ? StyleOf(OutputTerminal()) : report::ShowStyle{};
+    style.explain = options.explain;
     WriteOrPrint(options.output, [&](const TextSink& sink) {
         report::WriteTables(report, selection, style, sink);
     });
@@ -46,11 +47,13 @@ void AddShowCommand(CCommandLine& commandLine, ExitCode* result)
     show.Operand("REPORT.tsv", &options->path, "The report to show");
     show.MoreOperands("SECTION", &options->sections,
                       "Sections to show, \"ET\" for the elapsed times; all when none is named");
+    show.Flag("--explain", &options->explain, "Say why values look odd, and what to do about them");
     show.OutputOption(&options->output);
     show.RedactFlag(&options->redact);
     show.QuietFlag(&options->isQuiet);
     show.Footer(
-        "Empty values are shown as \"-\", and nothing stands where an instance has no such value.\n"
+        "Empty values are shown as \"-\", and nothing stands where an instance has no such value;\n"
+        "where many are empty they are only named.\n"
         "On a terminal, values that do not fit are shortened; a file or pipe gets them whole.\n\n"
         "Examples:\n  orreryctl show report.tsv\n"
         "  orreryctl show report.tsv LogicalDisk NetworkAdapter\n\n" +

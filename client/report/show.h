@@ -16,6 +16,7 @@ struct ShowStyle {
     bool colours = false;               ///< terminal sequences for headings and the like
     Charset charset = Charset::kAscii;  ///< for bars and ellipses; what values may hold
     Charset values = Charset::kUnicode;
+    bool explain = false;  ///< say why values look odd that do
 };
 
 /// A heading with a faint note behind it, as a line.
@@ -40,7 +41,8 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
 
 /// Writes the selected parts as tables for people. A section with one instance has a row for each property,
 /// others have a row for each instance, or one block after another where the rows would be too wide.
-/// Empty values are "-"; where an instance lacks a property, there is nothing.
+/// Empty values are "-"; where an instance lacks a property, there is nothing. Many empty values of an
+/// instance, and columns without any value, are only named.
 void WriteTables(const Report& report, const Selection& selection, const ShowStyle& style,
                  const TextSink& sink);
 

@@ -178,6 +178,7 @@ TEST_F(Commands, TellWhetherReportsAreWhole)
         {"redact @a.tsv @out.tsv", 0, "", "a.tsv\": the report is cut: "},
         {"check @late.tsv @whole.tsv --to json", 1, "\"missing\": 12", ""},
         {"diff @out.tsv @a.tsv", 1, "serial-1 -> S-1", "out.tsv is redacted and "},
+        {"diff @a.tsv @b.tsv", 1, "\n1 changed\n", ""},
         {"diff @a.tsv @b.tsv --redact", 1, "BIOS\n  Version  1 -> 2\n", ""},
     };
     for (const auto& row : rows) {
