@@ -129,7 +129,10 @@ std::string NoElapsed(const Report& report, const ValueName& name)
     const auto isCategory = [&name](std::string_view each) { return IsSame(each, name.property); };
     if (std::any_of(kCategories.begin(), kCategories.end(), isCategory))
         return ": elapsed times have no index";
-    return Suggestion(name.property, {kCategories.begin(), kCategories.end()});
+    std::vector<std::string> known;
+    for (const std::string_view category : kCategories)
+        known.push_back(std::string{kElapsed} + '.' + std::string{category});
+    return Suggestion(std::string{kElapsed} + '.' + name.property, known);
 }
 
 bool HasProperty(const Section& section, std::string_view property)
@@ -166,6 +169,51 @@ std::string OtherPlaces(const Section& section, const ValueName& name, bool with
            (withValues ? Suggestion(name.chosenValue, chosenBy) : "");
 }
 
+/// How many letters in a row two names have in common.
+std::size_t CommonLetters(std::string_view one, std::string_view other)
+{
+    constexpr std::size_t kLongest = 64;
+    const std::string first = FoldCase(one.substr(0, kLongest));
+    const std::string second = FoldCase(other.substr(0, kLongest));
+    std::size_t most = 0;
+    for (std::size_t at = 0; at < first.size(); ++at)
+        while (at + most < first.size() &&
+               second.find(std::string_view{first}.substr(at, most + 1)) != second.npos)
+            ++most;
+    return most;
+}
+
+/// What there is in place of a property that the section lacks.
+/// @param keys of all sections that are asked for
+std::string OtherProperties(const Section& section, const ValueName& name,
+                            const std::vector<std::string>& keys)
+{
+    for (const Term& term : TermsOf(section.name))
+        if (IsSame(term.property, name.property))
+            return ": the property is not in this report";
+    if (std::string close = Suggestion(name.section + '.' + name.property, keys); !close.empty())
+        return close;
+    constexpr std::size_t kFewLetters = 4, kMostListed = 12;
+    const std::string start = section.name + '.';
+    const std::string* nearest = nullptr;
+    std::size_t most = kFewLetters - 1, count = 0;
+    std::string list;
+    for (const std::string& key : keys) {
+        if (!key.starts_with(start))
+            continue;
+        const std::string_view property = std::string_view{key}.substr(start.size());
+        if (const std::size_t common = CommonLetters(name.property, property); common > most) {
+            most = common;
+            nearest = &key;
+        }
+        if (++count <= kMostListed)
+            list.append(count == 1 ? "" : ", ").append(property);
+    }
+    if (nearest != nullptr)
+        return "; the nearest is \"" + *nearest + '"';
+    return list.empty() ? list : ": the section has " + list + (count > kMostListed ? ", ..." : "");
+}
+
 void Find(const Report& report, const std::vector<std::string>& keys, bool withValues,
           FoundValues* found)
 {
@@ -192,7 +240,7 @@ void Find(const Report& report, const std::vector<std::string>& keys, bool withV
     else if (HasProperty(*section, name.property))
         found->hint = OtherPlaces(*section, name, withValues);
     else
-        found->hint = Suggestion(name.section + '.' + name.property, keys);
+        found->hint = OtherProperties(*section, name, keys);
 }
 
 /// Puts placeholders in place of what was found, now that it is known where it stands.
@@ -223,10 +271,14 @@ ValueName ParseValueName(std::string_view text)
     if (text[end] == '[') {
         // A value may have brackets of its own, a property has none.
         const std::size_t equals = rest.find('='), close = rest.rfind("].");
-        if (close == std::string_view::npos || equals > close || equals == 0)
+        if (close == std::string_view::npos || equals == 0)
             FailName(text);
-        name.chosenBy = rest.substr(0, equals);
-        name.chosenValue = rest.substr(equals + 1, close - equals - 1);
+        if (equals < close) {
+            name.chosenBy = rest.substr(0, equals);
+            name.chosenValue = rest.substr(equals + 1, close - equals - 1);
+        } else if (!TakeIndex(rest.substr(0, close), &name.index)) {
+            FailName(text);
+        }
         name.property = rest.substr(close + 2);
     } else if (const std::size_t dot = rest.rfind('.'); dot == std::string_view::npos) {
         name.index = 0;

@@ -22,7 +22,8 @@ struct ValueName {
 };
 
 /// Takes a name apart: "SECTION.PROPERTY" for instance 0, "SECTION.PROPERTY.INDEX" or
-/// "SECTION.INDEX.PROPERTY" for another one, with "*" for all, or "SECTION[PROPERTY=VALUE].PROPERTY".
+/// "SECTION.INDEX.PROPERTY" or "SECTION[INDEX].PROPERTY" for another one, with "*" for all, or
+/// "SECTION[PROPERTY=VALUE].PROPERTY".
 /// @throws CommandError (kInput) for other forms
 ValueName ParseValueName(std::string_view text);
 

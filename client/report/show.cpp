@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
@@ -325,8 +326,24 @@ std::string FormatPart(const std::vector<Row>& rows, const std::vector<std::size
     return text;
 }
 
-/// The instances as rows, in one part or two; empty when that does not fit in.
-std::string FormatTable(const Section& section, const ShowStyle& style)
+/// No column wider than what has the table fit in, or as narrow as they may be.
+std::vector<std::size_t> CappedColumns(const std::vector<std::size_t>& whole, std::size_t named,
+                                       const ShowStyle& style)
+{
+    std::vector<std::size_t> widths;
+    for (std::size_t cap = std::max(style.columns, kNarrowest); cap >= kNarrowest; --cap) {
+        widths = whole;
+        for (std::size_t& width : widths)
+            width = std::min(width, cap);
+        if (FitsIn(FoldColumns(widths, named, style), widths, style))
+            break;
+    }
+    return widths;
+}
+
+/// The instances as rows, in one part or two; empty when that does not fit in, unless it is forced
+/// into as many parts as it takes.
+std::string FormatTable(const Section& section, const ShowStyle& style, bool isForced)
 {
     const auto names = ColumnNames(section);
     if (names.empty())
@@ -344,9 +361,13 @@ std::string FormatTable(const Section& section, const ShowStyle& style)
         cut += widths[column] < whole[column] ? 1u : 0u;
     if (cut > kMostCut && FitsIn(FoldColumns(whole, named, style), whole, style))
         widths = whole;
-    const Parts parts = FoldColumns(widths, named, style);
-    if (!FitsIn(parts, widths, style))
-        return "";
+    Parts parts = FoldColumns(widths, named, style);
+    if (!FitsIn(parts, widths, style)) {
+        if (!isForced)
+            return "";
+        widths = CappedColumns(whole, named, style);
+        parts = FoldColumns(widths, named, style);
+    }
     std::string text;
     for (const auto& columns : parts)
         text.append(text.empty() ? 0 : 1, '\n').append(FormatPart(rows, columns, widths, style));
@@ -385,7 +406,9 @@ std::string FormatReasons(const Section& section, const ShowStyle& style)
             std::string reason = Escaped(name, style.values) + " is " +
                                  (value.empty() ? "empty" : '"' + shown + '"') + ": ";
             reason += why;
-            if (std::find(reasons.begin(), reasons.end(), reason) == reasons.end())
+            constexpr std::size_t kMost = 100;  // a report may say anything
+            if (reasons.size() < kMost &&
+                std::find(reasons.begin(), reasons.end(), reason) == reasons.end())
                 reasons.push_back(std::move(reason));
         }
     std::string text;
@@ -400,7 +423,7 @@ std::string FormatSection(const Section& section, const ShowStyle& style)
     if (count == 1 && section.instances.front().index == 0)
         return FormatHeading(section.name, "", style) +
                FormatProperties(section, section.instances.front(), style);
-    const std::string table = FormatTable(section, style);
+    const std::string table = FormatTable(section, style, false);
     return FormatHeading(section.name,
                          std::to_string(count) + (count == 1 ? " instance" : " instances"), style) +
            (table.empty() ? FormatBlocks(section, style) : table);
@@ -520,6 +543,16 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
             chosen.push_back(found);
     }
     return selection;
+}
+
+void WriteRows(const Section& section, const ShowStyle& style, const TextSink& sink)
+{
+    ShowStyle wide = style;
+    if (!style.shorten)
+        wide.columns = std::numeric_limits<std::size_t>::max() / 2;
+    const std::string count = std::to_string(section.instances.size());
+    sink(FormatHeading(section.name, count + (count == "1" ? " instance" : " instances"), style) +
+         FormatTable(section, wide, true));
 }
 
 void WriteTables(const Report& report, const Selection& selection, const ShowStyle& style,

@@ -46,4 +46,8 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
 void WriteTables(const Report& report, const Selection& selection, const ShowStyle& style,
                  const TextSink& sink);
 
+/// Writes a section of no more than 30 properties as a table with a row for each instance, whatever its
+/// width: on a terminal in parts, with values shortened, and else on lines as long as they come.
+void WriteRows(const Section& section, const ShowStyle& style, const TextSink& sink);
+
 }  // namespace orrery::report
