@@ -26,8 +26,10 @@ std::string FormatChanges(const std::vector<report::SectionChange>& changes,
                           const report::DiffStates& states, const DiffOptions& options)
 {
     const bool isText = options.format != "json";
-    const report::DiffNames names{isText ? ReportName(options.before) : options.before,
-                                  isText ? ReportName(options.after) : options.after};
+    const report::DiffNames names =
+        options.redact ? report::DiffNames{"report-1", "report-2"}
+        : isText       ? report::DiffNames{ReportName(options.before), ReportName(options.after)}
+                       : report::DiffNames{options.before, options.after};
     if (options.format == "json")
         return report::FormatDiffJson(changes, names, options.withPassing, states);
     if (changes.empty())

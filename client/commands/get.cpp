@@ -44,8 +44,9 @@ ExitCode GetValues(const Options& options)
         PrintWarnings(options.path, lookup.warnings, lookup.completeness);
     const Terminal terminal = options.output == kStandardStream ? OutputTerminal() : Terminal{};
     const bool isJson = options.format == "json";
-    const TextSource text = WholeText(isJson ? report::FormatValuesJson(options.path, lookup)
-                                             : ValueLines(lookup, terminal));
+    const TextSource text = WholeText(
+        isJson ? report::FormatValuesJson(options.redact ? "report-1" : options.path, lookup)
+               : ValueLines(lookup, terminal));
     WriteOrPrint(options.output, isJson && terminal.isTerminal ? ForOutput(text) : text);
     ExitCode result = ExitCode::kDone;
     for (const auto& [name, values, hint, isUnknown] : lookup.found) {

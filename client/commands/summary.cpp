@@ -25,7 +25,9 @@ std::vector<report::NamedReport> OpenReports(const Options& options, ExitCode* r
     std::vector<report::NamedReport> reports;
     for (const std::string& path : options.paths) {
         try {
-            reports.push_back({path, OpenReport(path, options.redact, {}, options.isQuiet)});
+            const std::string number = std::to_string(reports.size() + 1);
+            reports.push_back({options.redact ? "report-" + number : path,
+                               OpenReport(path, options.redact, {}, options.isQuiet)});
         } catch (const CommandError& error) {
             if (options.paths.size() == 1)
                 throw;

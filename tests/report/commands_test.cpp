@@ -468,7 +468,7 @@ TEST_F(Commands, ReadStandardInput)
     const int before = dup(0);
     for (const char* arguments :
          {"show - bios", "get - BIOS.Version", "summary -", "check -", "diff - @b.tsv --all",
-          "diff @b.tsv -", "convert - --to json", "redact - -"}) {
+          "diff @b.tsv -", "convert - --to html", "redact - -"}) {
         const std::string typed = arguments;
         std::string named = typed;
         named.replace(named.find(" -") + 1, 1, "@a.tsv");
