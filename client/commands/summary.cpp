@@ -48,7 +48,8 @@ ExitCode Summarize(const Options& options)
     if (reports.empty())
         return result;
     if (options.format == "json") {
-        WriteOrPrint(options.output, WholeText(report::FormatProfilesJson(reports)));
+        const TextSource text = WholeText(report::FormatProfilesJson(reports));
+        WriteOrPrint(options.output, options.output == kStandardStream ? ForOutput(text) : text);
         return result;
     }
     const report::ShowStyle style =

@@ -10,12 +10,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <utility>
 #endif
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -141,9 +141,9 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
 
 TEST_F(Commands, ConvertSeveralReportsIntoOneText)
 {
-    EXPECT_EQ(Run("convert @a.tsv @none.tsv @b.tsv --to csv --redact"), 2);
+    EXPECT_EQ(Run("convert @a.tsv @none.tsv @b.tsv --to csv --redact -o @all.csv"), 2);
     EXPECT_NE(message_.find("there is no such file"), std::string::npos) << message_;
-    EXPECT_EQ(output_,
+    EXPECT_EQ(folder_.Read("all.csv"),
               "machine,section,index,property,value,report\r\n"
               ",BIOS,0,SerialNumber,serial-1,report-1\r\n,BIOS,0,Version,1,report-1\r\n"
               ",BIOS,0,SerialNumber,serial-1,report-3\r\n,BIOS,0,Version,2,report-3\r\n");
@@ -205,12 +205,14 @@ TEST_F(Commands, PrintWhatThereIs)
     }
     for (const char* arguments :
          {"show @a.tsv", "get @a.tsv BIOS.Version", "summary @a.tsv", "check @a.tsv",
-          "diff @a.tsv @b.tsv", "convert @a.tsv --to csv", "redact @a.tsv"}) {
+          "diff @a.tsv @b.tsv", "convert @a.tsv --to html", "redact @a.tsv"}) {
         // What goes to a file is what is printed.
         Run(arguments + " --quiet -o @out"s);
         EXPECT_EQ(message_ + output_, "") << arguments;
+        const std::string written = folder_.Read("out");
+        std::filesystem::remove(PathFromUtf8(folder_.Path("out")));
         Run(arguments + " --quiet"s);
-        EXPECT_EQ(output_, folder_.Read("out")) << arguments;
+        EXPECT_EQ(output_, written) << arguments;
         EXPECT_FALSE(output_.empty()) << arguments;
     }
     EXPECT_EQ(Run("summary @none.tsv @a.tsv"), 2);
