@@ -30,8 +30,8 @@ ExitCode Run(int argumentCount, char** arguments)
     AddRedactCommand(commandLine, &result);
     AddRecordCommand(commandLine, &result);
     AddFleetCommand(commandLine, &result);
-    const std::string no =
-        std::string{"get: "} + kNoOfGet + "; diff: " + kNoOfDiff + "; check: " + kNoOfCheck;
+    const std::string no = std::string{"show: "} + kNoOfShow + "; get: " + kNoOfGet +
+                           "; diff: " + kNoOfDiff + "; check: " + kNoOfCheck;
 #ifdef _WIN32
     commandLine.Footer(
         "Example:\n  orreryctl collect report.tsv\n\n" +

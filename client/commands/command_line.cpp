@@ -121,6 +121,25 @@ void CCommand::TextOption(const std::string& name, const std::string& kind, std:
     parser_->add_option(name, *value, help)->type_name(kind);
 }
 
+void CCommand::OutputOption(std::string* output)
+{
+    *output = kStandardStream;
+    TextOption("-o,--output", "FILE", output,
+               "The file to write, in place of an earlier one; \"-\", and without this option, "
+               "standard output");
+}
+
+void CCommand::QuietFlag(bool* isQuiet)
+{
+    Flag("--quiet", isQuiet, "Print errors only, no warnings and notes");
+}
+
+void CCommand::RedactFlag(bool* isRedacted)
+{
+    Flag("--redact", isRedacted,
+         "Put placeholders in place of serial numbers, addresses and names");
+}
+
 void CCommand::Choice(const std::string& name, const std::vector<std::string>& words,
                       std::string* value, const std::string& help)
 {

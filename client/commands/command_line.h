@@ -41,6 +41,13 @@ public:
     /// @param kind what the help shows in place of the value
     void TextOption(const std::string& name, const std::string& kind, std::string* value,
                     const std::string& help);
+    /// The option for what to write to instead of standard output; see WriteOrPrint.
+    /// @param output "-", for standard output, unless the option is given
+    void OutputOption(std::string* output);
+    /// What keeps a command from telling more than errors and what it was asked for.
+    void QuietFlag(bool* isQuiet);
+    /// What has placeholders stand for what identifies the machine.
+    void RedactFlag(bool* isRedacted);
     /// An option with one of these words, which has to be given.
     void Choice(const std::string& name, const std::vector<std::string>& words, std::string* value,
                 const std::string& help);

@@ -25,8 +25,8 @@ namespace {
 struct ConvertOptions {
     std::vector<std::string> reports;
     std::string format;
-    std::string output;  // empty for standard output
-    bool redact = false, forSpreadsheet = false;
+    std::string output;
+    bool redact = false, isQuiet = false, forSpreadsheet = false;
 };
 
 report::CsvReader CsvReaderOf(const ConvertOptions& options)
@@ -86,7 +86,7 @@ void WriteReports(const ConvertOptions& options, const Format& format, const Tex
     for (std::size_t at = 0; at < options.reports.size(); ++at) {
         std::optional<report::Report> report;
         try {
-            report = OpenReport(options.reports[at], options.redact);
+            report = OpenReport(options.reports[at], options.redact, {}, options.isQuiet);
         } catch (const CommandError& error) {
             if (isFirst && at + 1 == options.reports.size())
                 throw;
@@ -104,13 +104,13 @@ void WriteReports(const ConvertOptions& options, const Format& format, const Tex
 void ConvertReports(const ConvertOptions& options, ExitCode* result)
 {
     const Format& format = FormatOf(options);
-    if (!options.output.empty())
-        for (const std::string& path : options.reports)
-            CheckOutputFile(options.output, PathFromUtf8(path));
+    CheckReports(options.reports);
+    for (const std::string& path : options.reports)
+        CheckOutputFile(options.output, PathFromUtf8(path));
     const TextSource text = [&](const TextSink& sink) {
         WriteReports(options, format, sink, result);
     };
-    WriteOrPrint(options.output, options.output.empty() ? ForOutput(text) : text);
+    WriteOrPrint(options.output, options.output == kStandardStream ? ForOutput(text) : text);
 }
 
 }  // namespace
@@ -130,10 +130,9 @@ void AddConvertCommand(CCommandLine& commandLine, ExitCode* result)
                    "jsonl: the same on one line for each report\n"
                    "csv: one fact a row, for a database\n"
                    "html: a page for a browser");
-    convert.TextOption("-o,--output", "FILE", &options->output,
-                       "The file to write, in place of an earlier one; else standard output");
-    convert.Flag("--redact", &options->redact,
-                 "Replace what identifies the machine, its network or its people");
+    convert.OutputOption(&options->output);
+    convert.RedactFlag(&options->redact);
+    convert.QuietFlag(&options->isQuiet);
     convert.Flag("--spreadsheet", &options->forSpreadsheet,
                  "With csv: what Excel and LibreOffice open, with texts as texts");
     convert.Footer(

@@ -6,7 +6,9 @@
 #include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
 #include "client/report/find_value.h"
+#include "client/report/reader.h"
 #include "client/system/console.h"
+#include "client/system/output_file.h"
 #include "client/text/terminal_text.h"
 #include "client/text/utf8.h"
 
@@ -14,7 +16,8 @@ namespace orrery {
 namespace {
 
 struct Options {
-    std::string path, format = "text";
+    std::string path, format = "text", output;
+    bool redact = false, isQuiet = false;
     std::vector<std::string> names;
 };
 
@@ -34,16 +37,23 @@ ExitCode GetValues(const Options& options)
     std::vector<report::ValueName> names;
     for (const std::string& name : options.names)
         names.push_back(report::ParseValueName(name));
-    const report::Lookup lookup = report::FindValues(PathFromUtf8(options.path), names);
-    PrintWarnings(options.path, lookup.warnings, lookup.completeness);
-    PrintOrFail(WholeText(options.format == "json" ? report::FormatValuesJson(options.path, lookup)
-                                                   : ValueLines(lookup, OutputTerminal())));
+    CheckOutputFile(options.output, PathFromUtf8(options.path));
+    const report::Lookup lookup =
+        report::FindValues(PathFromUtf8(options.path), names, options.redact);
+    if (!options.isQuiet)
+        PrintWarnings(options.path, lookup.warnings, lookup.completeness);
+    const Terminal terminal = options.output == kStandardStream ? OutputTerminal() : Terminal{};
+    const bool isJson = options.format == "json";
+    const TextSource text = WholeText(
+        isJson ? report::FormatValuesJson(options.redact ? "report-1" : options.path, lookup)
+               : ValueLines(lookup, terminal));
+    WriteOrPrint(options.output, isJson && terminal.isTerminal ? ForOutput(text) : text);
     ExitCode result = ExitCode::kDone;
     for (const auto& [name, values, hint, isUnknown] : lookup.found) {
         if (!values.empty())
             continue;
-        PrintError("the report \"" + options.path + "\" has no value " + name.text +
-                   (hint.empty() ? "; \"orreryctl show\" shows what it has" : hint));
+        PrintError("the report " + report::Quoted(PathFromUtf8(options.path)) + " has no value " +
+                   name.text + (hint.empty() ? "; \"orreryctl show\" shows what it has" : hint));
         result = std::max(result, isUnknown ? ExitCode::kInput : ExitCode::kNo);
     }
     return result;
@@ -59,6 +69,9 @@ void AddGetCommand(CCommandLine& commandLine, ExitCode* result)
     get.Operands("SECTION.PROPERTY[.INDEX]", &options->names,
                  "The values to print, in any letter case; the index is 0 unless given");
     get.Choice("--to", "FORMAT", {"text", "json"}, &options->format, "text (unless given) or json");
+    get.OutputOption(&options->output);
+    get.RedactFlag(&options->redact);
+    get.QuietFlag(&options->isQuiet);
     get.Footer(
         "Prints the values as they are, each with a line feed. In place of an index, \"*\" stands\n"
         "for all instances, and SECTION[PROPERTY=VALUE] chooses instances by another property.\n"

@@ -1,5 +1,6 @@
 #include "client/commands/open_report.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -10,22 +11,39 @@
 
 namespace orrery {
 
-report::Report OpenReport(const std::string& path, bool redact, const report::FactFilter& isKept)
+report::Report OpenReport(const std::string& path, bool redact, const report::FactFilter& isKept,
+                          bool isQuiet)
 {
     report::Report report = report::ReadReport(PathFromUtf8(path), isKept);
     if (redact)
         report::Redact(&report);
-    PrintWarnings(path, report.warnings, report.completeness);
+    if (!isQuiet)
+        PrintWarnings(path, report.warnings, report.completeness);
     return report;
+}
+
+std::string ReportName(const std::string& path)
+{
+    return path == kStandardStream ? "standard input" : path;
+}
+
+void CheckReports(const std::vector<std::string>& paths)
+{
+    if (std::count(paths.begin(), paths.end(), kStandardStream) > 1)
+        throw CommandError(ExitCode::kInput,
+                           "standard input, \"-\", can be read once only; name a file for all "
+                           "reports but one");
 }
 
 void PrintWarnings(const std::string& path, const std::vector<report::Warning>& warnings,
                    const report::Completeness& completeness)
 {
+    const std::string start =
+        "warning: " + (path == kStandardStream ? ReportName(path) : '"' + path + '"');
     if (const std::string text = Describe(completeness); !text.empty())
-        PrintError("warning: \"" + path + "\": " + text);
+        PrintError(start + ": " + text);
     for (const report::Warning& warning : warnings) {
-        std::string message = "warning: \"" + path + '"';
+        std::string message = start;
         if (warning.line != 0)
             message += ", line " + std::to_string(warning.line);
         PrintError(message + ": " + warning.text);
@@ -69,7 +87,7 @@ TextSource ForOutput(TextSource text)
 
 void WriteOrPrint(const std::string& output, const TextSource& text)
 {
-    if (output.empty())
+    if (output == kStandardStream)
         PrintOrFail(text);
     else
         WriteOutputFile(output, text);

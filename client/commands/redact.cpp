@@ -1,8 +1,10 @@
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
+#include "client/system/console.h"
 #include "client/system/output_file.h"
 #include "client/report/writer.h"
 #include "client/text/utf8.h"
@@ -10,11 +12,28 @@
 namespace orrery {
 namespace {
 
-void RedactFile(const std::string& input, const std::string& output)
+struct Options {
+    std::string input, output;
+    std::vector<std::string> operands;  // what to write, in place of the option
+    bool isQuiet = false;
+};
+
+void RedactFile(const Options& options)
 {
-    CheckOutputFile(output, PathFromUtf8(input));
-    const report::Report report = OpenReport(input, true);
-    WriteOutputFile(output, [&report](const TextSink& sink) { WriteReport(report, sink); });
+    const bool isOption = options.output != kStandardStream;
+    if (options.operands.size() + (isOption ? 1 : 0) > 1)
+        throw CommandError(ExitCode::kInput,
+                           "there is more than one file to write; give OUT.tsv "
+                           "once, or -o");
+    const std::string& output =
+        options.operands.empty() ? options.output : options.operands.front();
+    if (output == kStandardStream && OutputTerminal().isTerminal)
+        throw CommandError(ExitCode::kInput,
+                           "a terminal does not show a report; give OUT.tsv, or use \"orreryctl "
+                           "show --redact\"");
+    CheckOutputFile(output, PathFromUtf8(options.input));
+    const report::Report report = OpenReport(options.input, true, {}, options.isQuiet);
+    WriteOrPrint(output, [&report](const TextSink& sink) { WriteReport(report, sink); });
 }
 
 }  // namespace
@@ -23,9 +42,12 @@ void AddRedactCommand(CCommandLine& commandLine, ExitCode* /*result*/)
 {
     CCommand redact = commandLine.AddCommand(
         "redact", "Write a copy of a report without what identifies the machine");
-    const auto input = std::make_shared<std::string>(), output = std::make_shared<std::string>();
-    redact.Operand("IN.tsv", input.get(), "The report to read");
-    redact.Operand("OUT.tsv", output.get(), "The report to write; another file than IN.tsv");
+    const auto options = std::make_shared<Options>();
+    redact.Operand("IN.tsv", &options->input, "The report to read");
+    redact.MoreOperands("OUT.tsv", &options->operands,
+                        "The report to write, another file than IN.tsv; the same as -o");
+    redact.OutputOption(&options->output);
+    redact.QuietFlag(&options->isQuiet);
     redact.Footer(
         "Serial numbers, MAC and IP addresses, names of wireless networks, of the computer, its\n"
         "domain and its user become placeholders such as \"serial-1\" or \"ip-2\"; equal values "
@@ -36,7 +58,7 @@ void AddRedactCommand(CCommandLine& commandLine, ExitCode* /*result*/)
         "Example:\n  orreryctl redact report.tsv to-share.tsv\n\n" +
         ExitCodeHelp(
             {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));
-    redact.Does([input, output] { RedactFile(*input, *output); });
+    redact.Does([options] { RedactFile(*options); });
 }
 
 }  // namespace orrery

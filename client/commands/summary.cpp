@@ -16,7 +16,7 @@ namespace {
 struct Options {
     std::vector<std::string> paths;
     std::string format = "text", output;
-    bool redact = false;
+    bool redact = false, isQuiet = false;
 };
 
 /// The reports that can be read. Of several, one that cannot be read is told and left out.
@@ -25,7 +25,9 @@ std::vector<report::NamedReport> OpenReports(const Options& options, ExitCode* r
     std::vector<report::NamedReport> reports;
     for (const std::string& path : options.paths) {
         try {
-            reports.push_back({path, OpenReport(path, options.redact)});
+            const std::string number = std::to_string(reports.size() + 1);
+            reports.push_back({options.redact ? "report-" + number : path,
+                               OpenReport(path, options.redact, {}, options.isQuiet)});
         } catch (const CommandError& error) {
             if (options.paths.size() == 1)
                 throw;
@@ -38,19 +40,20 @@ std::vector<report::NamedReport> OpenReports(const Options& options, ExitCode* r
 
 ExitCode Summarize(const Options& options)
 {
-    if (!options.output.empty())
-        for (const std::string& path : options.paths)
-            CheckOutputFile(options.output, PathFromUtf8(path));
+    CheckReports(options.paths);
+    for (const std::string& path : options.paths)
+        CheckOutputFile(options.output, PathFromUtf8(path));
     ExitCode result = ExitCode::kDone;
     const auto reports = OpenReports(options, &result);
     if (reports.empty())
         return result;
     if (options.format == "json") {
-        WriteOrPrint(options.output, WholeText(report::FormatProfilesJson(reports)));
+        const TextSource text = WholeText(report::FormatProfilesJson(reports));
+        WriteOrPrint(options.output, options.output == kStandardStream ? ForOutput(text) : text);
         return result;
     }
     const report::ShowStyle style =
-        options.output.empty() ? StyleOf(OutputTerminal()) : report::ShowStyle{};
+        options.output == kStandardStream ? StyleOf(OutputTerminal()) : report::ShowStyle{};
     WriteOrPrint(options.output,
                  [&](const TextSink& sink) { report::WriteProfiles(reports, style, sink); });
     return result;
@@ -66,10 +69,9 @@ void AddSummaryCommand(CCommandLine& commandLine, ExitCode* result)
     summary.Operands("REPORT.tsv", &options->paths, "The reports to read, one for each PC");
     summary.Choice("--to", "", {"text", "json"}, &options->format,
                    "text for people (the default), or json");
-    summary.TextOption("-o,--output", "FILE", &options->output,
-                       "The file to write, in place of an earlier one; else standard output");
-    summary.Flag("--redact", &options->redact,
-                 "Show placeholders instead of serial numbers, addresses and names");
+    summary.OutputOption(&options->output);
+    summary.RedactFlag(&options->redact);
+    summary.QuietFlag(&options->isQuiet);
     summary.Footer(
         "What a report does not tell is left out. Of several reports, those that can be read are\n"
         "shown.\n\n"

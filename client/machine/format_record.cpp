@@ -98,9 +98,23 @@ Value NamedWord(std::string_view name, std::string_view word)
             .spelling = Value::Spelling::kBare};
 }
 
+namespace {
+
+constexpr std::string_view kRedactedLine =
+    "# Redacted: what identifies the machine, its network and its people was replaced.\n";
+
+}  // namespace
+
+bool SaysRedacted(std::string_view start)
+{
+    return start.find(kRedactedLine) != start.npos;
+}
+
 std::string FormatRecord(const Record& record)
 {
     std::string text = "# What the library asks of a machine, and its answers.\n";
+    if (record.isRedacted)
+        text += kRedactedLine;
     for (const std::string& problem : record.problems)
         text += "# Not recorded: " + problem + '\n';
     for (const Item& item : record.items) {

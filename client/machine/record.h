@@ -43,6 +43,7 @@ struct Item {
 struct Record {
     std::vector<Item> items{};
     std::vector<std::string> problems{};  ///< what could not be recorded
+    bool isRedacted = false;
 };
 
 // Each asks this machine a part of what the library asks and adds the answers. A question that is
@@ -65,5 +66,9 @@ std::string SpelledLine(const Value& value);
 
 /// The text of a machine file.
 std::string FormatRecord(const Record& record);
+
+/// Whether the text of a machine file says that what identifies the machine was replaced.
+/// @param start as much of it as there is before the first item
+bool SaysRedacted(std::string_view start);
 
 }  // namespace orrery::machine

@@ -179,6 +179,7 @@ void Redact(Record* record)
             RedactValue(&value, &redactor);
     }
     redactor.Finish();
+    record->isRedacted = true;
 }
 
 }  // namespace orrery::machine

@@ -66,7 +66,7 @@ std::string WithPlainDigits(std::string_view text)
     for (std::size_t at = 0; (at = plain.find(kWideStart, at)) != std::string::npos; ++at) {
         const auto last = static_cast<unsigned char>(at + 2 < plain.size() ? plain[at + 2] : 0);
         if (last >= 0x90 && last <= 0x99)
-            plain.replace(at, 3, "0");
+            plain.replace(at, 3, 1, '0');
     }
     return plain;
 }

@@ -7,6 +7,7 @@
 
 #include "client/report/completeness_json.h"
 #include "client/report/ordered_json.h"
+#include "client/report/units.h"
 
 namespace orrery::report {
 namespace {
@@ -19,20 +20,32 @@ struct Layout {
     Charset charset;
 
     std::string Show(std::string_view text) const { return Escaped(text, charset); }
-    std::string ShowValue(const std::optional<std::string>& value) const
+    /// A value in its unit, with what stands in the report beside it where that tells more.
+    std::string ShowValue(const std::optional<std::string>& value, std::string_view section,
+                          std::string_view property, bool isExact = false) const
     {
         if (!value)
             return "(not reported)";
-        return value->empty() ? "(empty)" : Show(*value);
+        if (value->empty())
+            return "(empty)";
+        // An elapsed time has its category in place of a property.
+        const std::string readable =
+            Readable(section, section == "ET" ? "" : property, *value).text;
+        return Show(readable) + (isExact && readable != *value ? " (" + Show(*value) + ')' : "");
     }
 };
 
 /// "before -> after", on two lines when it does not fit on one.
-std::string ChangeText(const PropertyChange& property, std::size_t indent, const Layout& layout)
+std::string ChangeText(std::string_view section, const PropertyChange& property, std::size_t indent,
+                       const Layout& layout)
 {
     constexpr std::string_view kArrow = " -> ";
-    std::string text = layout.ShowValue(property.before);
-    const std::string after = layout.ShowValue(property.after);
+    std::string text = layout.ShowValue(property.before, section, property.name);
+    std::string after = layout.ShowValue(property.after, section, property.name);
+    if (text == after) {
+        text = layout.ShowValue(property.before, section, property.name, true);
+        after = layout.ShowValue(property.after, section, property.name, true);
+    }
     const std::size_t width = indent + Columns(text) + kArrow.size() + Columns(after);
     if (layout.columns != 0 && width > layout.columns)
         text.append("\n").append(indent - (kArrow.size() - 1), ' ').append(kArrow.substr(1));
@@ -41,7 +54,8 @@ std::string ChangeText(const PropertyChange& property, std::size_t indent, const
     return text + after;
 }
 
-std::string PropertyLines(const InstanceChange& instance, std::size_t indent, const Layout& layout)
+std::string PropertyLines(std::string_view section, const InstanceChange& instance,
+                          std::size_t indent, const Layout& layout)
 {
     std::size_t nameWidth = 0;
     for (const PropertyChange& property : instance.properties)
@@ -51,9 +65,10 @@ std::string PropertyLines(const InstanceChange& instance, std::size_t indent, co
         const std::string name = layout.Show(property.name);
         lines.append(indent, ' ').append(name).append(nameWidth - Columns(name) + 2, ' ');
         if (instance.isAdded() || instance.isRemoved())
-            lines += layout.ShowValue(property.before ? property.before : property.after);
+            lines += layout.ShowValue(property.before ? property.before : property.after, section,
+                                      property.name);
         else
-            lines += ChangeText(property, indent + nameWidth + 2, layout);
+            lines += ChangeText(section, property, indent + nameWidth + 2, layout);
         lines += '\n';
     }
     return lines;
@@ -83,7 +98,7 @@ std::string FormatSection(const SectionChange& section, const Layout& layout)
             text.append(2, ' ')
                 .append(HeadingOf(instance, labels[instance.label] > 1, layout))
                 .append("\n");
-        text += PropertyLines(instance, isPlain ? 2 : 6, layout);
+        text += PropertyLines(section.name, instance, isPlain ? 2 : 6, layout);
     }
     return text;
 }
@@ -142,6 +157,27 @@ std::string FormatDiff(const std::vector<SectionChange>& changes, const DiffName
                                                                            : names.before) +
                     '\n';
     }
+    return text;
+}
+
+std::string CountOfChanges(const std::vector<SectionChange>& changes)
+{
+    std::size_t changed = 0, added = 0, removed = 0, notCollected = 0;
+    for (const SectionChange& section : changes) {
+        if (section.state != SectionState::kChanged)
+            ++notCollected;
+        for (const InstanceChange& instance : section.instances)
+            ++(instance.isAdded() ? added : instance.isRemoved() ? removed : changed);
+    }
+    const std::initializer_list<std::pair<std::size_t, const char*>> counts{
+        {changed, " changed"},
+        {added, " added"},
+        {removed, " removed"},
+        {notCollected, " not collected"}};
+    std::string text;
+    for (const auto& [count, what] : counts)
+        if (count != 0)
+            text += (text.empty() ? "" : ", ") + std::to_string(count) + what;
     return text;
 }
 

@@ -23,10 +23,15 @@ struct DiffStates {
 };
 
 /// The differences for people: by section, with what was added (+), removed (-) and changed (~).
-/// What a terminal would act on is shown instead.
+/// Values
+/// are in their units. What a terminal would act on is shown instead.
 /// @param columns width that a line with both values should keep to; 0 for any
 std::string FormatDiff(const std::vector<SectionChange>& changes, const DiffNames& names,
                        int columns, Charset charset);
+
+/// How many things differ: "3 changed, 1 added, 1 not collected", the last of which are sections.
+/// @return empty for none
+std::string CountOfChanges(const std::vector<SectionChange>& changes);
 
 /// The differences for programs, as a JSON object with a format version; ends with a line feed.
 std::string FormatDiffJson(const std::vector<SectionChange>& changes, const DiffNames& names,

@@ -12,7 +12,8 @@ namespace orrery {
 
 struct SectionCount {
     std::string section;
-    std::size_t facts = 0;
+    std::size_t facts = 0;  ///< that say something
+    std::size_t empty = 0;  ///< whose value is nothing or blanks
 };
 
 /// Counts the facts of a report, section by section, from its UTF-16LE bytes.
@@ -29,7 +30,8 @@ public:
 
     /// The sections in the order in which the report first names them.
     const std::vector<SectionCount>& sections() const noexcept { return sections_; }
-    std::size_t total() const noexcept;
+    /// The sum of all sections, which has no name.
+    SectionCount total() const;
     /// How complete the report is, once it was counted.
     const report::Completeness& completeness() const noexcept { return completeness_; }
 
@@ -44,7 +46,8 @@ private:
     std::vector<SectionCount> sections_;
 };
 
-/// The counts as a table of two aligned columns with a heading and the total.
+/// The counts as a table of aligned columns with a heading and the total, and what to do about
+/// sections of which all facts are empty.
 std::string FactCountTable(const CFactCounter& counter);
 
 }  // namespace orrery

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "client/report/machine.h"
+#include "client/report/redact.h"
 #include "client/report/vocabulary.h"
 #include "client/system/exit_codes.h"
 #include "client/text/fold_case.h"
@@ -109,10 +110,7 @@ void TakeElapsed(const Report& report, FoundValues* found)
 
 std::string NoSection(const Report& report, FoundValues* found)
 {
-    std::vector<std::string> known;
-    for (const Term& term : Vocabulary())
-        if (!term.section.empty() && (known.empty() || known.back() != term.section))
-            known.emplace_back(term.section);
+    std::vector<std::string> known = KnownSections();
     const bool isKnown = std::any_of(known.begin(), known.end(), [found](const std::string& each) {
         return IsSame(each, found->name.section);
     });
@@ -131,7 +129,10 @@ std::string NoElapsed(const Report& report, const ValueName& name)
     const auto isCategory = [&name](std::string_view each) { return IsSame(each, name.property); };
     if (std::any_of(kCategories.begin(), kCategories.end(), isCategory))
         return ": elapsed times have no index";
-    return Suggestion(name.property, {kCategories.begin(), kCategories.end()});
+    std::vector<std::string> known;
+    for (const std::string_view category : kCategories)
+        known.push_back(std::string{kElapsed} + '.' + std::string{category});
+    return Suggestion(std::string{kElapsed} + '.' + name.property, known);
 }
 
 bool HasProperty(const Section& section, std::string_view property)
@@ -143,7 +144,8 @@ bool HasProperty(const Section& section, std::string_view property)
 }
 
 /// Why there is no value, though other instances have the property.
-std::string OtherPlaces(const Section& section, const ValueName& name)
+/// @param withValues whether the report's own values may be named
+std::string OtherPlaces(const Section& section, const ValueName& name, bool withValues)
 {
     constexpr std::size_t kMost = 12;
     std::vector<std::string> chosenBy;
@@ -164,10 +166,56 @@ std::string OtherPlaces(const Section& section, const ValueName& name)
     if (name.chosenBy.empty() || isAnyChosen)
         return ": it is there with the index " + indexes + (count > kMost ? ", ..." : "");
     return ": no " + name.chosenBy + " is \"" + name.chosenValue + '"' +
-           Suggestion(name.chosenValue, chosenBy);
+           (withValues ? Suggestion(name.chosenValue, chosenBy) : "");
 }
 
-void Find(const Report& report, const std::vector<std::string>& keys, FoundValues* found)
+/// How many letters in a row two names have in common.
+std::size_t CommonLetters(std::string_view one, std::string_view other)
+{
+    constexpr std::size_t kLongest = 64;
+    const std::string first = FoldCase(one.substr(0, kLongest));
+    const std::string second = FoldCase(other.substr(0, kLongest));
+    std::size_t most = 0;
+    for (std::size_t at = 0; at < first.size(); ++at)
+        while (at + most < first.size() &&
+               second.find(std::string_view{first}.substr(at, most + 1)) != second.npos)
+            ++most;
+    return most;
+}
+
+/// What there is in place of a property that the section lacks.
+/// @param keys of all sections that are asked for
+std::string OtherProperties(const Section& section, const ValueName& name,
+                            const std::vector<std::string>& keys)
+{
+    for (const Term& term : TermsOf(section.name))
+        if (IsSame(term.property, name.property))
+            return ": the property is not in this report";
+    if (std::string close = Suggestion(name.section + '.' + name.property, keys); !close.empty())
+        return close;
+    constexpr std::size_t kFewLetters = 4, kMostListed = 12;
+    const std::string start = section.name + '.';
+    const std::string* nearest = nullptr;
+    std::size_t most = kFewLetters - 1, count = 0;
+    std::string list;
+    for (const std::string& key : keys) {
+        if (!key.starts_with(start))
+            continue;
+        const std::string_view property = std::string_view{key}.substr(start.size());
+        if (const std::size_t common = CommonLetters(name.property, property); common > most) {
+            most = common;
+            nearest = &key;
+        }
+        if (++count <= kMostListed)
+            list.append(count == 1 ? "" : ", ").append(property);
+    }
+    if (nearest != nullptr)
+        return "; the nearest is \"" + *nearest + '"';
+    return list.empty() ? list : ": the section has " + list + (count > kMostListed ? ", ..." : "");
+}
+
+void Find(const Report& report, const std::vector<std::string>& keys, bool withValues,
+          FoundValues* found)
 {
     const ValueName& name = found->name;
     const bool isElapsed = IsSame(name.section, kElapsed) && name.chosenBy.empty();
@@ -190,9 +238,23 @@ void Find(const Report& report, const std::vector<std::string>& keys, FoundValue
         found->hint = ": no " + name.chosenBy + " is there to choose by" +
                       Suggestion(section->name + '.' + name.chosenBy, keys);
     else if (HasProperty(*section, name.property))
-        found->hint = OtherPlaces(*section, name);
+        found->hint = OtherPlaces(*section, name, withValues);
     else
-        found->hint = Suggestion(name.section + '.' + name.property, keys);
+        found->hint = OtherProperties(*section, name, keys);
+}
+
+/// Puts placeholders in place of what was found, now that it is known where it stands.
+void RedactFound(Report* report, Lookup* lookup)
+{
+    Redact(report);
+    for (FoundValues& found : lookup->found)
+        for (FoundValue& each : found.values)
+            if (const Section* const section = report->Find(each.section)) {
+                const auto instance =
+                    std::ranges::lower_bound(section->instances, each.index, {}, &Instance::index);
+                if (const std::string* const value = instance->Find(each.property))
+                    each.value = *value;
+            }
 }
 
 }  // namespace
@@ -209,10 +271,14 @@ ValueName ParseValueName(std::string_view text)
     if (text[end] == '[') {
         // A value may have brackets of its own, a property has none.
         const std::size_t equals = rest.find('='), close = rest.rfind("].");
-        if (close == std::string_view::npos || equals > close || equals == 0)
+        if (close == std::string_view::npos || equals == 0)
             FailName(text);
-        name.chosenBy = rest.substr(0, equals);
-        name.chosenValue = rest.substr(equals + 1, close - equals - 1);
+        if (equals < close) {
+            name.chosenBy = rest.substr(0, equals);
+            name.chosenValue = rest.substr(equals + 1, close - equals - 1);
+        } else if (!TakeIndex(rest.substr(0, close), &name.index)) {
+            FailName(text);
+        }
         name.property = rest.substr(close + 2);
     } else if (const std::size_t dot = rest.rfind('.'); dot == std::string_view::npos) {
         name.index = 0;
@@ -229,21 +295,26 @@ ValueName ParseValueName(std::string_view text)
     return name;
 }
 
-Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names)
+Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names,
+                  bool redact)
 {
     CKeys keys{names};
-    Report report = ReadReport(path, [&keys](std::string_view section, std::string_view property) {
-        return keys.Keep(section, property);
-    });
+    Report report =
+        ReadReport(path, [&keys, redact](std::string_view section, std::string_view property) {
+            return keys.Keep(section, property) ||
+                   (redact && SecretOf(section, property) != Secret::kNothing);
+        });
     Lookup lookup;
+    lookup.warnings = report.warnings;
+    lookup.completeness = report.completeness;
     const std::vector<std::string> all = keys.all();
     for (const ValueName& name : names) {
         FoundValues& found = lookup.found.emplace_back();
         found.name = name;
-        Find(report, all, &found);
+        Find(report, all, !redact, &found);
     }
-    lookup.warnings = std::move(report.warnings);
-    lookup.completeness = report.completeness;
+    if (redact)
+        RedactFound(&report, &lookup);
     return lookup;
 }
 

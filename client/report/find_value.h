@@ -22,7 +22,8 @@ struct ValueName {
 };
 
 /// Takes a name apart: "SECTION.PROPERTY" for instance 0, "SECTION.PROPERTY.INDEX" or
-/// "SECTION.INDEX.PROPERTY" for another one, with "*" for all, or "SECTION[PROPERTY=VALUE].PROPERTY".
+/// "SECTION.INDEX.PROPERTY" or "SECTION[INDEX].PROPERTY" for another one, with "*" for all, or
+/// "SECTION[PROPERTY=VALUE].PROPERTY".
 /// @throws CommandError (kInput) for other forms
 ValueName ParseValueName(std::string_view text);
 
@@ -50,8 +51,11 @@ struct Lookup {
 
 /// Looks values up in a report file of any size, keeping no more than their properties. "ET" with the
 /// name of a category is the elapsed time of that category in a report that has all of them.
+/// @param redact whether the values become placeholders, as in Redact; instances are chosen by the
+///               values before
 /// @throws CommandError (kInput) for a file that cannot be read or is no report at all
-Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names);
+Lookup FindValues(const std::filesystem::path& path, const std::vector<ValueName>& names,
+                  bool redact = false);
 
 /// The values for programs, as a JSON object with a format version; ends with a line feed.
 std::string FormatValuesJson(const std::string& path, const Lookup& lookup);

@@ -30,6 +30,7 @@ inline bool IsElapsedTime(const FactView& fact)
 enum class Oddity {
     kEmpty,           // no fact and nothing else
     kByteOrderMark,   // skipped
+    kUtf8,            // in place of UTF-16
     kOddBytes,        // the last byte is left out
     kNoFact,          // lines before the first fact, left out
     kIndexRange,      // an index that is negative or beyond 2^31 - 1; the fact is left out
@@ -40,7 +41,7 @@ enum class Oddity {
     kShortened,       // longer than is kept of a fact
     kCarriageReturn,  // before a line feed, left out
     kUnfinished,      // the end of the report within a line, which is no part of the one before
-    kSurrogate,       // half of a surrogate pair, replaced by U+FFFD
+    kSurrogate,       // half of a surrogate pair, or no UTF-8, replaced by U+FFFD
     kDuplicate,       // a fact that an earlier line gave; the later one counts
 };
 

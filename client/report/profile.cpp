@@ -4,6 +4,7 @@
 
 #include "client/report/facts.h"
 #include "client/report/number.h"
+#include "client/report/placeholders.h"
 #include "client/report/vocabulary.h"
 
 namespace orrery::report {
@@ -42,7 +43,7 @@ std::string TypeOf(const std::vector<const Instance*>& modules)
     std::vector<std::string_view> types;
     for (const Instance* const module : modules)
         if (const auto type = Value(*module, "MemoryType");
-            !type.empty() && types.size() <= kMostNamed &&
+            !type.empty() && type != "Unknown" && types.size() <= kMostNamed &&
             std::find(types.begin(), types.end(), type) == types.end())
             types.push_back(type);
     if (types.size() > kMostNamed)
@@ -127,6 +128,12 @@ SecurityProfile ReadSecurity(const Report& report, const StorageProfile& storage
     return security;
 }
 
+/// The text, but nothing where the firmware's maker filled in nothing.
+std::string_view FilledIn(std::string_view text)
+{
+    return IsPlaceholder(text) ? std::string_view{} : text;
+}
+
 }  // namespace
 
 std::optional<std::int64_t> MemoryProfile::freeSlots() const noexcept
@@ -163,8 +170,8 @@ Profile ReadProfile(const Report& report)
         return FirstValue(report, section, property);
     };
     profile.machine = first("ComputerSystem", "Name");
-    profile.maker = first("BIOS", "SystemMan");
-    profile.model = first("BIOS", "SystemMod");
+    profile.maker = FilledIn(first("BIOS", "SystemMan"));
+    profile.model = FilledIn(first("BIOS", "SystemMod"));
     profile.form = first("SystemEnclosure", "ChassisTypes");
     profile.user = first("OperatingSystem", "LoggedOnUser");
     profile.system = first("OperatingSystem", "Caption");

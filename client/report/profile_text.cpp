@@ -16,15 +16,21 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+/// Firmware and processors pad what they call themselves.
 std::string Text(std::string_view value)
 {
-    return std::string{value};
+    const std::size_t first = value.find_first_not_of(' ');
+    return first == value.npos
+               ? std::string{}
+               : std::string{value.substr(first, value.find_last_not_of(' ') - first + 1)};
 }
 
 std::string InUnits(std::string_view section, std::string_view property,
                     std::optional<std::int64_t> number)
 {
-    return number ? Readable(section, property, std::to_string(*number)).text : std::string{};
+    // No size or speed is nothing: the report does not tell it.
+    return number.value_or(0) != 0 ? Readable(section, property, std::to_string(*number)).text
+                                   : std::string{};
 }
 
 std::string Size(std::int64_t mebibytes)
@@ -220,6 +226,12 @@ std::string DriveLines(const StorageProfile& storage, const ShowStyle& style)
     return lines;
 }
 
+/// What adapters are called, and how much memory they have.
+std::string GraphicsText(const Profile& profile)
+{
+    return Joined(GraphicsTexts(profile.graphics), "; ");
+}
+
 /// One PC, on one screen.
 std::string FormatProfile(const Report& report, const ShowStyle& style)
 {
@@ -233,7 +245,7 @@ std::string FormatProfile(const Report& report, const ShowStyle& style)
                 style) +
            Line("Processor", ProcessorTexts(profile.processor), style) +
            Line("Memory", MemoryTexts(profile.memory), style) +
-           Line("Graphics", GraphicsTexts(profile.graphics), style) +
+           Line("Graphics", {GraphicsText(profile)}, style) +
            Line("Network", NetworkTexts(profile.network), style) +
            Line("Security", SecurityTexts(profile.security), style) +
            Line("Slowest", SlowestTexts(report), style) +
@@ -273,7 +285,7 @@ void WriteProfiles(const std::vector<NamedReport>& reports, const ShowStyle& sty
     for (const NamedReport& named : reports)
         computers.instances.push_back(
             RowOf(named, static_cast<std::int32_t>(computers.instances.size())));
-    WriteTables({}, {{&computers}, false}, style, sink);
+    WriteRows(computers, style, sink);
 }
 
 }  // namespace orrery::report

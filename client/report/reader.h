@@ -14,10 +14,11 @@
 
 namespace orrery::report {
 
-/// A path as messages show it: UTF-8, in double quotes.
+/// A path as messages show it: UTF-8, in double quotes; "-" as what it stands for.
 std::string Quoted(const std::filesystem::path& path);
 
-/// Collects warnings: of each kind the first few in full, the others as a number.
+/// Collects warnings: of each kind the first few in full, the others as a number. Of line ends, which
+/// are odd in all lines or in none, there is one warning.
 class CWarnings {
 public:
     void Add(Oddity oddity, std::uint64_t line);
@@ -29,7 +30,8 @@ private:
     std::map<Oddity, std::uint64_t> counts_;
 };
 
-/// Has a parser hand the facts of a report file to a sink, without keeping any.
+/// Has a parser hand the facts of a report file to a sink, without keeping any. "-" is standard input,
+/// which can be read once. A report in UTF-8 is taken for what it was before a program saved it so.
 /// @throws CommandError (kInput) for a file that cannot be read or is no report at all
 void ParseReport(const std::filesystem::path& path, FactSink& sink);
 

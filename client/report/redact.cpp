@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <unordered_map>
 #include <utility>
@@ -234,16 +235,64 @@ void CRedactor::Finish()
         *text = placeholders_->ReplaceIn(*text);
 }
 
-void Redact(Report* report)
+namespace {
+
+constexpr auto kPlaceholderKinds =
+    std::to_array<std::string_view>({"serial", "mac", "ip", "ssid", "host", "domain", "user"});
+
+/// Whether a value begins with a placeholder, such as "host-1.domain-2" or "ip-3, ip-4".
+bool IsPlaceholder(std::string_view value)
+{
+    const std::size_t dash = value.find('-');
+    const std::string_view kind = value.substr(0, dash);
+    return dash != kNowhere && dash + 1 < value.size() &&
+           kDigits.find(value[dash + 1]) != kNowhere &&
+           std::find(kPlaceholderKinds.begin(), kPlaceholderKinds.end(), kind) !=
+               kPlaceholderKinds.end();
+}
+
+void RedactAll(std::initializer_list<Report*> reports)
 {
     CRedactor redactor;
-    for (Section& section : report->sections)
-        for (Instance& instance : section.instances)
-            for (Property& property : instance.properties)
-                redactor.Take(section.name, property.name, &property.value);
-    for (Warning& warning : report->warnings)
-        redactor.TakeText(&warning.text);
+    for (Report* const report : reports)
+        for (Section& section : report->sections)
+            for (Instance& instance : section.instances)
+                for (Property& property : instance.properties)
+                    redactor.Take(section.name, property.name, &property.value);
+    for (Report* const report : reports)
+        for (Warning& warning : report->warnings)
+            redactor.TakeText(&warning.text);
     redactor.Finish();
+}
+
+}  // namespace
+
+void Redact(Report* report)
+{
+    RedactAll({report});
+}
+
+void RedactTogether(Report* one, Report* other)
+{
+    RedactAll({one, other});
+}
+
+bool IsRedacted(const Report& report)
+{
+    bool isAny = false;
+    for (const Section& section : report.sections)
+        for (const Instance& instance : section.instances)
+            for (const Property& property : instance.properties) {
+                if (SecretOf(section.name, property.name) == Secret::kNothing)
+                    continue;
+                // One that says nothing stays in a redacted report.
+                const bool isPlaceholder = IsPlaceholder(property.value);
+                if (!isPlaceholder && CRedactor{}.Replaced(section.name, property.name,
+                                                           property.value) != property.value)
+                    return false;
+                isAny = isAny || isPlaceholder;
+            }
+    return isAny;
 }
 
 }  // namespace orrery::report

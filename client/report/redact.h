@@ -49,4 +49,10 @@ private:
 /// property or in a warning is replaced there too.
 void Redact(Report* report);
 
+/// The same for two reports at once, so that what is equal in both is so afterwards.
+void RedactTogether(Report* one, Report* other);
+
+/// Whether a report has placeholders where others have what identifies a machine, and nothing else.
+bool IsRedacted(const Report& report);
+
 }  // namespace orrery::report

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
 
 #include "client/system/exit_codes.h"
 #include "client/report/elapsed_times.h"
+#include "client/report/known_values.h"
 #include "client/text/fold_case.h"
 #include "client/report/redact.h"
 #include "client/report/units.h"
@@ -21,6 +23,8 @@ constexpr std::string_view kElapsedName = "ET";
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kNarrowest = 12;    // a column is not shortened below this
 constexpr std::size_t kMostColumns = 30;  // of a table; more are for blocks
+constexpr std::size_t kMostEmpty = 3;     // values that stand on lines of their own
+constexpr std::string_view kEmptyLabel = "Empty";
 
 struct Cell {
     std::string text;
@@ -71,6 +75,15 @@ std::string Emphasized(const std::string& text, Emphasis emphasis, const ShowSty
     return shown.append(text).append("\x1B[0m");
 }
 
+/// Lines below a table, faint as what is no value.
+std::string EmphasizedLines(const std::string& lines, const ShowStyle& style)
+{
+    std::string text = lines;
+    if (text.ends_with('\n'))
+        text.pop_back();
+    return Emphasized(text, Emphasis::kFaint, style) + '\n';
+}
+
 /// The cell in a column of that width; the last one of a line without blanks after it.
 std::string Padded(const Cell& cell, std::size_t width, bool isLast, const ShowStyle& style)
 {
@@ -99,7 +112,20 @@ std::string FormatHeading(const std::string& name, const std::string& note, cons
 
 namespace {
 
-/// Properties below each other, those that name the instance first.
+bool HasNoValue(const Property* property)
+{
+    return property->value.empty();
+}
+
+std::string Joined(const std::vector<std::string>& names)
+{
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+/// Properties below each other, those that name the instance first and many empty ones together.
 std::string FormatProperties(const Section& section, const Instance& instance,
                              const ShowStyle& style)
 {
@@ -116,13 +142,22 @@ std::string FormatProperties(const Section& section, const Instance& instance,
         names.push_back(MakeCell(Escaped(property->name, style.values)));
         nameWidth = std::max(nameWidth, names.back().width);
     }
+    const bool isFolded = static_cast<std::size_t>(std::count_if(ordered.begin(), ordered.end(),
+                                                                 &HasNoValue)) > kMostEmpty;
+    if (isFolded)
+        nameWidth = std::max(nameWidth, kEmptyLabel.size());
     // A name as long as a line must not push all values out of sight.
     nameWidth = std::min(nameWidth, std::max(style.columns / 2, kNarrowest));
     const std::size_t taken = kGap + nameWidth + kGap;
     const std::size_t room = std::max(style.columns, taken + kNarrowest) - taken;
 
     std::string text;
+    std::vector<std::string> empty;
     for (std::size_t at = 0; at < ordered.size(); ++at) {
+        if (isFolded && HasNoValue(ordered[at])) {
+            empty.push_back(names[at].text);
+            continue;
+        }
         Cell value = ValueCell(section.name, *ordered[at], style);
         value.toRight = false;
         const std::size_t width = style.shorten ? std::min(room, value.width) : value.width;
@@ -130,7 +165,13 @@ std::string FormatProperties(const Section& section, const Instance& instance,
                 Emphasized(Padded(names[at], nameWidth, false, style), Emphasis::kFaint, style) +
                 std::string(kGap, ' ') + Padded(value, width, true, style) + '\n';
     }
-    return text;
+    if (!isFolded)
+        return text;
+    std::string list = Wrapped(Joined(empty), taken, taken + room);
+    const Cell label = MakeCell(std::string{kEmptyLabel});
+    list.replace(kGap, nameWidth,
+                 Emphasized(Padded(label, nameWidth, false, style), Emphasis::kFaint, style));
+    return text + list;
 }
 
 /// The names of all properties of a section in the order of the columns, or none when they are too
@@ -183,6 +224,26 @@ std::vector<Row> TableRows(const Section& section, const std::vector<std::string
     return rows;
 }
 
+/// Takes out the columns in which no row has a value.
+/// @param kept how many of the first ones stay all the same
+/// @return their names
+std::vector<std::string> TakeEmptyColumns(std::size_t kept, std::vector<Row>* rows)
+{
+    std::vector<std::string> names;
+    for (std::size_t column = rows->front().size(); column-- > std::max<std::size_t>(kept, 1);) {
+        const bool isLast = rows->front().size() == 2;
+        const bool isEmpty = std::all_of(rows->begin() + 1, rows->end(), [column](const Row& row) {
+            return row[column].isNothing;
+        });
+        if (!isEmpty || isLast)
+            continue;
+        names.insert(names.begin(), rows->front()[column].text);
+        for (Row& row : *rows)
+            row.erase(row.begin() + static_cast<std::ptrdiff_t>(column));
+    }
+    return names;
+}
+
 std::vector<std::size_t> NaturalWidths(const std::vector<Row>& rows)
 {
     std::vector<std::size_t> widths(rows.front().size(), 0);
@@ -216,19 +277,36 @@ std::optional<std::vector<std::size_t>> NarrowColumns(std::vector<std::size_t> w
 /// The columns of each part of a table that is folded so that its lines fit in.
 using Parts = std::vector<std::vector<std::size_t>>;
 
-Parts FoldColumns(const std::vector<std::size_t>& widths, const ShowStyle& style)
+/// @param named how many columns tell which instance a row is: the index, and the first name where
+///              there is one. Each part has them.
+Parts FoldColumns(const std::vector<std::size_t>& widths, std::size_t named, const ShowStyle& style)
 {
     Parts parts;
     std::size_t used = style.columns;
     for (std::size_t column = 1; column < widths.size(); ++column) {
         if (used + kGap + widths[column] > style.columns) {
-            parts.push_back({0});  // each part has the index
+            parts.push_back({0});
             used = kGap + widths[0];
+            for (std::size_t name = 1; name < std::min(named, column); ++name) {
+                parts.back().push_back(name);
+                used += kGap + widths[name];
+            }
         }
         parts.back().push_back(column);
         used += kGap + widths[column];
     }
     return parts;
+}
+
+/// Whether there are no more than two parts, none of them too wide.
+bool FitsIn(const Parts& parts, const std::vector<std::size_t>& widths, const ShowStyle& style)
+{
+    return parts.size() <= 2 && std::all_of(parts.begin(), parts.end(), [&](const auto& columns) {
+               std::size_t used = 0;
+               for (const std::size_t column : columns)
+                   used += kGap + widths[column];
+               return used <= style.columns;
+           });
 }
 
 std::string FormatPart(const std::vector<Row>& rows, const std::vector<std::size_t>& columns,
@@ -248,23 +326,54 @@ std::string FormatPart(const std::vector<Row>& rows, const std::vector<std::size
     return text;
 }
 
-/// The instances as rows, in one part or two; empty when that does not fit in.
-std::string FormatTable(const Section& section, const ShowStyle& style)
+/// No column wider than what has the table fit in, or as narrow as they may be.
+std::vector<std::size_t> CappedColumns(const std::vector<std::size_t>& whole, std::size_t named,
+                                       const ShowStyle& style)
+{
+    std::vector<std::size_t> widths;
+    for (std::size_t cap = std::max(style.columns, kNarrowest); cap >= kNarrowest; --cap) {
+        widths = whole;
+        for (std::size_t& width : widths)
+            width = std::min(width, cap);
+        if (FitsIn(FoldColumns(widths, named, style), widths, style))
+            break;
+    }
+    return widths;
+}
+
+/// The instances as rows, in one part or two; empty when that does not fit in, unless it is forced
+/// into as many parts as it takes.
+std::string FormatTable(const Section& section, const ShowStyle& style, bool isForced)
 {
     const auto names = ColumnNames(section);
     if (names.empty())
         return "";
-    const auto rows = TableRows(section, names, style);
-    auto widths = NaturalWidths(rows);
-    if (auto narrowed = NarrowColumns(widths, style))
-        widths = std::move(*narrowed);
-    const std::size_t widest = *std::max_element(widths.begin(), widths.end());
-    const Parts parts = FoldColumns(widths, style);
-    if (parts.size() > 2 || kGap + widths[0] + kGap + widest > style.columns)
-        return "";
+    auto rows = TableRows(section, names, style);
+    const bool isNamed = IsName(section.name, names.front());
+    const auto empty = TakeEmptyColumns(isNamed ? 2 : 1, &rows);
+    const std::size_t named = isNamed ? 2 : 1;
+    const auto whole = NaturalWidths(rows);
+    auto widths = NarrowColumns(whole, style).value_or(whole);
+    // Two parts say more than one in which many columns are cut.
+    constexpr std::size_t kMostCut = 2;
+    std::size_t cut = 0;
+    for (std::size_t column = 0; column < whole.size(); ++column)
+        cut += widths[column] < whole[column] ? 1u : 0u;
+    if (cut > kMostCut && FitsIn(FoldColumns(whole, named, style), whole, style))
+        widths = whole;
+    Parts parts = FoldColumns(widths, named, style);
+    if (!FitsIn(parts, widths, style)) {
+        if (!isForced)
+            return "";
+        widths = CappedColumns(whole, named, style);
+        parts = FoldColumns(widths, named, style);
+    }
     std::string text;
     for (const auto& columns : parts)
         text.append(text.empty() ? 0 : 1, '\n').append(FormatPart(rows, columns, widths, style));
+    if (!empty.empty())
+        text += EmphasizedLines(
+            Wrapped(std::string{kEmptyLabel} + ": " + Joined(empty), kGap, style.columns), style);
     return text;
 }
 
@@ -283,13 +392,38 @@ std::string FormatBlocks(const Section& section, const ShowStyle& style)
     return text;
 }
 
+/// Why values of the section are as they are, each reason once.
+std::string FormatReasons(const Section& section, const ShowStyle& style)
+{
+    std::vector<std::string> reasons;
+    for (const Instance& instance : section.instances)
+        for (const auto& [name, value] : instance.properties) {
+            const std::string_view why = ExplainValue(section.name, name, value);
+            if (why.empty())
+                continue;
+            const std::string shown =
+                Escaped(Readable(section.name, name, value).text, style.values);
+            std::string reason = Escaped(name, style.values) + " is " +
+                                 (value.empty() ? "empty" : '"' + shown + '"') + ": ";
+            reason += why;
+            constexpr std::size_t kMost = 100;  // a report may say anything
+            if (reasons.size() < kMost &&
+                std::find(reasons.begin(), reasons.end(), reason) == reasons.end())
+                reasons.push_back(std::move(reason));
+        }
+    std::string text;
+    for (const std::string& reason : reasons)
+        text += Wrapped(reason, kGap, style.columns);
+    return text.empty() ? text : '\n' + EmphasizedLines(text, style);
+}
+
 std::string FormatSection(const Section& section, const ShowStyle& style)
 {
     const std::size_t count = section.instances.size();
     if (count == 1 && section.instances.front().index == 0)
         return FormatHeading(section.name, "", style) +
                FormatProperties(section, section.instances.front(), style);
-    const std::string table = FormatTable(section, style);
+    const std::string table = FormatTable(section, style, false);
     return FormatHeading(section.name,
                          std::to_string(count) + (count == 1 ? " instance" : " instances"), style) +
            (table.empty() ? FormatBlocks(section, style) : table);
@@ -333,14 +467,32 @@ std::string FormatElapsedTimes(const Report& report, const ShowStyle& style)
     return text;
 }
 
-[[noreturn]] void FailSelection(const std::string& name, const std::vector<std::string>& known)
+[[noreturn]] void FailSelection(const Report& report, const std::string& name)
 {
+    std::vector<std::string> known;
     std::string list;
+    for (const Section& section : report.sections)
+        known.push_back(section.name);
+    if (!report.elapsedTimes.empty())
+        known.emplace_back(kElapsedName);
     for (const std::string& section : known)
         list += (list.empty() ? "" : ", ") + section;
-    throw CommandError(ExitCode::kInput, "the report has no section \"" + name + '"' +
-                                             Suggestion(name, known) +
-                                             "\nIt has: " + (known.empty() ? "nothing" : list));
+    // What this report has is meant before what others may have.
+    std::string suggestion = Suggestion(name, known);
+    if (suggestion.empty())
+        suggestion = Suggestion(name, KnownSections());
+    throw CommandError(ExitCode::kInput,
+                       "there is no section \"" + name + '"' + suggestion +
+                           "\nThe report has: " + (known.empty() ? "nothing" : list));
+}
+
+/// A section that reports may have, as they spell it.
+std::optional<std::string> KnownSection(const std::string& name)
+{
+    for (std::string& known : KnownSections())
+        if (IsMeant(known, name))
+            return std::move(known);
+    return std::nullopt;
 }
 
 }  // namespace
@@ -381,18 +533,26 @@ Selection SelectSections(const Report& report, const std::vector<std::string>& n
             found == nullptr && close != report.sections.end())
             found = &*close;
         if (found == nullptr && !isElapsed) {
-            std::vector<std::string> known;
-            for (const Section& section : report.sections)
-                known.push_back(section.name);
-            if (!report.elapsedTimes.empty())
-                known.emplace_back(kElapsedName);
-            FailSelection(name, known);
+            auto known = KnownSection(name);
+            if (!known)
+                FailSelection(report, name);
+            selection.missing.push_back(std::move(*known));
         }
         auto& chosen = selection.sections;
         if (found != nullptr && std::find(chosen.begin(), chosen.end(), found) == chosen.end())
             chosen.push_back(found);
     }
     return selection;
+}
+
+void WriteRows(const Section& section, const ShowStyle& style, const TextSink& sink)
+{
+    ShowStyle wide = style;
+    if (!style.shorten)
+        wide.columns = std::numeric_limits<std::size_t>::max() / 2;
+    const std::string count = std::to_string(section.instances.size());
+    sink(FormatHeading(section.name, count + (count == "1" ? " instance" : " instances"), style) +
+         FormatTable(section, wide, true));
 }
 
 void WriteTables(const Report& report, const Selection& selection, const ShowStyle& style,
@@ -405,7 +565,8 @@ void WriteTables(const Report& report, const Selection& selection, const ShowSty
         separator = "\n";
     };
     for (const Section* section : selection.sections)
-        write(FormatSection(*section, style));
+        write(FormatSection(*section, style) +
+              (style.explain ? FormatReasons(*section, style) : ""));
     if (selection.elapsedTimes)
         write(FormatElapsedTimes(report, style));
 }

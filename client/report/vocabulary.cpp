@@ -218,6 +218,15 @@ std::span<const Term> TermsOf(std::string_view section) noexcept
     return {first, std::ranges::upper_bound(first, kTerms.end(), section, {}, &Term::section)};
 }
 
+std::vector<std::string> KnownSections()
+{
+    std::vector<std::string> sections;
+    for (const Term& term : kTerms)
+        if (!term.section.empty() && (sections.empty() || sections.back() != term.section))
+            sections.emplace_back(term.section);
+    return sections;
+}
+
 const Term* FindTerm(std::string_view section, std::string_view property) noexcept
 {
     const Term sought{section, property, ""};

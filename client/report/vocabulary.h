@@ -2,7 +2,9 @@
 
 #include <array>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace orrery::report {
 
@@ -94,6 +96,9 @@ std::span<const Term> Vocabulary() noexcept;
 /// The properties of one section.
 /// @return nothing for a section that the table lacks
 std::span<const Term> TermsOf(std::string_view section) noexcept;
+
+/// The sections of the table.
+std::vector<std::string> KnownSections();
 
 /// @return null for what the table lacks
 const Term* FindTerm(std::string_view section, std::string_view property) noexcept;

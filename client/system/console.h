@@ -4,6 +4,7 @@
 #include <windows.h>
 #endif
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -37,6 +38,12 @@ Terminal OutputTerminal();
 
 /// Describes standard error, but for its colours and columns.
 Terminal ErrorTerminal();
+
+/// What a user types in place of a file's name for standard input or output.
+inline constexpr std::string_view kStandardStream = "-";
+
+/// Standard input, whose bytes come as they are on every system.
+std::FILE* StandardInput();
 
 /// Writes UTF-8 text to standard output, as it is on every system.
 /// @return whether all of it was taken

@@ -56,6 +56,11 @@ Terminal ErrorTerminal()
     return terminal;
 }
 
+std::FILE* StandardInput()
+{
+    return stdin;
+}
+
 bool Print(std::string_view text)
 {
     // Flushed, since a full disk only shows when the text leaves the buffer.

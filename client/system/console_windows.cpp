@@ -1,5 +1,8 @@
 #include "client/system/console.h"
 
+#include <fcntl.h>
+#include <io.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -106,6 +109,12 @@ std::string SystemMessage(DWORD error)
         text.remove_suffix(1);
     const std::string number = "error " + std::to_string(error);
     return text.empty() ? number : ToUtf8(text) + " (" + number + ")";
+}
+
+std::FILE* StandardInput()
+{
+    _setmode(_fileno(stdin), _O_BINARY);
+    return stdin;
 }
 
 bool Print(std::string_view text)

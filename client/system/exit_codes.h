@@ -38,6 +38,7 @@ inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
 });
 
 /// What kNo means for the commands that give it.
+inline constexpr char kNoOfShow[] = "the report does not have such a section";
 inline constexpr char kNoOfGet[] = "there is no such value";
 inline constexpr char kNoOfDiff[] = "the reports differ";
 inline constexpr char kNoOfCheck[] = "a report lacks categories";

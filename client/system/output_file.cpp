@@ -4,6 +4,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "client/system/console.h"
 #include "client/system/exit_codes.h"
 #include "client/system/new_file.h"
 #include "client/text/utf8.h"
@@ -88,6 +89,13 @@ std::error_code WriteAnew(const fs::path& path, const TextSource& text)
 
 void CheckOutputFile(const std::string& target, const fs::path& source)
 {
+    if (target == kStandardStream)
+        return;
+    if (target.empty())
+        throw CommandError(
+            ExitCode::kInput,
+            "the name of the file to write is empty; give one, or \"-\" for standard "
+            "output");
     const fs::path path = PathFromUtf8(target);
     std::error_code error;
     const fs::file_status status = fs::status(path, error);

@@ -84,9 +84,10 @@ bool AppendUtf8(std::u16string_view text, std::string* utf8Text)
     return replaced;
 }
 
-void AppendUtf16(std::string_view text, std::string* bytes)
+bool AppendUtf16(std::string_view text, std::string* bytes)
 {
     std::u16string units;
+    bool replaced = false;
     while (!text.empty()) {
         const CodePoint point = DecodeUtf8(text);
         const std::string_view whole = text.substr(0, point.bytes);
@@ -94,12 +95,14 @@ void AppendUtf16(std::string_view text, std::string* bytes)
             utf8::unchecked::utf8to16(whole.begin(), whole.end(), std::back_inserter(units));
         else
             units += kReplacement;
+        replaced = replaced || !point.isValid;
         text.remove_prefix(point.bytes);
     }
     for (const char16_t unit : units) {
         *bytes += static_cast<char>(unit & 0xFF);
         *bytes += static_cast<char>(unit >> 8);
     }
+    return replaced;
 }
 
 bool IsHidden(char32_t code)

@@ -21,7 +21,8 @@ CodePoint DecodeUtf8(std::string_view utf8);
 bool AppendUtf8(std::u16string_view text, std::string* utf8);
 
 /// Appends the text as the bytes of UTF-16LE.
-void AppendUtf16(std::string_view utf8, std::string* bytes);
+/// @return whether bytes that are no UTF-8 had to be replaced by U+FFFD
+bool AppendUtf16(std::string_view utf8, std::string* bytes);
 
 /// Whether a character shows nothing itself but has a terminal or a page act: controls, marks that
 /// turn the direction of the text, separators and what has no width.

@@ -189,11 +189,11 @@ TEST_F(CollectCommand, PutsTheReportInPlaceOfAnEarlierOneAndPrintsItsFacts)
     EXPECT_EQ(outcome.code, ExitCode::kDone) << outcome.errors;
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.output.substr(0, outcome.output.find("\nReport")),
-              "Section             Facts\n"
-              "BIOS                    1\n"
-              "ET (elapsed times)     13\n"
-              "VideoController         1\n"
-              "Total                  15\n");
+              "Section             Facts  Empty\n"
+              "BIOS                    1      0\n"
+              "ET (elapsed times)     13      0\n"
+              "VideoController         1      0\n"
+              "Total                  15      0\n");
     EXPECT_NE(outcome.output.find("B\xC3\xBCro \xD0\x96\xE6\x97\xA5\\\xC3\xBC"
                                   "ber uns.tsv\n"),
               std::string::npos)

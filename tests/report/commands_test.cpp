@@ -10,12 +10,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <utility>
 #endif
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -45,7 +45,7 @@ protected:
     void Write(const std::string& name, const std::string& bytes) { folder_.Write(name, bytes); }
 
     /// The exit code of the program for arguments between blanks, of which "@name" is a file in the
-    /// folder; what it says of an error is in `message_`.
+    /// folder and "@" is empty; what it says of an error is in `message_`.
     int Run(const std::string& line)
     {
         std::istringstream words{line};
@@ -67,7 +67,7 @@ protected:
         std::reverse(arguments.begin(), arguments.end());
         for (std::string& argument : arguments)
             if (argument.starts_with('@'))
-                argument = folder_.Path(argument.substr(1));
+                argument = argument.size() == 1 ? "" : folder_.Path(argument.substr(1));
         std::string failure;
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
@@ -102,11 +102,13 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {"diff @a.tsv", 2, "NEW.tsv is required"},
         {"diff @a.tsv @b.tsv --to csv", 2, "{text,json}"},
         {"show @a.tsv bios", 0, ""},
+        {"show @a.tsv bios Printer", 1, "the section \"Printer\" is not in this report"},
         {"show @a.tsv Bio", 2, "no section \"Bio\"; did you mean \"BIOS\"?"},
         {"get @a.tsv BIOS.Version", 0, ""},
         {"get @a.tsv bios.VERSION BIOS.*.SerialNumber --to json", 0, ""},
         {"get @a.tsv BIOS.Versions BIOS.Version", 1, "Versions; did you mean \"BIOS.Version\"?"},
-        {"get @a.tsv BIOS.Unheard", 1, "no value BIOS.Unheard; \"orreryctl show\" shows what"},
+        {"get @a.tsv BIOS.Unheard", 1,
+         "no value BIOS.Unheard: the section has SerialNumber, Version"},
         {"get @a.tsv Disk.Size BIOS.Versions", 2, "no value Disk.Size: there is no such section"},
         {"get @a.tsv BIOS", 2, "give SECTION.PROPERTY"},
         {"convert @a.tsv", 2, "--to is required"},
@@ -115,6 +117,12 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
         {"convert @a.tsv --to json --spreadsheet", 2, "--spreadsheet goes with --to csv"},
         {"convert @none.tsv @text.tsv --to csv", 2, "is no report"},
         {"convert @a.tsv --to csv -o @a.tsv", 2, "is the file that is read"},
+        {"diff @a.tsv @b.tsv -o @b.tsv", 2, "is the file that is read"},
+        {"show @a.tsv -o @", 2, "the name of the file to write is empty"},
+        {"redact @a.tsv @", 2, "the name of the file to write is empty"},
+        {"redact @a.tsv @out.tsv -o @out.tsv", 2, "more than one file to write"},
+        {"summary - @a.tsv -", 2, "can be read once only"},
+        {"diff - -", 2, "can be read once only"},
 #ifndef _WIN32
         {"collect x.tsv", 2, "collect runs on Windows only"},
         {"doctor", 2, "doctor runs on Windows only"},
@@ -133,9 +141,9 @@ TEST_F(Commands, TellTheirResultByTheExitCodeAndSayWhatToDo)
 
 TEST_F(Commands, ConvertSeveralReportsIntoOneText)
 {
-    EXPECT_EQ(Run("convert @a.tsv @none.tsv @b.tsv --to csv --redact"), 2);
+    EXPECT_EQ(Run("convert @a.tsv @none.tsv @b.tsv --to csv --redact -o @all.csv"), 2);
     EXPECT_NE(message_.find("there is no such file"), std::string::npos) << message_;
-    EXPECT_EQ(output_,
+    EXPECT_EQ(folder_.Read("all.csv"),
               "machine,section,index,property,value,report\r\n"
               ",BIOS,0,SerialNumber,serial-1,report-1\r\n,BIOS,0,Version,1,report-1\r\n"
               ",BIOS,0,SerialNumber,serial-1,report-3\r\n,BIOS,0,Version,2,report-3\r\n");
@@ -169,6 +177,10 @@ TEST_F(Commands, TellWhetherReportsAreWhole)
         {"show @a.tsv", 0, "", "a.tsv\": the report is cut: "},
         {"get @a.tsv BIOS.Version", 0, "1\n", "a.tsv\": the report is cut: "},
         {"redact @a.tsv @out.tsv", 0, "", "a.tsv\": the report is cut: "},
+        {"check @late.tsv @whole.tsv --to json", 1, "\"missing\": 12", ""},
+        {"diff @out.tsv @a.tsv", 1, "serial-1 -> S-1", "out.tsv is redacted and "},
+        {"diff @a.tsv @b.tsv", 1, "\n1 changed\n", ""},
+        {"diff @a.tsv @b.tsv --redact", 1, "BIOS\n  Version  1 -> 2\n", ""},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Run(row.arguments), row.expected) << row.arguments;
@@ -183,12 +195,25 @@ TEST_F(Commands, PrintWhatThereIs)
         const char *arguments, *output;
     } rows[] = {
         {"get @a.tsv bios.version BIOS.None BIOS.SerialNumber", "1\nS-1\n"},
+        {"get @a.tsv BIOS.SerialNumber BIOS[SerialNumber=S-1].Version --redact", "serial-1\n1\n"},
         {"summary @none.tsv @a.tsv",
          "Computer without a name\n  Not whole  0 of 13 categories are there\n"},
     };
     for (const auto& row : rows) {
         Run(row.arguments);
         EXPECT_EQ(output_, row.output) << row.arguments;
+    }
+    for (const char* arguments :
+         {"show @a.tsv", "get @a.tsv BIOS.Version", "summary @a.tsv", "check @a.tsv",
+          "diff @a.tsv @b.tsv", "convert @a.tsv --to html", "redact @a.tsv"}) {
+        // What goes to a file is what is printed.
+        Run(arguments + " --quiet -o @out"s);
+        EXPECT_EQ(message_ + output_, "") << arguments;
+        const std::string written = folder_.Read("out");
+        std::filesystem::remove(PathFromUtf8(folder_.Path("out")));
+        Run(arguments + " --quiet"s);
+        EXPECT_EQ(output_, written) << arguments;
+        EXPECT_FALSE(output_.empty()) << arguments;
     }
     EXPECT_EQ(Run("summary @none.tsv @a.tsv"), 2);
 }
@@ -198,9 +223,12 @@ TEST_F(Commands, ShowAnExampleAndTheirOwnExitCodesInTheirHelp)
     const struct {
         const char *command, *codes;
     } rows[] = {
-        {"show", "  0  done\n  2  wrong"},    {"get", "\n  1  there is no such value\n"},
-        {"convert", "  0  done\n  2  wrong"}, {"diff", "\n  1  the reports differ\n"},
-        {"redact", "  0  done\n  2  wrong"},  {"check", "\n  1  a report lacks categories\n"},
+        {"show", "\n  1  the report does not have such a section\n"},
+        {"get", "\n  1  there is no such value\n"},
+        {"convert", "  0  done\n  2  wrong"},
+        {"diff", "\n  1  the reports differ\n"},
+        {"redact", "  0  done\n  2  wrong"},
+        {"check", "\n  1  a report lacks categories\n"},
     };
     for (const auto& [command, codes] : rows) {
         EXPECT_EQ(Run(command + " --help"s), 0);
@@ -435,6 +463,31 @@ TEST_F(Commands, WriteThroughPipes)
     Print("before ");
     WriteOutputFile("/dev/fd/1", [](const TextSink& sink) { sink("after"); });
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "before after");
+}
+
+TEST_F(Commands, ReadStandardInput)
+{
+    const int before = dup(0);
+    for (const char* arguments :
+         {"show - bios", "get - BIOS.Version", "summary -", "check -", "diff - @b.tsv --all",
+          "diff @b.tsv -", "convert - --to html", "redact - -"}) {
+        const std::string typed = arguments;
+        std::string named = typed;
+        named.replace(named.find(" -") + 1, 1, "@a.tsv");
+        const int code = Run(named);
+        const std::string expected = output_;
+        const int input = open(folder_.Path("a.tsv").c_str(), O_RDONLY);
+        dup2(input, 0);
+        close(input);
+        std::clearerr(stdin);
+        EXPECT_EQ(Run(typed), code) << arguments;
+        EXPECT_NE((output_ + message_).find("standard input"), message_.npos) << arguments;
+        if (!typed.starts_with("check")) {  // which names its report
+            EXPECT_EQ(output_, expected) << arguments;
+        }
+    }
+    dup2(before, 0);
+    close(before);
 }
 
 TEST_F(Commands, KeepTheEarlierFileWhenTheDiskTakesNoMore)

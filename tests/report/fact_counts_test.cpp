@@ -18,12 +18,24 @@ TEST(FactCountTable, CountsFactsBySectionInTheOrderOfTheReport)
         std::string text;
         const char* expected;
     } rows[] = {
-        {"", "Section  Facts\nTotal        0\n"},
-        {many, "Section    Facts\nOS             1\nBaseBoard     12\nTotal         13\n"},
-        {"OS|0|A|1\nX|0|B|2\nOS|1|A|3\nOs|0|A|1\n",
-         "Section  Facts\nOS           2\nX            1\nOs           1\nTotal        4\n"},
+        {"", "Section  Facts  Empty\nTotal        0      0\n"},
+        {many,
+         "Section    Facts  Empty\n"
+         "OS             1      0\n"
+         "BaseBoard     12      0\n"
+         "Total         13      0\n"},
+        {"OS|0|A|1\nX|0|B|\nOS|1|A|\nOs|0|A|1\nX|0|C| \t\nY|0|A|\n",
+         "Section  Facts  Empty\n"
+         "OS           1      1\n"
+         "X            0      2\n"
+         "Os           1      0\n"
+         "Y            0      1\n"
+         "Total        2      4\n"
+         "\nX, Y say nothing: \"orreryctl doctor\" tells why.\n"},
         {"ET|0||" + std::string(1017, 'x'),  // the last line was cut
-         "Section             Facts\nET (elapsed times)      1\nTotal                   1\n"},
+         "Section             Facts  Empty\n"
+         "ET (elapsed times)      1      0\n"
+         "Total                   1      0\n"},
     };
     for (const auto& row : rows) {
         CFactCounter counter;

@@ -34,7 +34,11 @@ TEST(FindValues, FindsByNameIndexAndAnotherProperty)
         {"BIOS.Version", "BIOS.Version.0=1.0\n"},
         {"bios.VERSION.0", "BIOS.Version.0=1.0\n"},
         {"BIOS.Versions", "; did you mean \"BIOS.Version\"?"},
-        {"BIOS.Unheard", ""},
+        {"BIOS.Unheard", ": the section has Version"},
+        {"BIOS.VersionOfFirmware", "; the nearest is \"BIOS.Version\""},
+        {"LogicalDisk.freespace", ": the property is not in this report"},
+        {"Disk[10].Size", "Disk.Size.10=7\n"},
+        {"Disk[*].Size", "Disk.Size.0=\nDisk.Size.10=7\n"},
         {"BIOS.Version.1", ": it is there with the index 0"},
         {"Bois.Version", "unknown: there is no such section; did you mean \"BIOS\"?"},
         {"Processor.Name", ": the section is not in this report"},
@@ -51,7 +55,7 @@ TEST(FindValues, FindsByNameIndexAndAnotherProperty)
         {"ET.BIOS", "ET.BIOS.0=1\n"},
         {"et.video", "ET.Video.0=13\n"},
         {"ET.BIOS.1", ": elapsed times have no index"},
-        {"ET.Vidoe", "; did you mean \"Video\"?"},
+        {"ET.Vidoe", "; did you mean \"ET.Video\"?"},
     };
     const CTestFolder folder;
     const auto path = folder.Write("x.tsv", ReportBytes(std::string{kFacts} + "ET|0||13\n"));

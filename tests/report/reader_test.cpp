@@ -63,8 +63,8 @@ TEST(ReportReader, SpellsWhatIsNoText)
     const Report report = Parsed(bytes, 3);
     EXPECT_EQ(FactsOf(report), "S/0/A/\uFFFDx\uFFFD\nS/1/A/\uFFFD\uFFFD\n");
     EXPECT_EQ(Warnings(report.warnings),
-              "1: the text is no valid UTF-16; what cannot be spelled became U+FFFD\n"
-              "2: the text is no valid UTF-16; what cannot be spelled became U+FFFD\n");
+              "1: the text is no valid Unicode; what cannot be spelled became U+FFFD\n"
+              "2: the text is no valid Unicode; what cannot be spelled became U+FFFD\n");
 }
 
 TEST(ReportReader, KeepsOnlyWhatIsWanted)
@@ -114,6 +114,34 @@ TEST(ReportReader, LeavesOutSectionsThatAreTheSameInBothReports)
     }
 }
 
+TEST(ReportReader, ReadsWhatAProgramSavedAsUtf8)
+{
+    const CTestFolder folder;
+    const std::string note =
+        "0: the report is text in UTF-8, not the UTF-16LE that the library writes; it was read all "
+        "the same\n";
+    // Characters of all sizes across the ends of all blocks.
+    std::string text = "S\t0\tA\t";
+    for (int at = 0; at < 40'000; ++at)
+        text +=
+            (at % 100 == 99 ? "\nS\t" + std::to_string(at) + "\tA\t" : "x\u00E4\u20AC\U0001D11E");
+    text += '\n';
+    std::string bytes;
+    AppendUtf16(text, &bytes);
+    const std::string expected = FactsOf(ReadReport(folder.Write("16.tsv", bytes)));
+    for (const char* mark : {"", "\xEF\xBB\xBF"})
+        for (const char* before : {"", "a", "ab", "abc"}) {
+            const std::string first = std::string{"R\t0\tA\t"} + before + '\n';
+            const Report report = ReadReport(folder.Write("8.tsv", mark + first + text));
+            EXPECT_EQ(FactsOf(report), std::string{"R/0/A/"} + before + '\n' + expected);
+            EXPECT_EQ(Warnings(report.warnings), note);
+        }
+    const Report ansi = ReadReport(folder.Write("8.tsv", "S\t0\tA\tCaf\xE9\n"));
+    EXPECT_EQ(ansi.sections.at(0).instances.at(0).properties.at(0).value, "Caf\uFFFD");
+    EXPECT_EQ(Warnings(ansi.warnings),
+              note + "0: the text is no valid Unicode; what cannot be spelled became U+FFFD\n");
+}
+
 TEST(ReportReader, FindsSectionsAndPropertiesByName)
 {
     const Report report = MadeReport("S/3/B/\n");
@@ -148,8 +176,8 @@ TEST(ReportReader, RefusesWhatIsNoReportAndSaysWhy)
         std::string bytes;
         const char* reason;
     } rows[] = {
-        {text, "it is not UTF-16, but perhaps text in UTF-8"},
-        {"\xEF\xBB\xBF" + text, "it is not UTF-16, but perhaps text in UTF-8"},
+        {"Hello\t\n" + text, "it is not UTF-16, but perhaps text in UTF-8"},
+        {"\xEF\xBB\xBFHello\n", "it is not UTF-16, but perhaps text in UTF-8"},
         {bigEndian, "it is text in big-endian UTF-16"},
         {"\xFE\xFF" + bigEndian, "it is text in big-endian UTF-16"},
         {std::string{"\xFF\xFE\0\0B\0\0\0", 8}, "it is text in UTF-32"},

@@ -30,6 +30,29 @@ TEST(ShowReport, MakesTablesThatFitInTheTerminal)
     }
 }
 
+TEST(ShowReport, SaysWhyValuesLookOddWhenAsked)
+{
+    const Report report = MadeReport(
+        "BIOS/0/SerialNumber/Default string/Version/1\n"
+        "NetworkAdapter/0/Name/N/Speed/9223372036854775807\n"
+        "NetworkAdapter/1/Name/N/Speed/9223372036854775807\n");
+    ShowStyle style;
+    style.explain = true;
+    EXPECT_EQ(
+        Written(WriteTables, report, SelectSections(report, {}), style),
+        "BIOS\n"
+        "  SerialNumber  Default string\n"
+        "  Version       1\n\n"
+        "  SerialNumber is \"Default string\": the maker filled in nothing; take it for "
+        "unknown\n\n"
+        "NetworkAdapter  2 instances\n"
+        "  #  Name  Speed\n"
+        "  0  N     9223372036854775807\n"
+        "  1  N     9223372036854775807\n\n"
+        "  Speed is \"9223372036854775807\": WMI's answer for an adapter without a link; take "
+        "it for unknown\n");
+}
+
 TEST(ShowReport, NamesTheSectionsThereAre)
 {
     const Report report = MadeReport("BIOS/0/A/1\nLogicalDisk/0/B/2\nET/0//3\n");
@@ -38,15 +61,18 @@ TEST(ShowReport, NamesTheSectionsThereAre)
     EXPECT_EQ(selection.sections.front()->name, "LogicalDisk");
     EXPECT_TRUE(selection.elapsedTimes);
     EXPECT_FALSE(SelectSections(report, {"bios"}).elapsedTimes);
+    EXPECT_EQ(SelectSections(report, {"printer", "BIOS"}).missing,
+              std::vector<std::string>{"Printer"});
     try {
         SelectSections(report, {"BIOS", "Disk"});
         FAIL();
     } catch (const CommandError& error) {
         EXPECT_STREQ(error.what(),
-                     "the report has no section \"Disk\"\nIt has: BIOS, LogicalDisk, ET");
+                     "there is no section \"Disk\"; did you mean \"DiskDrive\"?\n"
+                     "The report has: BIOS, LogicalDisk, ET");
         EXPECT_EQ(error.code(), ExitCode::kInput);
     }
-    EXPECT_THROW(SelectSections({}, {"ET"}), CommandError);
+    EXPECT_EQ(SelectSections({}, {"ET"}).missing, std::vector<std::string>{"ET"});
 }
 
 TEST(Readable, PutsValuesIntoUnitsAndWords)

@@ -21,9 +21,11 @@
 #include "client/page/page.h"
 #include "client/report/fact_counts.h"
 #include "client/report/json.h"
+#include "client/report/source.h"
 #include "client/report/reader.h"
 #include "client/system/child_process.h"
 #include "client/system/progress_line.h"
+#include "orrery_version.h"
 #include "support/unique.h"
 
 namespace orrery {
@@ -36,12 +38,15 @@ struct Form {
     std::string_view name;
     const wchar_t* suffix;
     const char* label;  // in the summary
-    void (*write)(const report::Report&, const TextSink&);
+    void (*write)(const report::Report&, const report::Source&, const TextSink&);
 };
 
 constexpr auto kForms = std::to_array<Form>({
     {"json", L".json", "JSON    ", &report::WriteJson},
-    {"html", L".html", "Page    ", &report::WriteHtml},
+    {"html", L".html", "Page    ",
+     [](const report::Report& report, const report::Source&, const TextSink& sink) {
+         report::WriteHtml(report, sink);
+     }},
 });
 
 constexpr std::wstring_view kReportSuffix = L".tsv";
@@ -244,12 +249,16 @@ Destination FindDestination(const std::optional<std::wstring>& report, const std
 void Publish(CPartialReport& partial, const Destination& destination)
 {
     const Form* const form = destination.form;
+    const std::filesystem::path written{destination.report.partial};
     report::Report report;
-    if (form != nullptr)
-        report = report::ReadReport(std::filesystem::path{destination.report.partial});
+    report::Source source{ToUtf8(destination.report.shown), {}, false, ORRERY_VERSION_TEXT};
+    if (form != nullptr) {
+        report = report::ReadReport(written);
+        source.fileTime = report::FileTime(written);
+    }
     const TextSource text = [&](const TextSink& sink) {
         if (form != nullptr) {
-            form->write(report, sink);
+            form->write(report, source, sink);
             return;
         }
         const bool isRead = partial.Read([&sink](std::span<const std::byte> bytes) {

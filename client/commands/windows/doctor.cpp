@@ -20,16 +20,17 @@ namespace {
 
 struct DoctorOptions {
     std::string format = "text";
-    std::string output;  // empty for standard output
+    std::string output;
+    bool isQuiet = false;
     std::uint32_t timeout = 10;
 };
 
 /// A category asks several questions.
 constexpr int kQuestionsOfACategory = 3;
 
-doctor::Findings ExamineMachine(std::chrono::seconds limit)
+doctor::Findings ExamineMachine(std::chrono::seconds limit, bool isQuiet)
 {
-    CProgressLine progress{true};
+    CProgressLine progress{!isQuiet};
     doctor::Findings findings;
     findings.timeoutSeconds = static_cast<unsigned>(limit.count());
     progress.Show("Asking for services and devices");
@@ -45,17 +46,18 @@ doctor::Findings ExamineMachine(std::chrono::seconds limit)
 
 ExitCode RunDoctor(const DoctorOptions& options)
 {
-    if (!options.output.empty())
-        CheckOutputFile(options.output, {});
-    const doctor::Findings findings = ExamineMachine(std::chrono::seconds{options.timeout});
+    CheckOutputFile(options.output, {});
+    const doctor::Findings findings =
+        ExamineMachine(std::chrono::seconds{options.timeout}, options.isQuiet);
     const auto troubles = doctor::Diagnose(findings);
     // A file is for any width, whatever the terminal is like.
     const report::ShowStyle style =
-        options.output.empty() ? StyleOf(OutputTerminal()) : report::ShowStyle{};
+        options.output == kStandardStream ? StyleOf(OutputTerminal()) : report::ShowStyle{};
     const bool isJson = options.format == "json";
     const TextSource text = WholeText(isJson ? doctor::FormatDiagnosisJson(findings, troubles)
                                              : doctor::FormatDiagnosis(findings, troubles, style));
-    WriteOrPrint(options.output, isJson && options.output.empty() ? ForOutput(text) : text);
+    WriteOrPrint(options.output,
+                 isJson && options.output == kStandardStream ? ForOutput(text) : text);
     return doctor::IsAnythingMissing(troubles) ? ExitCode::kNo : ExitCode::kDone;
 }
 
@@ -68,8 +70,8 @@ void AddDoctorCommand(CCommandLine& commandLine, ExitCode* result)
     const auto options = std::make_shared<DoctorOptions>();
     command.Choice("--to", "FORMAT", {"text", "json"}, &options->format,
                    "text (unless given) or json");
-    command.TextOption("-o,--output", "FILE", &options->output,
-                       "The file to write, in place of an earlier one; else standard output");
+    command.OutputOption(&options->output);
+    command.QuietFlag(&options->isQuiet);
     command.SecondsOption("--timeout", 1, 3600, &options->timeout,
                           "Give up a single question after this time, up to an hour");
     command.Footer(
