@@ -33,6 +33,7 @@ test  /usr/src/googletest/CMakeLists.txt googletest
 test  /usr/share/zoneinfo/Asia/Kolkata   tzdata
 test  /usr/lib/python3/dist-packages/jsonschema python3-jsonschema
 test  chromium                           chromium
+test  jq                                 jq
 test  lld-link                           lld
 test  pkg-config                         pkgconf
 package wixl                             wixl
