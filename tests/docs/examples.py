@@ -65,7 +65,7 @@ with tempfile.TemporaryDirectory() as name:
         done = subprocess.run(["bash", "-c", command], cwd=work / "here", env=environment,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, timeout=60)
-        text = done.stdout.decode()
+        text = done.stdout.decode().replace("\r\n", "\n")  # CSV has other line ends
         return f"$ {command}\n{text}" + ("" if text.endswith("\n") or not text else "\n")
 
     def run_block(block):
