@@ -34,6 +34,7 @@ test  /usr/share/zoneinfo/Asia/Kolkata   tzdata
 test  /usr/lib/python3/dist-packages/jsonschema python3-jsonschema
 test  /usr/lib/postgresql                postgresql
 test  chromium                           chromium
+test  jq                                 jq
 test  lld-link                           lld
 test  pkg-config                         pkgconf
 package wixl                             wixl
