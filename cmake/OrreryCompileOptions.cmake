@@ -13,6 +13,10 @@ if(MSVC)
   # The plain C runtime names are used on both compilers; GetVersionExW is the interface we mean.
   target_compile_definitions(orrery_options INTERFACE _CRT_SECURE_NO_WARNINGS)
   target_compile_options(orrery_options INTERFACE /wd4996)
+  if(ORRERY_ARCHITECTURE STREQUAL x86)
+    # As wide as the lease times that 32-bit Windows tells.
+    target_compile_definitions(orrery_options INTERFACE _USE_32BIT_TIME_T)
+  endif()
   # The same sources give the same bytes: a hash takes the place of each time of building.
   target_compile_options(orrery_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:/Brepro>)
   target_link_options(orrery_options INTERFACE /Brepro)

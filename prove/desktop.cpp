@@ -6,6 +6,7 @@
 #include <cwchar>
 
 #include "prove/faults.h"
+#include "sim/detour.h"
 
 namespace orrery::prove {
 namespace {
@@ -100,7 +101,7 @@ std::span<const MadeAnswer> MadeAnswers()
         {"EnumWindows", reinterpret_cast<void*>(&WalkWindows)},
         {"GetWindowRect", reinterpret_cast<void*>(&TellBounds)},
         {"GetWindowThreadProcessId", reinterpret_cast<void*>(&TellProcess)},
-        {"GetWindowLongPtrW", reinterpret_cast<void*>(&TellStyle)},
+        {sim::kGetWindowLongPtr, reinterpret_cast<void*>(&TellStyle)},
         {"GetClassNameW", reinterpret_cast<void*>(&TellClass)},
         {"GetSystemMetrics", reinterpret_cast<void*>(&TellMetric)},
         {"OpenProcess", reinterpret_cast<void*>(&OpenUsersProcess)},

@@ -19,7 +19,10 @@ public:
 
     std::uint64_t Number();
     /// A number below a limit.
-    std::size_t Below(std::size_t limit) { return limit == 0 ? 0 : Number() % limit; }
+    std::size_t Below(std::size_t limit)
+    {
+        return limit == 0 ? 0 : static_cast<std::size_t>(Number() % limit);
+    }
     /// Never once the bytes are used up.
     bool OneIn(std::size_t chances) { return Below(chances) + 1 == chances; }
     template <class T, std::size_t Size>

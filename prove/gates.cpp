@@ -90,7 +90,7 @@ Word Gates::OnCall(std::size_t at, sim::Words& words)
     if (call.name == "CreateThread")
         ActForCategory(words);
     Note(call, false, 0, words);
-    const Word result = sim::Invoke(interposer_.Original(at), words);
+    const Word result = interposer_.CallOriginal(at, words);
     const DWORD error = GetLastError();
     // Each collector keeps one reference to this library on purpose.
     if (Succeeded(call, result) &&

@@ -27,6 +27,8 @@ build /usr/include/utf8cpp/utf8.h        libutfcpp-dev
 linux g++                                g++
 linux /usr/include/sqlite3.h             libsqlite3-dev
 linux /usr/include/postgresql/libpq-fe.h libpq-dev
+x86   i686-w64-mingw32-g++-posix         g++-mingw-w64-i686-posix
+chroot debootstrap                     debootstrap
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest

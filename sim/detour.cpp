@@ -15,9 +15,16 @@ Detour::Detour(const wchar_t* module, const char* name, std::uintptr_t replaceme
         throw std::runtime_error(std::string{"no function to detour: "} + name);
     std::memcpy(original_.data(), function_, original_.size());
 
+#ifdef _WIN64
     // jmp [rip + 0], followed by the address it reads
     Code jump{std::byte{0xFF}, std::byte{0x25}};
     std::memcpy(jump.data() + 6, &replacement, sizeof replacement);
+#else
+    // push the address, ret
+    Code jump{std::byte{0x68}};
+    std::memcpy(jump.data() + 1, &replacement, sizeof replacement);
+    jump[5] = std::byte{0xC3};
+#endif
     Write(jump);
 }
 

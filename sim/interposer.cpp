@@ -8,7 +8,9 @@
 namespace orrery::sim {
 namespace {
 
-using Function = Word(WINAPI*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
+/// One argument of a function, no matter which.
+template <std::size_t>
+using Argument = Word;
 
 /// Hooks are plain functions and need it from anywhere.
 Interposer* current = nullptr;
@@ -31,29 +33,80 @@ void Write(Word* place, Word value)
 
 }  // namespace
 
-Word Invoke(Word function, const Words& a)
+/// How a function of some words is called, and the hooks that stand for such functions.
+struct Interposer::Form {
+    std::array<Word, kMostCalls> hooks;
+    Word (*invoke)(Word function, const Words& words);
+
+    template <class Callee, std::size_t... At>
+    static Form Of(std::index_sequence<At...>)
+    {
+        return {{reinterpret_cast<Word>(&Callee::template Hook<At>)...}, &Callee::Invoke};
+    }
+};
+
+/// A function that removes its arguments by itself where the convention of x86 holds.
+template <std::size_t... Place>
+struct Interposer::Callee {
+    using Function = Word(WINAPI*)(Argument<Place>...);
+
+    template <std::size_t At>
+    static Word WINAPI Hook(Argument<Place>... words)
+    {
+        return current->OnCall(At, {words...});
+    }
+    static Word Invoke(Word function, [[maybe_unused]] const Words& words)
+    {
+        return reinterpret_cast<Function>(function)(words[Place]...);
+    }
+};
+
+/// A function whose caller removes the arguments. It does not look at those that it has not, so that
+/// one form suits all.
+template <std::size_t... Place>
+struct Interposer::CallersCallee {
+    using Function = Word(__cdecl*)(Argument<Place>...);
+
+    template <std::size_t At>
+    static Word __cdecl Hook(Argument<Place>... words)
+    {
+        return current->OnCall(At, {words...});
+    }
+    static Word Invoke(Word function, const Words& words)
+    {
+        return reinterpret_cast<Function>(function)(words[Place]...);
+    }
+};
+
+template <std::size_t... Count>
+const Interposer::Form& Interposer::FormOf(int words, std::index_sequence<Count...>)
 {
-    return reinterpret_cast<Function>(function)(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7],
-                                                a[8], a[9], a[10]);
+    constexpr auto calls = std::make_index_sequence<kMostCalls>{};
+    if (words < 0) {
+        static const Form callers = Form::Of<CallersCallee<Count...>>(calls);
+        return callers;
+    }
+#ifdef _WIN64
+    return FormOf(-1, std::index_sequence<Count...>{});
+#else
+    const auto formOf = [&]<std::size_t... Place>(std::index_sequence<Place...>)
+    {
+        return Form::Of<Callee<Place...>>(calls);
+    };
+    static const Form forms[] = {formOf(std::make_index_sequence<0>{}),
+                                 formOf(std::make_index_sequence<Count + 1>{})...};
+    return forms[words];
+#endif
 }
 
-template <std::size_t At>
-Word WINAPI Interposer::Hook(Word a, Word b, Word c, Word d, Word e, Word f, Word g, Word h, Word i,
-                             Word j, Word k)
+const Interposer::Form& Interposer::FormOf(std::size_t call)
 {
-    return current->OnCall(At, {a, b, c, d, e, f, g, h, i, j, k});
+    return FormOf(KnownCalls().calls[call].words, std::make_index_sequence<kMostArguments>{});
 }
 
-template <std::size_t... At>
-std::array<Word, sizeof...(At)> Interposer::MakeHooks(std::index_sequence<At...>)
+Word Interposer::CallOriginal(std::size_t call, const Words& words) const
 {
-    return {reinterpret_cast<Word>(&Hook<At>)...};
-}
-
-Word Interposer::HookOf(std::size_t call)
-{
-    static const auto hooks = MakeHooks(std::make_index_sequence<kMostCalls>{});
-    return hooks[call];
+    return FormOf(call).invoke(originals_[call], words);
 }
 
 Interposer::Interposer(HMODULE library, Handler handler) : handler_(std::move(handler))
@@ -81,7 +134,7 @@ void Interposer::TakeImports(HMODULE library)
         for (; *entry != 0; ++entry, ++place) {
             // two bytes of a hint come before the name
             const std::string name =
-                (*entry & IMAGE_ORDINAL_FLAG64) != 0
+                (*entry & IMAGE_ORDINAL_FLAG) != 0
                     ? '#' + std::to_string(*entry & 0xFFFF)
                     : std::string{reinterpret_cast<const char*>(base + *entry + 2)};
             if (const int call = known_.Find(name); call >= 0)
@@ -100,7 +153,7 @@ void Interposer::TakeImports(HMODULE library)
 void Interposer::Patch(std::size_t call, Word* place)
 {
     const std::lock_guard hold{lock_};
-    const Word hook = HookOf(call);
+    const Word hook = FormOf(call).hooks[call];
     if (*place == hook)
         return;
     if (originals_[call] != 0 && originals_[call] != *place)
@@ -129,7 +182,7 @@ Word Interposer::TakeFound(const char* name, Word function)
         return function;
     const std::lock_guard hold{lock_};
     originals_[static_cast<std::size_t>(call)] = function;
-    return HookOf(static_cast<std::size_t>(call));
+    return FormOf(static_cast<std::size_t>(call)).hooks[static_cast<std::size_t>(call)];
 }
 
 void Interposer::Replace(const char* name, void* function)

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "sim/platform_calls.h"
@@ -18,10 +19,6 @@ namespace orrery::sim {
 using Word = std::uintptr_t;
 constexpr std::size_t kMostArguments = 11;
 using Words = std::array<Word, kMostArguments>;
-
-/// Calls a function of no matter how many words: on x64 the caller removes the arguments, and a
-/// function does not look at those that it has not.
-Word Invoke(Word function, const Words& words);
 
 /// Stands between a loaded orrery.dll and Windows: every call of a function of KnownCalls(), imported
 /// or found by name, goes to a handler instead. One at a time.
@@ -38,8 +35,8 @@ public:
     Interposer(const Interposer&) = delete;
     Interposer& operator=(const Interposer&) = delete;
 
-    /// What the library would call by itself.
-    Word Original(std::size_t call) const noexcept { return originals_[call]; }
+    /// Calls what the library would call by itself.
+    Word CallOriginal(std::size_t call, const Words& words) const;
     /// Lets another function of the same signature be the original.
     void Replace(const char* name, void* function);
     /// Takes the methods of an interface too. A second implementation of it ends the process.
@@ -51,12 +48,14 @@ public:
 private:
     static constexpr std::size_t kMostCalls = 128;
 
-    template <std::size_t At>
-    static Word WINAPI Hook(Word a, Word b, Word c, Word d, Word e, Word f, Word g, Word h, Word i,
-                            Word j, Word k);
-    template <std::size_t... At>
-    static std::array<Word, sizeof...(At)> MakeHooks(std::index_sequence<At...>);
-    static Word HookOf(std::size_t call);
+    template <std::size_t... Place>
+    struct Callee;
+    template <std::size_t... Place>
+    struct CallersCallee;
+    struct Form;
+    template <std::size_t... Count>
+    static const Form& FormOf(int words, std::index_sequence<Count...>);
+    static const Form& FormOf(std::size_t call);
     Word OnCall(std::size_t call, Words words);
     void TakeImports(HMODULE library);
     Word TakeFound(const char* name, Word function);

@@ -22,8 +22,10 @@ PlatformCalls ReadCalls()
                 list.own.insert(name);
             continue;
         }
-        if (!(words >> call.arguments >> call.result >> call.fails))
+        std::string count;
+        if (!(words >> call.arguments >> count >> call.result >> call.fails))
             throw std::runtime_error("platform_calls.txt: not all is told of " + call.name);
+        call.words = count == "c" ? -1 : std::stoi(count);
         for (std::string use; words >> use;) {
             const std::size_t digits = use.find_first_of("0123456789");
             call.uses.push_back({use[0] == '+', use.substr(1, digits - 1),

@@ -18,6 +18,8 @@ struct PlatformCall {
     std::string name;  ///< of a method after its interface and "::"
     int method = -1;   ///< its place in the interface; -1 for a function
     std::string arguments;
+    int words =
+        -1;  ///< of arguments, which the function itself removes on x86; -1 where it does not
     std::string result;
     std::string fails;
     std::vector<ResourceUse> uses;

@@ -127,7 +127,7 @@ class ComObject : public Counted, public Interface {
 public:
     using Counted::Counted;
 
-    HRESULT QueryInterface(REFIID id, void** object) override
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override
     {
         *object = nullptr;
         if (id != IID_IUnknown && id != id_)
@@ -136,8 +136,8 @@ public:
         *object = static_cast<Interface*>(this);
         return S_OK;
     }
-    ULONG AddRef() override { return Increment(); }
-    ULONG Release() override { return Decrement(); }
+    ULONG STDMETHODCALLTYPE AddRef() override { return Increment(); }
+    ULONG STDMETHODCALLTYPE Release() override { return Decrement(); }
 };
 
 /// A simulated COM object that takes security blankets.
@@ -146,7 +146,7 @@ class SecuredObject : public ComObject<Interface>, public IClientSecurity {
 public:
     using ComObject<Interface>::ComObject;
 
-    HRESULT QueryInterface(REFIID id, void** object) override
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override
     {
         if (id != IID_IClientSecurity)
             return ComObject<Interface>::QueryInterface(id, object);
@@ -158,12 +158,12 @@ public:
             return S_OK;
         });
     }
-    ULONG AddRef() override { return this->Increment(); }
-    ULONG Release() override { return this->Decrement(); }
+    ULONG STDMETHODCALLTYPE AddRef() override { return this->Increment(); }
+    ULONG STDMETHODCALLTYPE Release() override { return this->Decrement(); }
 
-    HRESULT SetBlanket(IUnknown*, DWORD authentication, DWORD authorization, OLECHAR* principal,
-                       DWORD level, DWORD impersonation, void* identity,
-                       DWORD capabilities) override
+    HRESULT STDMETHODCALLTYPE SetBlanket(IUnknown*, DWORD authentication, DWORD authorization,
+                                         OLECHAR* principal, DWORD level, DWORD impersonation,
+                                         void* identity, DWORD capabilities) override
     {
         const auto number = [](DWORD value) { return Shown(static_cast<long>(value)); };
         return this->Call(
@@ -172,12 +172,12 @@ public:
              number(impersonation), ShownPointer(identity), number(capabilities)},
             [] { return S_OK; });
     }
-    HRESULT QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*, void**,
-                         DWORD*) override
+    HRESULT STDMETHODCALLTYPE QueryBlanket(IUnknown*, DWORD*, DWORD*, OLECHAR**, DWORD*, DWORD*,
+                                           void**, DWORD*) override
     {
         return E_NOTIMPL;
     }
-    HRESULT CopyProxy(IUnknown*, IUnknown**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE CopyProxy(IUnknown*, IUnknown**) override { return E_NOTIMPL; }
 
 private:
     static std::string ShownPointer(const void* pointer)
@@ -208,7 +208,8 @@ public:
           row_(std::move(row))
     {}
 
-    HRESULT Get(LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override
+    HRESULT STDMETHODCALLTYPE Get(LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE* type,
+                                  LONG* flavor) override
     {
         if (value != nullptr)
             VariantInit(value);
@@ -224,7 +225,7 @@ public:
         });
     }
 
-    HRESULT GetObjectText(LONG flags, BSTR* text) override
+    HRESULT STDMETHODCALLTYPE GetObjectText(LONG flags, BSTR* text) override
     {
         Clear(text);
         return Call("IWbemClassObject::GetObjectText", {ShownFlags(flags)}, [&]() -> HRESULT {
@@ -235,7 +236,8 @@ public:
         });
     }
 
-    HRESULT GetMethod(LPCWSTR name, LONG flags, Object** input, Object** output) override
+    HRESULT STDMETHODCALLTYPE GetMethod(LPCWSTR name, LONG flags, Object** input,
+                                        Object** output) override
     {
         Clear(input);
         Clear(output);
@@ -252,7 +254,7 @@ public:
                     });
     }
 
-    HRESULT SpawnInstance(LONG flags, Object** made) override
+    HRESULT STDMETHODCALLTYPE SpawnInstance(LONG flags, Object** made) override
     {
         Clear(made);
         return Call("IWbemClassObject::SpawnInstance", {ShownFlags(flags)}, [&]() -> HRESULT {
@@ -262,7 +264,7 @@ public:
     }
 
     /// The value is only recorded in the trace.
-    HRESULT Put(LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE) override
+    HRESULT STDMETHODCALLTYPE Put(LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE) override
     {
         UniqueVariant text;
         if (value != nullptr)
@@ -294,7 +296,8 @@ public:
           failure_(failure)
     {}
 
-    HRESULT Next(LONG timeout, ULONG count, Object** objects, ULONG* returned) override
+    HRESULT STDMETHODCALLTYPE Next(LONG timeout, ULONG count, Object** objects,
+                                   ULONG* returned) override
     {
         if (objects == nullptr || returned == nullptr)
             return kWmiInvalidParameter;
@@ -345,7 +348,8 @@ public:
         : SecuredObject(machine, IID_IWbemServices, "IWbemServices"), home_(home)
     {}
 
-    HRESULT CreateInstanceEnum(const BSTR name, LONG flags, Context*, Enumerator** rows) override
+    HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR name, LONG flags, Context*,
+                                                 Enumerator** rows) override
     {
         Clear(rows);
         return Call("IWbemServices::CreateInstanceEnum", {Shown(name), ShownFlags(flags)},
@@ -358,8 +362,8 @@ public:
                     });
     }
 
-    HRESULT ExecQuery(const BSTR language, const BSTR query, LONG flags, Context*,
-                      Enumerator** rows) override
+    HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags, Context*,
+                                        Enumerator** rows) override
     {
         Clear(rows);
         return Call("IWbemServices::ExecQuery", {Shown(language), Shown(query), ShownFlags(flags)},
@@ -376,7 +380,8 @@ public:
                     });
     }
 
-    HRESULT GetObject(const BSTR path, LONG flags, Context*, Object** object, CallResult**) override
+    HRESULT STDMETHODCALLTYPE GetObject(const BSTR path, LONG flags, Context*, Object** object,
+                                        CallResult**) override
     {
         Clear(object);
         return Call("IWbemServices::GetObject", {Shown(path), ShownFlags(flags)}, [&]() -> HRESULT {
@@ -391,8 +396,8 @@ public:
         });
     }
 
-    HRESULT ExecMethod(const BSTR path, const BSTR name, LONG flags, Context*, Object* input,
-                       Object** output, CallResult**) override
+    HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR path, const BSTR name, LONG flags, Context*,
+                                         Object* input, Object** output, CallResult**) override
     {
         Clear(output);
         const char* const shownInput = input == nullptr ? "null" : "given";
@@ -418,9 +423,10 @@ class CLocator final : public ComObject<IWbemLocator> {
 public:
     explicit CLocator(Machine* machine) : ComObject(machine, IID_IWbemLocator, "IWbemLocator") {}
 
-    HRESULT ConnectServer(const BSTR resource, const BSTR user, const BSTR password,
-                          const BSTR locale, LONG flags, const BSTR authority, Context*,
-                          IWbemServices** services) override
+    HRESULT STDMETHODCALLTYPE ConnectServer(const BSTR resource, const BSTR user,
+                                            const BSTR password, const BSTR locale, LONG flags,
+                                            const BSTR authority, Context*,
+                                            IWbemServices** services) override
     {
         Clear(services);
         return Call("IWbemLocator::ConnectServer",

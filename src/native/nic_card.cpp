@@ -13,6 +13,9 @@
 namespace orrery {
 namespace {
 
+// Windows fills it in as a compiler with time_t of a pointer's width lays it out.
+static_assert(sizeof(IP_ADAPTER_INFO) == (sizeof(void*) == 8 ? 704 : 640));
+
 template <std::size_t Size>
 bool BytesAre(std::span<const std::uint8_t> bytes, const std::array<std::uint8_t, Size>& expected)
 {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -307,6 +308,22 @@ TEST_F(CollectCommand, KeepsTheEarlierReportWhenTheLibraryCannotBeUsed)
     expect("does not export GetInventory, GetInventoryEx, Cancel; replace it");
     Fill(program_ / L"orrery.dll", "not a library");
     expect("cannot be loaded: ");
+    const struct {
+        WORD machine;
+        const char* processor;
+    } others[] = {{IMAGE_FILE_MACHINE_I386, "x86"},
+                  {IMAGE_FILE_MACHINE_AMD64, "x64"},
+                  {IMAGE_FILE_MACHINE_ARM64, "ARM64"},
+                  {IMAGE_FILE_MACHINE_ARMNT, "another processor"}};
+    for (const auto& other : others) {
+        std::string library = Content(TestFolder() / L"orreryctl.exe");
+        const auto at = library.find(std::string_view{"PE\0\0", 4}) + 4;
+        if (std::memcmp(&library[at], &other.machine, sizeof other.machine) == 0)
+            continue;
+        std::memcpy(&library[at], &other.machine, sizeof other.machine);
+        Fill(program_ / L"orrery.dll", library);
+        expect((" is for " + std::string{other.processor} + " and this program for x").c_str());
+    }
     fs::remove(program_ / L"orrery.dll");
     // A library in the current folder or on the search path is not taken instead.
     fs::copy_file(TestFolder() / L"stand_in_library.dll", scratch_ / L"orrery.dll");

@@ -154,7 +154,7 @@ private:
 TEST(RecordRegistry, ReadsTheValuesThatTheLibraryReads)
 {
     // The firmware's setting is read on early systems alone.
-    const sim::Detour version{L"kernel32.dll", "GetVersion", +[] { return DWORD{0x0A280105}; }};
+    const sim::Detour version{L"kernel32.dll", "GetVersion", [] { return DWORD{0x0A280105}; }};
     std::set<std::wstring> recordedEver, readEver;
     for (const auto& file : std::filesystem::directory_iterator{ORRERY_TEST_DATA "/machines"}) {
         const sim::WholeMachine machine{file.path().wstring()};

@@ -99,7 +99,7 @@ struct DriveCategory : testing::Test {
     }
 
     const ComApartment apartment;
-    const Detour drivesDetour{L"kernel32.dll", "GetLogicalDrives", +[] { return DWORD{0}; }};
+    const Detour drivesDetour{L"kernel32.dll", "GetLogicalDrives", [] { return DWORD{0}; }};
     CInvMap map;
 };
 

@@ -72,7 +72,7 @@ TEST(OperatingSystemInstances, TellBootTimeAndCaptionOnly)
     };
     const Detour zone{L"kernel32.dll", "GetTimeZoneInformation", TellZone};
     const Detour clock{L"kernel32.dll", "GetSystemTime",
-                       +[](SYSTEMTIME* time) { *time = {2030, 4, 5, 5, 6, 7, 8, 0}; }};
+                       [](SYSTEMTIME* time) { *time = {2030, 4, 5, 5, 6, 7, 8, 0}; }};
     for (const auto& [date, text] : rows) {
         CInvMap map;
         StoreValue(nullptr, L"Caption", L"Of the category", &map, 0, L"OperatingSystem");

@@ -18,8 +18,7 @@ namespace {
 /// @return how many of them told their time
 std::ptrdiff_t Collect(bool threaded)
 {
-    const sim::Detour drives{L"kernel32.dll", "GetLogicalDrives",
-                             +[] { return DWORD{0x4}; }};  // C:
+    const sim::Detour drives{L"kernel32.dll", "GetLogicalDrives", [] { return DWORD{0x4}; }};  // C:
     const ComApartment apartment;
     CInvMap map;
     CHardwareDispatcher dispatcher{threaded, &map};

@@ -2,10 +2,10 @@
 # The library exports three names. It imports from libraries that every Windows has, and nothing that
 # an old one lacks: that it looks up by name.
 #
-#   exports_and_imports.sh FOLDER     the folder of orrery.dll
+#   exports_and_imports.sh FOLDER OBJDUMP     the folder of orrery.dll
 set -euo pipefail
 
-tables=$(x86_64-w64-mingw32-objdump -p "$1/orrery.dll")
+tables=$("$2" -p "$1/orrery.dll")
 status=0
 
 expect() {

@@ -169,7 +169,7 @@ TEST_F(Exports, DropTheCategoriesThatFollowACancel)
 {
     // On one processor the categories run one after another on the caller's thread.
     const sim::Detour oneProcessor{L"kernel32.dll", "GetSystemInfo",
-                                   +[](SYSTEM_INFO* system) { system->dwNumberOfProcessors = 1; }};
+                                   [](SYSTEM_INFO* system) { system->dwNumberOfProcessors = 1; }};
     sim::Simulation simulation{Desktop()};
     std::set<std::thread::id> threads;
     simulation.OnCall([&](const std::string& call) {
@@ -221,6 +221,7 @@ TEST_F(Exports, LoseOneCategorysFactsAtMostWhereMemoryIsShort)
     const auto place = [](const char* name) {
         return static_cast<std::size_t>(sim::KnownCalls().Find(name));
     };
+<<<<<<< HEAD
     const auto whole = FactsIn(Read(L"r.tsv"));
     for (const bool isThreaded : {false, true}) {
         const sim::Detour processors{
@@ -229,6 +230,15 @@ TEST_F(Exports, LoseOneCategorysFactsAtMostWhereMemoryIsShort)
                        : +[](SYSTEM_INFO* system) { system->dwNumberOfProcessors = 1; }};
         std::atomic<int> asked = 0, held = 0, entered = 0, left = 0;  // blocks, apartments
         std::atomic<bool> isCategorys = false;                        // what is not given
+=======
+    static DWORD processors = 0;
+    for (const DWORD count : {1, 2}) {
+        processors = count;
+        const sim::Detour detour{L"kernel32.dll", "GetSystemInfo", [](SYSTEM_INFO* system) {
+                                     system->dwNumberOfProcessors = processors;
+                                 }};
+        std::atomic<int> asked = 0, held = 0;
+>>>>>>> c24fe21 (build: build for 32-bit Windows and test under its Wine)
         int refused = 0;  // the number of the block that is not given
         sim::Interposer* standing = nullptr;
         sim::Interposer memory{
@@ -243,7 +253,7 @@ TEST_F(Exports, LoseOneCategorysFactsAtMostWhereMemoryIsShort)
                 }
                 if (call == place("free") && words[0] != 0)
                     --held;
-                const sim::Word result = sim::Invoke(standing->Original(call), words);
+                const sim::Word result = standing->CallOriginal(call, words);
                 if (isNew && result != 0)
                     ++held;
                 return result;
@@ -262,6 +272,7 @@ TEST_F(Exports, LoseOneCategorysFactsAtMostWhereMemoryIsShort)
                 isCategorys = false;
                 EXPECT_EQ(library.getInventory(Path(L"r.tsv").c_str()), 1);
             }
+<<<<<<< HEAD
             SCOPED_TRACE(std::to_string(refused) + " of " + std::to_string(blocks) +
                          (isThreaded ? ", threads" : ", inline"));
             EXPECT_EQ(held, 0);
@@ -272,6 +283,12 @@ TEST_F(Exports, LoseOneCategorysFactsAtMostWhereMemoryIsShort)
                 EXPECT_LE(Disagreeing(whole, FactsIn(report)).size(), 1U);
                 EXPECT_GE(report.elapsedTimes.size(), 12U);
             }
+=======
+            EXPECT_EQ(held, 0) << refused << " of " << blocks << ", processors " << count;
+            EXPECT_EQ(simulation.LiveObjects(), 0) << refused;
+            if (std::filesystem::file_size(folder / L"r.tsv") != 0)
+                SteadyFactsOf(Read(L"r.tsv"));
+>>>>>>> c24fe21 (build: build for 32-bit Windows and test under its Wine)
         }
     }
 }

@@ -76,7 +76,7 @@ Australia/Sydney|(GMT +10:00) AUS Eastern % Time
 '
 
 import_registry() {
-    wine reg import "$1" </dev/null >/dev/null 2>&1
+    wine reg import "$@" </dev/null >/dev/null 2>&1
 }
 
 # One program name for each version and host, so that Wine can be told the version by name.
@@ -106,6 +106,12 @@ enter_state() {
         printf 'REGEDIT4\n\n[%s]\n' 'HKEY_LOCAL_MACHINE\Software\Microsoft\Windows NT\CurrentVersion'
         value CurrentVersion "$version"
         value CurrentBuildNumber "$build"
+    } >state.reg
+    # The library reads of the system in the 64-bit view of the registry, whatever its own width;
+    # Wine's version for a program is that of the program's view.
+    import_registry state.reg /reg:32
+    {
+        cat state.reg
         value ProductName "$name"
         number CurrentMajorVersionNumber "$major"
         number CurrentMinorVersionNumber "${major:+0}"
@@ -113,8 +119,8 @@ enter_state() {
         value ReleaseId "$release"
         printf '\n[%s]\n' 'HKEY_LOCAL_MACHINE\System\CurrentControlSet\Control\ProductOptions'
         value ProductType "$type"
-    } >state.reg
-    import_registry state.reg
+    } >system.reg
+    import_registry system.reg /reg:64
 }
 
 # Runs a host and leaves its report in report.tsv.

@@ -45,16 +45,16 @@ protected:
 
     // A to G, K and Z, each of another type
     const Detour drivesDetour{L"kernel32.dll", "GetLogicalDrives",
-                              +[]() -> DWORD { return 0x0200047F; }};
-    const Detour typeDetour{L"kernel32.dll", "GetDriveTypeW", +[](const wchar_t* root) -> UINT {
+                              []() -> DWORD { return 0x0200047F; }};
+    const Detour typeDetour{L"kernel32.dll", "GetDriveTypeW", [](const wchar_t* root) -> UINT {
                                 volume.typesAsked += root;
                                 constexpr UINT types[] = {3, 5, 2, 6, 1, 0, 4};
                                 return types[std::wstring_view{L"CDEFGKZ"}.find(root[0])];
                             }};
     const Detour volumeDetour{L"kernel32.dll", "GetVolumeInformationW", TellVolume};
     const Detour spaceDetour{L"kernel32.dll", "GetDiskFreeSpaceExW",
-                             +[](const wchar_t*, ULARGE_INTEGER* callersFree, ULARGE_INTEGER* total,
-                                 ULARGE_INTEGER* free) -> BOOL {
+                             [](const wchar_t*, ULARGE_INTEGER* callersFree, ULARGE_INTEGER* total,
+                                ULARGE_INTEGER* free) -> BOOL {
                                  NoteErrorMode();
                                  callersFree->QuadPart = 1;
                                  total->QuadPart = volume.total;
@@ -62,8 +62,8 @@ protected:
                                  return volume.answers;
                              }};
     const Detour clustersDetour{L"kernel32.dll", "GetDiskFreeSpaceW",
-                                +[](const wchar_t*, DWORD* sectors, DWORD* bytes,
-                                    DWORD* freeClusters, DWORD* clusters) -> BOOL {
+                                [](const wchar_t*, DWORD* sectors, DWORD* bytes,
+                                   DWORD* freeClusters, DWORD* clusters) -> BOOL {
                                     *sectors = 128;
                                     *bytes = 4096;
                                     *freeClusters = 20480;

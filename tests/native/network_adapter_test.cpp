@@ -56,11 +56,11 @@ TEST_F(NetworkAdapters, DoWithoutIPv6)
     {
         // the major version is the low byte only
         const sim::Detour version{L"kernel32.dll", "GetVersion",
-                                  +[]() -> DWORD { return 0x80000A04; }};
+                                  []() -> DWORD { return 0x80000A04; }};
         EXPECT_EQ(CNetworkAdapter{0}.IPV6Address(0), L"");
     }
     const sim::Detour sockets{L"ws2_32.dll", "WSAStartup",
-                              +[](WORD, WSADATA*) -> int { return WSASYSNOTREADY; }};
+                              [](WORD, WSADATA*) -> int { return WSASYSNOTREADY; }};
     EXPECT_EQ(CNetworkAdapter{0}.IPV6Address(0), L"");
     EXPECT_EQ(ipHelper.addressCalls, 0);
 }

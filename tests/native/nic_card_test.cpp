@@ -61,7 +61,7 @@ WideString RefuseOldDates(const SYSTEMTIME& time)
 TEST(NicCard, FormatsTheLeaseAsUtcDates)
 {
     const struct {
-        std::time_t obtained, expires;
+        long long obtained, expires;
         const wchar_t *obtainedText, *expiresText;
     } rows[] = {
         {0, 1707116889, L"1970-01-01T00:00:00Z", L"2024-02-05T07:08:09Z"},
@@ -71,7 +71,9 @@ TEST(NicCard, FormatsTheLeaseAsUtcDates)
         {59, 0x80000000, L"1970-01-01T00:00:59Z", L""},
     };
     for (const auto& row : rows) {
-        const LeaseDates dates = FormatLease(row.obtained, row.expires, &FormatUtcDateTime);
+        const LeaseDates dates =
+            FormatLease(static_cast<std::time_t>(row.obtained),
+                        static_cast<std::time_t>(row.expires), &FormatUtcDateTime);
         EXPECT_EQ(dates.obtained, row.obtainedText) << row.obtained;
         EXPECT_EQ(dates.expires, row.expiresText) << row.expires;
     }

@@ -60,14 +60,14 @@ protected:
                            {kOptionsKey, L"ProductType", TextValue(L"WinNT")}}};
     Detour version{L"kernel32.dll", "GetVersionExW", TellVersion};
     Detour product{L"kernel32.dll", "GetProductInfo",
-                   +[](DWORD major, DWORD minor, DWORD packMajor, DWORD packMinor, DWORD* edition) {
+                   [](DWORD major, DWORD minor, DWORD packMajor, DWORD packMinor, DWORD* edition) {
                        *edition = major == 6 && minor + packMajor + packMinor == 0 ? 48 : 999;
                        return TRUE;
                    }};
     Detour native{L"kernel32.dll", "GetNativeSystemInfo",
-                  +[](SYSTEM_INFO* info) { info->wProcessorArchitecture = 6; }};
+                  [](SYSTEM_INFO* info) { info->wProcessorArchitecture = 6; }};
     Detour metrics{L"user32.dll", "GetSystemMetrics",
-                   +[](int index) { return index == 89 ? 1 : 0; }};
+                   [](int index) { return index == 89 ? 1 : 0; }};
 };
 
 TEST_F(OsVersionProbe, TakesTheRegistrysWordFor62)
@@ -132,9 +132,9 @@ TEST_F(OsVersionProbe, DoesWithoutFunctionsAndKeysThatAreMissing)
     const RegistryTree empty{HKEY_LOCAL_MACHINE};
     windows.isExtended = false;
     const Detour oldArchitecture{L"kernel32.dll", "GetSystemInfo",
-                                 +[](SYSTEM_INFO* info) { info->wProcessorArchitecture = 5; }};
+                                 [](SYSTEM_INFO* info) { info->wProcessorArchitecture = 5; }};
     const Detour find{L"kernel32.dll", "GetProcAddress",
-                      +[](HMODULE, const char*) { return FARPROC{}; }};
+                      [](HMODULE, const char*) { return FARPROC{}; }};
     const auto facts = ReadOsVersion();
     ASSERT_TRUE(facts);
     EXPECT_EQ(facts->minor, 2);

@@ -311,12 +311,12 @@ TEST_F(UserWindow, IsLookedForOnTheDefaultDesktopOrAmongAllWindows)
     const Detour open{L"user32.dll", "OpenDesktopW", OpenSimulatedDesktop};
     const Detour all{L"user32.dll", "EnumWindows", WalkWindows};
     const Detour desktop{L"user32.dll", "EnumDesktopWindows", WalkDesktop};
-    const Detour rect{L"user32.dll", "GetWindowRect", +[](HWND window, RECT* bounds) -> BOOL {
+    const Detour rect{L"user32.dll", "GetWindowRect", [](HWND window, RECT* bounds) -> BOOL {
                           machine.walk += ' ' + std::to_string(HandleToULong(window));
                           *bounds = machine.windows.at(window);
                           return TRUE;
                       }};
-    const Detour style{L"user32.dll", "GetWindowLongPtrW", +[](HWND window, int index) {
+    const Detour style{L"user32.dll", sim::kGetWindowLongPtr, [](HWND window, int index) {
                            const bool isShown =
                                index == GWL_STYLE && HandleToULong(window) % 2 != 0;
                            return LONG_PTR{isShown ? WS_VISIBLE : ~WS_VISIBLE};
@@ -326,7 +326,7 @@ TEST_F(UserWindow, IsLookedForOnTheDefaultDesktopOrAmongAllWindows)
     const Detour token{L"advapi32.dll", "OpenProcessToken", OpenGrantedToken};
     // The virtual screen has no width here, and the primary one none of its own height.
     const Detour metrics{
-        L"user32.dll", "GetSystemMetrics", +[](int index) {
+        L"user32.dll", "GetSystemMetrics", [](int index) {
             return index == SM_CXSCREEN ? 800 : index == SM_CYVIRTUALSCREEN ? 600 : 0;
         }};
     const RECT exact{100, 50, 900, 650}, close{0, 0, 800, 599}, inverted{0, 600, 800, 0};
@@ -414,7 +414,7 @@ TEST_F(UserContext, RevertsOnceThoughNobodyWasImpersonated)
     const Detour process{L"kernel32.dll", "OpenProcess", OpenSimulatedProcess};
     const Detour open{L"advapi32.dll", "OpenProcessToken", OpenGrantedToken};
     const Detour revert{L"advapi32.dll", "RevertToSelf",
-                        +[]() -> BOOL { return ++machine.reverts; }};
+                        []() -> BOOL { return ++machine.reverts; }};
     machine.shellWindow = WindowOf(21);
     {
         const CUserContext idle;

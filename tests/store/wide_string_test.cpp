@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cwchar>
 #include <thread>
 #include <vector>
@@ -68,9 +69,10 @@ TEST(WideString, KeepsZerosInsideAndOrdersByCodeUnit)
 
 TEST(WideString, ReadsAnArgumentAsTextOrAsResource)
 {
-    // Bits 16 to 31 of this address are zero, as an identifier's are.
+    // Bits 16 to 31 of the wider address are zero, as an identifier's are.
+    constexpr std::uint64_t kPlace = sizeof(void*) == 8 ? 0x0000000700000000 : 0x7F000000;
     auto* const high = static_cast<wchar_t*>(
-        VirtualAlloc(reinterpret_cast<void*>(std::uintptr_t{0x0000000700000000}), 4096,
+        VirtualAlloc(reinterpret_cast<void*>(static_cast<std::uintptr_t>(kPlace)), 4096,
                      MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
     ASSERT_NE(high, nullptr);
     std::wcscpy(high, L"r.tsv");

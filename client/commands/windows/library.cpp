@@ -1,5 +1,8 @@
 #include "client/commands/windows/library.h"
 
+#include <filesystem>
+#include <fstream>
+
 #include "client/system/console.h"
 #include "client/system/exit_codes.h"
 #include "client/system/program_path.h"
@@ -22,15 +25,45 @@ std::wstring LibraryPath()
     throw CommandError(ExitCode::kLibrary, message);
 }
 
+/// What a program or library runs on; empty for a file that is neither.
+std::string ProcessorOf(const std::wstring& path)
+{
+    std::ifstream file{std::filesystem::path{path}, std::ios::binary};
+    IMAGE_DOS_HEADER dos{};
+    file.read(reinterpret_cast<char*>(&dos), sizeof dos);
+    DWORD signature = 0;
+    IMAGE_FILE_HEADER header{};
+    file.seekg(dos.e_lfanew);
+    file.read(reinterpret_cast<char*>(&signature), sizeof signature);
+    file.read(reinterpret_cast<char*>(&header), sizeof header);
+    if (!file || dos.e_magic != IMAGE_DOS_SIGNATURE || signature != IMAGE_NT_SIGNATURE)
+        return {};
+    switch (header.Machine) {
+        case IMAGE_FILE_MACHINE_AMD64:
+            return "x64";
+        case IMAGE_FILE_MACHINE_I386:
+            return "x86";
+        case IMAGE_FILE_MACHINE_ARM64:
+            return "ARM64";
+        default:
+            return "another processor";
+    }
+}
+
 UniqueModule Load(const std::wstring& path)
 {
     if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES)
         FailLibrary("the library " + Quoted(path) +
                     " is missing; put orrery.dll into the folder of orreryctl.exe");
     UniqueModule module{LoadLibraryExW(path.c_str(), nullptr, 0)};
-    if (const DWORD error = GetLastError(); !module)
-        FailLibrary("the library " + Quoted(path) + " cannot be loaded: " + SystemMessage(error) +
-                    "; replace it by the 64-bit orrery.dll that came with this program");
+    if (const DWORD error = GetLastError(); !module) {
+        const std::string library = ProcessorOf(path), program = ProcessorOf(ProgramPath());
+        const bool isOther = !library.empty() && library != program;
+        FailLibrary("the library " + Quoted(path) +
+                    (isOther ? " is for " + library + " and this program for " + program
+                             : " cannot be loaded: " + SystemMessage(error)) +
+                    "; replace it by the orrery.dll that came with this program");
+    }
     return module;
 }
 

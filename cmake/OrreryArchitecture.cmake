@@ -1,0 +1,9 @@
+# ORRERY_ARCHITECTURE: x64, x86 or arm64, what the Windows binaries run on, by the compiler's own word.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(ORRERY_ARCHITECTURE x86)
+elseif(CMAKE_CXX_COMPILER_ARCHITECTURE_ID STREQUAL ARM64
+    OR (NOT MSVC AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64|ARM64)$"))
+  set(ORRERY_ARCHITECTURE arm64)
+else()
+  set(ORRERY_ARCHITECTURE x64)
+endif()
