@@ -49,8 +49,8 @@ TEST(DeviceList, StaysEmptyWhereMemoryWasShort)
     const CDevices devices{kWindows10};
     {
         const sim::Detour shortage{L"advapi32.dll", "RegEnumKeyExW",
-                                   +[](HKEY, DWORD, wchar_t*, DWORD*, DWORD*, wchar_t*, DWORD*,
-                                       FILETIME*) -> LSTATUS { throw std::bad_alloc{}; }};
+                                   [](HKEY, DWORD, wchar_t*, DWORD*, DWORD*, wchar_t*, DWORD*,
+                                      FILETIME*) -> LSTATUS { throw std::bad_alloc{}; }};
         EXPECT_EQ(devices.Count(L""), 0U);
     }
     EXPECT_EQ(devices.Find(0, L""), nullptr);
