@@ -284,7 +284,7 @@ private:
             });
         return Element("section", "card",
                        Element("h2", "", CMarkup{"Slow categories"}) +
-                           Element("table", "list",
+                           Element("table", "list slow",
                                    CMarkup{"<thead><tr><th scope=\"col\">Category</th><th "
                                            "scope=\"col\">Median ms</th><th scope=\"col\">95 % "
                                            "ms</th><th scope=\"col\">Slowest</th></tr></thead>"} +

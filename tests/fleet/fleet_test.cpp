@@ -80,15 +80,15 @@ protected:
     std::string Dump()
     {
         Export(*database, folder, ExportForm::kCsv);
-        std::map<std::string, std::string> files;
+        std::map<std::string, std::string> texts;
         for (const auto& file : std::filesystem::directory_iterator{folder})
             if (file.path().extension() == ".csv") {
                 std::ifstream text{file.path()};
-                files[file.path().filename().string()] =
+                texts[file.path().filename().string()] =
                     std::string{std::istreambuf_iterator<char>{text}, {}};
             }
         std::string dump;
-        for (const auto& [name, text] : files)
+        for (const auto& [name, text] : texts)
             dump += "# " + name + '\n' + text;
         return dump;
     }
@@ -267,12 +267,12 @@ TEST_P(Fleet, Answers)
         Store(reports);
         for (const auto& [name, expected] : example.texts) {
             const auto blank = name.find(' ');
-            if (name == "below 50")
-                EXPECT_EQ(Answer("disk_low", "50"), expected);
-            else if (blank != std::string::npos)
-                EXPECT_EQ(Answer("changed_since", name.substr(blank + 1)), expected);
-            else if (name != "reports")
-                EXPECT_EQ(Answer(name), expected) << name;
+            const std::string answer = name == "below 50" ? Answer("disk_low", "50")
+                                       : blank != std::string::npos
+                                           ? Answer("changed_since", name.substr(blank + 1))
+                                       : name != "reports" ? Answer(name)
+                                                           : expected;
+            EXPECT_EQ(answer, expected) << name;
         }
         EXPECT_EQ(VolumesLeftOut(*database, *FindView("disk_low")), 1);
     }
