@@ -106,7 +106,7 @@ def main():
         if options.changed:
             sections = {fact[0] for fact in facts} - {"ET", "ComputerSystem", "NetworkAdapter", "BIOS"}
             changed = {section for section in sorted(sections) if changes.random() < options.changed * 20 / 16}
-            facts = [(section, index, name, value + "9" if section in changed and name in (
+            facts = [(section, index, name, value + "9" if section in changed and index == 0 and name in (
                 "Name", "Version", "Capacity", "Size", "SlotDesignation", "ChassisTypes", "TpmChip") else value)
                 for section, index, name, value in facts]
         if number < options.hostile:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <map>
 #include <random>
 #include <set>
@@ -360,13 +361,9 @@ private:
     std::set<std::string> changedSections_;
 };
 
-void WriteFile(const std::filesystem::path& path, const TextSource& text)
+[[noreturn]] void FailToWrite(const std::filesystem::path& path, const std::string& reason)
 {
-    CNewFile file{path};
-    text([&](std::string_view part) { file.Write(part); });
-    if (const std::error_code error = file.Publish())
-        throw CommandError(ExitCode::kReport,
-                           "cannot write " + path.string() + ": " + error.message());
+    throw CommandError(ExitCode::kReport, "cannot write " + path.string() + ": " + reason);
 }
 
 }  // namespace
@@ -380,11 +377,18 @@ std::uint64_t WritePages(CDatabase& database, const std::filesystem::path& folde
                            "cannot make the folder " + folder.string() + ": " + error.message());
     const CPages pages{database};
     ReadMachines(database, [&](std::int64_t machine, const report::Report& report) {
-        WriteFile(folder / "pc" / (std::to_string(machine) + ".html"),
-                  [&](const TextSink& sink) { report::WriteHtml(report, sink); });
+        // Written in place: thousands of pages that can be made again need not survive a power cut.
+        const auto path = folder / "pc" / (std::to_string(machine) + ".html");
+        std::ofstream file{path, std::ios::binary};
+        report::WriteHtml(report, [&](std::string_view part) { file << part; });
+        if (!file.flush())
+            FailToWrite(path, "the disk may be full");
     });
     // The start page last: what it leads to is there.
-    WriteFile(folder / "index.html", WholeText(pages.Index()));
+    CNewFile index{folder / "index.html"};
+    index.Write(pages.Index());
+    if (const std::error_code failure = index.Publish())
+        FailToWrite(folder / "index.html", failure.message());
     return pages.size();
 }
 

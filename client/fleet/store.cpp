@@ -332,7 +332,6 @@ private:
             found->second.digest = section.history.digest;
             AddRows(state, report, section);
         } else if (found->second.digest != section.history.digest) {
-            Flush();
             counts_.changes += history_.Change(state.known.machine, section.section,
                                                section.history, found->second.empty, report.time);
             found->second.since = report.time;
@@ -379,7 +378,6 @@ private:
                          part.rows.empty() && part.others.empty() && part.empty.empty()))
             return;
         if (!state.isNew) {
-            Flush();
             const std::array<Value, 2> key{state.known.machine, section};
             if (part.table != nullptr)
                 database_.Query("DELETE FROM " + part.table->name + " WHERE machine = $1",
@@ -422,7 +420,6 @@ private:
         if (!IsNewDigest(state, kElapsed, digest, report.elapsedTimes.empty()))
             return;
         if (!state.isNew) {
-            Flush();
             database_.Query("DELETE FROM elapsed WHERE machine = $1",
                             std::array<Value, 1>{state.known.machine},
                             [](std::span<const Value>) {});
@@ -446,7 +443,6 @@ private:
         if (!IsNewDigest(machine, "", digest, report.placeholders.empty()))
             return;
         if (!state.isNew) {
-            Flush();
             database_.Query("DELETE FROM machine_placeholder WHERE machine = $1",
                             std::array<Value, 1>{state.known.machine},
                             [](std::span<const Value>) {});
@@ -459,7 +455,6 @@ private:
     /// Puts a report where it belongs among later ones, as if it had come in time.
     void StoreLate(MachineState& state, StoredReport& report)
     {
-        Flush();
         for (SectionRows& section : report.sections) {
             const auto found = state.collected.find(section.section);
             if (found == state.collected.end()) {
@@ -474,7 +469,6 @@ private:
                 state.collected.emplace(section.section, std::move(collected));
                 state.changedSections.insert(section.section);
                 AddRows(state, report, section);
-                Flush();
                 continue;
             }
             Collected& collected = found->second;

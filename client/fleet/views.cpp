@@ -81,30 +81,31 @@ SELECT machine, name, serial, tpm, secure_boot, memory, firmware,
        ELSE 'yes' END AS verdict, processor
 FROM windows11_requirement)"},
 
-    {"volume_kind", R"(
-SELECT v.machine, v.instance, v.device_id AS volume, v.size AS size_mib, v.bit_locker_status AS protection,
-  CASE MAX(CASE WHEN d.machine IS NULL THEN 0 WHEN {START d.media_type 5} = 'Fixed' THEN 2 ELSE 1 END)
-    WHEN 2 THEN 'fixed' WHEN 1 THEN 'other' ELSE 'unknown' END AS kind
-FROM logical_disk v
-LEFT JOIN disk_drive d ON d.machine = v.machine AND d.valid_to IS NULL AND v.device_id <> ''
-  AND {POSITION d.logical_disks v.device_id} > 0
-WHERE v.valid_to IS NULL
-GROUP BY v.machine, v.instance, v.device_id, v.size, v.bit_locker_status)"},
+    {"volume_of_no_drive", R"(
+SELECT v.machine, v.device_id AS volume FROM logical_disk v
+WHERE v.valid_to IS NULL AND NOT EXISTS (
+  SELECT 1 FROM disk_drive d WHERE d.machine = v.machine AND d.valid_to IS NULL
+    AND v.device_id <> '' AND {POSITION d.logical_disks v.device_id} > 0))"},
 
     {"disk_free", R"(
-SELECT m.machine, m.name, m.serial, v.volume, n.free_space AS free_mib, v.size_mib,
-  n.free_space * 100 / v.size_mib AS free_percent
-FROM volume_kind v JOIN machine m ON m.machine = v.machine
+SELECT m.machine, m.name, m.serial, v.device_id AS volume, n.free_space AS free_mib, v.size AS size_mib,
+  n.free_space * 100 / v.size AS free_percent
+FROM logical_disk v JOIN machine m ON m.machine = v.machine
 JOIN logical_disk_now n ON n.machine = v.machine AND n.instance = v.instance
-WHERE v.kind = 'fixed' AND v.size_mib > 0 AND n.free_space >= 0)"},
+WHERE v.valid_to IS NULL AND v.size > 0 AND n.free_space >= 0 AND v.device_id <> '' AND EXISTS (
+  SELECT 1 FROM disk_drive d WHERE d.machine = v.machine AND d.valid_to IS NULL
+    AND {START d.media_type 5} = 'Fixed' AND {POSITION d.logical_disks v.device_id} > 0))"},
 
     {"disk_low", "SELECT * FROM disk_free WHERE free_percent < 10"},
 
     {"bitlocker_off", R"(
-SELECT m.machine, m.name, m.serial, v.volume,
-  CASE v.protection WHEN 1 THEN 'off' ELSE 'unknown' END AS status
-FROM volume_kind v JOIN machine m ON m.machine = v.machine
-WHERE v.kind = 'fixed' AND (v.protection IS NULL OR v.protection NOT IN (3, 7)))"},
+SELECT m.machine, m.name, m.serial, v.device_id AS volume,
+  CASE v.bit_locker_status WHEN 1 THEN 'off' ELSE 'unknown' END AS status
+FROM logical_disk v JOIN machine m ON m.machine = v.machine
+WHERE v.valid_to IS NULL AND (v.bit_locker_status IS NULL OR v.bit_locker_status NOT IN (3, 7))
+  AND v.device_id <> '' AND EXISTS (
+    SELECT 1 FROM disk_drive d WHERE d.machine = v.machine AND d.valid_to IS NULL
+      AND {START d.media_type 5} = 'Fixed' AND {POSITION d.logical_disks v.device_id} > 0))"},
 
     {"memory_slots", R"(
 SELECT machine, MAX(memory_slots) AS slots,

@@ -29,8 +29,7 @@ std::span<const View> Views() noexcept;
 const View* FindView(std::string_view name) noexcept;
 
 /// How many volumes no drive of their machine names.
-inline constexpr char kVolumesOfNoDrive[] =
-    "SELECT COUNT(*) FROM volume_kind WHERE kind = 'unknown'";
+inline constexpr char kVolumesOfNoDrive[] = "SELECT COUNT(*) FROM volume_of_no_drive";
 
 /// The statements that make all views anew, with those that they are built of.
 std::string ViewStatements(Engine engine);
