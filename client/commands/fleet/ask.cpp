@@ -8,7 +8,9 @@
 #include "client/report/number.h"
 #include "client/report/typed_value.h"
 #include "client/system/console.h"
+#include "client/system/output_file.h"
 #include "client/text/suggestion.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {
@@ -75,13 +77,15 @@ void AskFleet(const Options& options)
     }
     const fleet::View& view = ViewNamed(*options.name);
     const auto bound = BoundFor(view, options);
+    CheckOutputFile(options.output, PathFromUtf8(options.database));
     const auto database = OpenFleet(options.database);
     const auto form = options.form == "csv"    ? fleet::AnswerForm::kCsv
                       : options.form == "json" ? fleet::AnswerForm::kJson
                                                : fleet::AnswerForm::kTable;
-    WriteOrPrint(options.output, [&](const TextSink& sink) {
+    const TextSource text = [&](const TextSink& sink) {
         fleet::WriteAnswer(*database, view, bound, form, sink);
-    });
+    };
+    WriteOrPrint(options.output, options.output == kStandardStream ? ForOutput(text) : text);
     if (const auto count = fleet::VolumesLeftOut(*database, view); count != 0)
         PrintError("left out: " + std::to_string(count) + (count == 1 ? " volume" : " volumes") +
                    " of no known drive");
@@ -99,8 +103,7 @@ void AddFleetAskCommand(CCommand& fleet)
                    "A file of SQLite, or postgresql://... (else fleet.db in the current folder)");
     ask.Choice("--to", "", {"text", "csv", "json"}, &options->form,
                "text for people (the default), csv or json");
-    ask.TextOption("-o,--output", "FILE", &options->output,
-                   "The file to write, in place of an earlier one; else standard output");
+    ask.OutputOption(&options->output);
     ask.TextOption("--since", "DAY", &options->since,
                    "changed_since: from this day on, as 2026-11-23");
     ask.TextOption("--days", "N", &options->days, "stale: not seen for so many days (30)");
