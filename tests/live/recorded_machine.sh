@@ -30,7 +30,7 @@ if wine orreryctl.exe record "$windows\\shared.machine" </dev/null >"$scratch/lo
 fi
 grep -q '^# Redacted' "$scratch/shared.machine"
 run orreryctl.exe record --force "$windows\\shared.machine"
-! grep -q '^# Redacted' "$scratch/shared.machine"
+[ "$(grep -c '^# Redacted' "$scratch/shared.machine")" = 0 ]
 
 # What cannot be written is said, and nothing is left behind.
 mkdir "$scratch/folder.machine"
