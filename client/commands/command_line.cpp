@@ -124,9 +124,9 @@ void CCommand::TextOption(const std::string& name, const std::string& kind, std:
 void CCommand::OutputOption(std::string* output)
 {
     *output = kStandardStream;
-    TextOption("-o,--output", "FILE", output,
-               "The file to write, in place of an earlier one; \"-\", and without this option, "
-               "standard output");
+    TextOption(
+        "-o,--output", "FILE", output,
+        "The file to write, in place of an earlier one; else, or with \"-\", standard output");
 }
 
 void CCommand::QuietFlag(bool* isQuiet)

@@ -22,6 +22,16 @@ run replay_machine.exe "$windows\\own.machine" "$windows\\replayed.tsv"
 [ "$(steady "$scratch/own.tsv" | wc -l)" -gt 50 ]
 diff <(steady "$scratch/own.tsv") <(steady "$scratch/replayed.tsv")
 
+# What may have been passed on is replaced by what tells more only when that is asked for.
+run orreryctl.exe record --redact "$windows\\shared.machine"
+if wine orreryctl.exe record "$windows\\shared.machine" </dev/null >"$scratch/log" 2>&1; then
+    echo "a redacted file was replaced" >&2
+    exit 1
+fi
+grep -q '^# Redacted' "$scratch/shared.machine"
+run orreryctl.exe record --force "$windows\\shared.machine"
+[ "$(grep -c '^# Redacted' "$scratch/shared.machine")" = 0 ]
+
 # What cannot be written is said, and nothing is left behind.
 mkdir "$scratch/folder.machine"
 if wine orreryctl.exe record "$windows\\folder.machine" </dev/null >"$scratch/log" 2>&1; then

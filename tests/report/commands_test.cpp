@@ -215,6 +215,8 @@ TEST_F(Commands, PrintWhatThereIs)
         EXPECT_EQ(output_, written) << arguments;
         EXPECT_FALSE(output_.empty()) << arguments;
     }
+    Run("get @a.tsv BIOS[SerialNumber=S-2].Version --redact");
+    EXPECT_EQ(message_.find("S-1"), message_.npos) << message_;
     EXPECT_EQ(Run("summary @none.tsv @a.tsv"), 2);
 }
 

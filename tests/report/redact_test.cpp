@@ -20,6 +20,19 @@ TEST(Redact, ReplacesWhatIdentifiesAndNothingElse)
     }
 }
 
+TEST(Redact, KeepsTwoReportsComparableAndIsSeen)
+{
+    const std::string first = "BIOS/0/SerialNumber/A\nNetworkAdapter/0/DHCPServer/0.0.0.0\n";
+    Report one = MadeReport(first), other = MadeReport("BIOS/0/SerialNumber/B/AssetTag/A\n");
+    EXPECT_FALSE(IsRedacted(one));
+    RedactTogether(&one, &other);
+    EXPECT_EQ(FactsOf(one), "BIOS/0/SerialNumber/serial-1\nNetworkAdapter/0/DHCPServer/0.0.0.0\n");
+    EXPECT_EQ(FactsOf(other), "BIOS/0/SerialNumber/serial-2/AssetTag/serial-1\n");
+    EXPECT_TRUE(IsRedacted(one));
+    EXPECT_FALSE(IsRedacted(MadeReport("BIOS/0/SerialNumber/serial-1/AssetTag/7\n")));
+    EXPECT_FALSE(IsRedacted(MadeReport("BIOS/0/SerialNumber//Version/host-1\n")));
+}
+
 TEST(Redact, LeavesTimesAndCoversWarnings)
 {
     Report report = MadeReport("ComputerSystem/0/Name/desk\nET/0//1\n");

@@ -82,9 +82,10 @@ void AskFleet(const Options& options)
     const auto form = options.form == "csv"    ? fleet::AnswerForm::kCsv
                       : options.form == "json" ? fleet::AnswerForm::kJson
                                                : fleet::AnswerForm::kTable;
-    WriteOrPrint(options.output, [&](const TextSink& sink) {
+    const TextSource text = [&](const TextSink& sink) {
         fleet::WriteAnswer(*database, view, bound, form, sink);
-    });
+    };
+    WriteOrPrint(options.output, options.output == kStandardStream ? ForOutput(text) : text);
     if (const auto count = fleet::VolumesLeftOut(*database, view); count != 0)
         PrintError("left out: " + std::to_string(count) + (count == 1 ? " volume" : " volumes") +
                    " of no known drive");
