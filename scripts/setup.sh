@@ -39,6 +39,7 @@ test  chromium                           chromium
 test  jq                                 jq
 test  lld-link                           lld
 test  pkg-config                         pkgconf
+test  ip                                 iproute2
 package wixl                             wixl
 package msibuild                         msitools
 package zip                              zip
@@ -53,8 +54,7 @@ microsoft /usr/lib/llvm-19/include/c++/v1 libc++-19-dev
 check git                                git
 check clang-format                       clang-format
 check clang-tidy                         clang-tidy
-newcomer debootstrap                     debootstrap
-newcomer git                             git
+chroot git                               git
 '
 
 is_there() {
