@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -247,17 +246,6 @@ Destination FindDestination(const std::optional<std::wstring>& report, const std
     return destination;
 }
 
-/// Whether a file is a sidecar.
-bool IsSidecar(const ReportPath& path)
-{
-    std::ifstream file{std::filesystem::path{path.file}, std::ios::binary};
-    // Another file of the name, such as a whole report as JSON, may be far longer.
-    std::string text(std::size_t{1} << 16, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(file.gcount()));
-    return report::ParseSidecar(text).has_value();
-}
-
 void AddSidecar(bool isWanted, Destination* destination)
 {
     const bool isJson = destination->form != nullptr && destination->form->name == "json";
@@ -271,7 +259,9 @@ void AddSidecar(bool isWanted, Destination* destination)
     if (isJson || !destination->keepsReport)
         return;
     destination->sidecar = WithSuffix(destination->report, L".json");
-    destination->hasSidecar = isWanted || IsSidecar(destination->sidecar);
+    destination->hasSidecar =
+        isWanted ||
+        report::ReadSidecar(std::filesystem::path{destination->sidecar.file}).has_value();
 }
 
 std::string SidecarText(report::Completeness::State state, std::int64_t collected)
