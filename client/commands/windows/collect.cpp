@@ -324,8 +324,11 @@ void Publish(CPartialReport& partial, const Destination& destination, const std:
         return;
     }
     // The report is last: who takes each new one finds its sidecar there.
-    if (destination.hasSidecar)
+    if (destination.hasSidecar) {
+        // Better none for a while than the one of another report.
+        DeleteFileW(destination.sidecar.file.c_str());
         WriteOutputFile(ToUtf8(destination.sidecar.file), WholeText(sidecar));
+    }
     if (destination.keepsReport)
         partial.Publish();
     if (form == nullptr)
