@@ -140,6 +140,12 @@ void CCommand::RedactFlag(bool* isRedacted)
          "Put placeholders in place of serial numbers, addresses and names");
 }
 
+void CCommand::TextOption(const std::string& name, const std::string& kind,
+                          std::optional<std::string>* value, const std::string& help)
+{
+    parser_->add_option(name, *value, help)->type_name(kind);
+}
+
 void CCommand::Choice(const std::string& name, const std::vector<std::string>& words,
                       std::string* value, const std::string& help)
 {

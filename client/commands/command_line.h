@@ -48,6 +48,9 @@ public:
     void QuietFlag(bool* isQuiet);
     /// What has placeholders stand for what identifies the machine.
     void RedactFlag(bool* isRedacted);
+    /// The same, which tells an empty value from none.
+    void TextOption(const std::string& name, const std::string& kind,
+                    std::optional<std::string>* value, const std::string& help);
     /// An option with one of these words, which has to be given.
     void Choice(const std::string& name, const std::vector<std::string>& words, std::string* value,
                 const std::string& help);

@@ -5,6 +5,7 @@
 #include "client/commands/command_line.h"
 #include "client/commands/open_report.h"
 #include "client/system/console.h"
+#include "client/commands/redact_sidecar.h"
 #include "client/system/output_file.h"
 #include "client/report/writer.h"
 #include "client/text/utf8.h"
@@ -32,7 +33,9 @@ void RedactFile(const Options& options)
                            "a terminal does not show a report; give OUT.tsv, or use \"orreryctl "
                            "show --redact\"");
     CheckOutputFile(output, PathFromUtf8(options.input));
+    CSidecarCopy sidecar{options.input, output};
     const report::Report report = OpenReport(options.input, true, {}, options.isQuiet);
+    sidecar.Write(report);
     WriteOrPrint(output, [&report](const TextSink& sink) { WriteReport(report, sink); });
 }
 
@@ -55,6 +58,8 @@ void AddRedactCommand(CCommandLine& commandLine, ExitCode* /*result*/)
         "equal. Models, sizes, versions and network masks stay, and so do labels of volumes "
         "unless\n"
         "they hold one of those names. An earlier OUT.tsv is replaced when all is written.\n\n"
+        "Where IN.json is the report's sidecar, OUT.json gets a copy of it, with placeholders for "
+        "the\nname, the UUID and the installation.\n\n"
         "Example:\n  orreryctl redact report.tsv to-share.tsv\n\n" +
         ExitCodeHelp(
             {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected}));

@@ -34,13 +34,6 @@ bool IsMember(WELL_KNOWN_SID_TYPE group)
            CheckTokenMembership(nullptr, sid.data(), &isMember) && isMember != FALSE;
 }
 
-Rights ReadRights()
-{
-    if (IsMember(WinLocalSystemSid))
-        return Rights::kLocalSystem;
-    return IsMember(WinBuiltinAdministratorsSid) ? Rights::kAdministrator : Rights::kUser;
-}
-
 struct ServiceTraits {
     using Resource = SC_HANDLE;
     static Resource None() noexcept { return nullptr; }
@@ -146,6 +139,13 @@ doctor::ScsiFinding ReadScsi()
 }
 
 }  // namespace
+
+Rights ReadRights()
+{
+    if (IsMember(WinLocalSystemSid))
+        return Rights::kLocalSystem;
+    return IsMember(WinBuiltinAdministratorsSid) ? Rights::kAdministrator : Rights::kUser;
+}
 
 void ProbeSystem(std::chrono::seconds limit, doctor::Findings* findings)
 {

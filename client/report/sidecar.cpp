@@ -1,5 +1,8 @@
 #include "client/report/sidecar.h"
 
+#include <cstddef>
+#include <fstream>
+
 #include <nlohmann/json.hpp>
 
 #include "client/report/typed_value.h"
@@ -55,6 +58,17 @@ std::optional<Sidecar> ParseSidecar(std::string_view text)
     for (const Field& field : kFields)
         sidecar.*field.text = textOf(field.name);
     return sidecar;
+}
+
+std::optional<Sidecar> ReadSidecar(const std::filesystem::path& path)
+{
+    // Another file of the name, such as a whole report as JSON, may be far longer.
+    constexpr std::size_t kLongest = 1U << 16;
+    std::ifstream file{path, std::ios::binary};
+    std::string text(kLongest, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    return ParseSidecar(text);
 }
 
 }  // namespace orrery::report

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,5 +27,8 @@ std::string FormatSidecar(const Sidecar& sidecar);
 
 /// @return nothing for what is no such file
 std::optional<Sidecar> ParseSidecar(std::string_view text);
+
+/// @return nothing for what is no such file or cannot be read
+std::optional<Sidecar> ReadSidecar(const std::filesystem::path& path);
 
 }  // namespace orrery::report

@@ -16,6 +16,7 @@ enum class ExitCode : int {
     kCancelled = 5,
     kTimeout = 6,
     kCrash = 7,
+    kNotDelivered = 8,
     kUnexpected = 9,
 };
 
@@ -34,6 +35,7 @@ inline constexpr auto kExitCodes = std::to_array<ExitCodeMeaning>({
     {ExitCode::kCancelled, "cancelled, no report was written"},
     {ExitCode::kTimeout, "the run took too long, no report was written"},
     {ExitCode::kCrash, "the run crashed, no report was written"},
+    {ExitCode::kNotDelivered, "collected, not delivered; the report waits for the next run"},
     {ExitCode::kUnexpected, "an unexpected failure, such as too little memory"},
 });
 

@@ -4,19 +4,23 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <ctime>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "client/report/sidecar.h"
 #include "client/system/console.h"
 #include "client/system/exit_codes.h"
 #include "client/system/library_search.h"
+#include "orrery_version.h"
 #include "support/unique.h"
 #include "tests/report/case_file.h"
 
@@ -489,6 +493,104 @@ TEST_F(CollectCommand, SaysWhatTheReportOfACancelledRunLacks)
         EXPECT_EQ(Left(), Names{L"pc.tsv"});
         fs::remove(reports_ / L"pc.tsv");
     }
+}
+
+std::optional<report::Sidecar> SidecarIn(const fs::path& folder, const std::wstring& name)
+{
+    return report::ReadSidecar(folder / (name + L".json"));
+}
+
+TEST_F(CollectCommand, WritesASidecarOnRequestAndRenewsIt)
+{
+    Fill(reports_ / L"own.json", "{}");
+    EXPECT_EQ(Run(L"collect own.tsv").code, ExitCode::kDone);
+    EXPECT_EQ(Content(reports_ / L"own.json"), "{}") << "what is no sidecar was replaced";
+
+    Place(L"orrery.dll", L"orrery.dll");  // which has a version
+    const std::time_t start = std::time(nullptr);
+    const Outcome outcome = Run(L"collect pc.tsv --sidecar");
+    EXPECT_EQ(outcome.code, ExitCode::kDone) << outcome.errors;
+    EXPECT_NE(outcome.output.find("\nSidecar "), std::string::npos) << outcome.output;
+    const auto sidecar = SidecarIn(reports_, L"pc");
+    ASSERT_TRUE(sidecar);
+    EXPECT_TRUE(sidecar->collected >= start && sidecar->collected <= std::time(nullptr));
+    EXPECT_EQ(sidecar->client, ORRERY_VERSION_TEXT);
+    EXPECT_EQ(sidecar->library, ORRERY_VERSION_TEXT);
+    EXPECT_NE(sidecar->rights, "");
+    EXPECT_EQ(sidecar->completeness, "whole");
+    EXPECT_EQ(sidecar->computerName, ToUtf8(ThisComputer()));
+    EXPECT_EQ(sidecar->installation.size(), 64U);
+
+    Place(L"stand_in_library.dll", L"orrery.dll");
+    EXPECT_EQ(Run(L"collect pc.tsv").code, ExitCode::kDone);
+    EXPECT_EQ(SidecarIn(reports_, L"pc")->library, "") << "the sidecar is of an earlier report";
+}
+
+TEST_F(CollectCommand, DeliversAReportWithItsSidecarOrKeepsTheNewestForTheNextRun)
+{
+    const std::wstring pc = ThisComputer(), options = L" --spool spool --quiet";
+    const fs::path drop = reports_ / L"drop", spool = reports_ / L"spool";
+    const auto holds = [&](const fs::path& folder) {
+        Names names;
+        for (const auto& entry : fs::directory_iterator{folder})
+            names.push_back(entry.path().filename().wstring());
+        std::sort(names.begin(), names.end());
+        return names;
+    };
+    const Names none, both{pc + L".json", pc + L".tsv"},
+        waiting{L"undelivered.json", L"undelivered.tsv"};
+
+    for (int times = 0; times < 2; ++times) {  // the share is away
+        const Outcome outcome = Run(L"collect --drop drop" + options);
+        EXPECT_EQ(outcome.code, ExitCode::kNotDelivered);
+        EXPECT_NE(outcome.errors.find("undelivered.tsv\" for the next run"), std::string::npos)
+            << outcome.errors;
+        EXPECT_EQ(holds(spool), waiting);
+    }
+    fs::create_directory(drop);
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"crash");
+    EXPECT_EQ(Run(L"collect --drop drop" + options).code, ExitCode::kCrash);
+    EXPECT_EQ(holds(drop), both) << "what had been waiting is not delivered";
+    EXPECT_EQ(holds(spool), none);
+
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"report");
+    Fill(drop / (pc + L".tsv"), kEarlier);
+    Fill(drop / (pc + L".tsv.partial"), "of a run that was killed");
+    const Outcome delivered = Run(L"collect --drop drop --spool spool --random-delay 1");
+    EXPECT_EQ(delivered.code, ExitCode::kDone) << delivered.errors;
+    EXPECT_NE(delivered.output.find("\nTo      "), std::string::npos) << delivered.output;
+    EXPECT_EQ(holds(drop), both);
+    EXPECT_EQ(holds(spool), none);
+    EXPECT_EQ(Content(drop / (pc + L".tsv")).size(), 322U);
+    EXPECT_EQ(SidecarIn(drop, pc)->computerName, ToUtf8(pc));
+
+    // The report is the last: it does not get its name where its sidecar does not.
+    const struct {
+        std::wstring inTheWay;
+        bool isSidecarThere;
+    } rows[] = {
+        {L".json", false}, {L".tsv", true}, {L".tsv.partial", false}, {L".json.partial", false}};
+    for (const auto& [inTheWay, isSidecarThere] : rows) {
+        SCOPED_TRACE(ToUtf8(inTheWay));
+        fs::remove_all(drop);
+        fs::create_directories(drop / (pc + inTheWay));
+        EXPECT_EQ(Run(L"collect --drop drop" + options).code, ExitCode::kNotDelivered);
+        Names left{pc + inTheWay};
+        if (isSidecarThere)
+            left.insert(left.begin(), pc + L".json");
+        EXPECT_EQ(holds(drop), left);
+        EXPECT_EQ(holds(spool), waiting);
+    }
+}
+
+TEST_F(CollectCommand, IsCancelledWhileItWaitsForItsTime)
+{
+    const Outcome outcome = Run(L"collect pc.tsv --quiet --random-delay 86400", [](DWORD program) {
+        Sleep(1000);
+        PressCtrlC(program, 1);
+    });
+    EXPECT_EQ(outcome.code, ExitCode::kCancelled) << outcome.errors;
+    EXPECT_EQ(Left(), Names{});
 }
 
 TEST_F(CollectCommand, HasADoctorThatNeedsNoLibrary)

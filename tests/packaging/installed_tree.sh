@@ -46,6 +46,7 @@ diff - files.txt <<'END' || fail "the installed tree differs"
 ./share/doc/OrreryInventory/examples/collect.cpp
 ./share/doc/OrreryInventory/examples/collect.ps1
 ./share/doc/OrreryInventory/examples/collect.py
+./share/doc/OrreryInventory/schedule/orrery-inventory.xml
 ./share/doc/OrreryInventory/third-party-notices.txt
 END
 ! grep -rlF -e "$root" -e "$HOME/" -e "$scratch" "$tree" || fail "files name a folder of this machine"

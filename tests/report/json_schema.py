@@ -27,6 +27,15 @@ MADE = {
              "NetworkAdapter\t0\tSpeed\t9223372036854775807\n\t3\t\t\n\t3\tName\t7\n",
 }
 
+SIDECAR = {
+    "format": "orrery-sidecar", "formatVersion": 1, "collected": "2026-11-23T04:31:00Z",
+    "client": "1.2.3", "library": "1.2.3.4", "rights": "LocalSystem", "completeness": "whole",
+    "computerName": "FRONT-DESK", "uuid": "00112233-4455-6677-8899-AABBCCDDEEFF",
+    "machineGuidSha256": "0f" * 32}
+# What could not be found out is empty.
+SIDECARS = [SIDECAR, dict(SIDECAR, library="", rights="", uuid="", machineGuidSha256="",
+                          completeness="lacks categories")]
+
 NAMES = ["ET.BIOS", "BIOS.*.InstallDate", "DiskDrive.*.Size", "NetworkAdapter.*.DHCPEnabled", "X.Y"]
 
 
@@ -86,6 +95,14 @@ DAMAGES = {"report": [
     lambda d: d.update(reports=[]),
     lambda d: d["reports"][0].pop("completeness"),
     lambda d: d["reports"][0].update(error="none"),
+], "sidecar": [
+    lambda d: d.pop("collected"),
+    lambda d: d.update(collected="2026-11-23"),
+    lambda d: d.update(rights="root"),
+    lambda d: d.update(completeness="cut"),
+    lambda d: d.update(uuid=d["uuid"].lower()),
+    lambda d: d.update(machineGuidSha256="0f" * 16),
+    lambda d: d.update(more=""),
 ], "doctor": [
     lambda d: d.update(rights="root"),
     lambda d: d.update(wmiService="on"),
@@ -118,6 +135,21 @@ class Outputs:
             raise SystemExit(f"{arguments} ends with {ended.returncode}")
         return ended.stdout.decode("utf-8")
 
+    def redacted(self, sidecar):
+        """What a redacted report's sidecar becomes, which the client writes as it writes all of them."""
+        self.folder.joinpath("0.json").write_text(json.dumps(sidecar))
+        self.run("redact", self.paths[0], str(self.folder / "out.tsv"))
+        document = json.loads((self.folder / "out.json").read_text(encoding="utf-8"))
+        secrets = ("computerName", "uuid", "machineGuidSha256")
+        for name, value in sidecar.items():
+            told = document[name]
+            if name in secrets and value != "":
+                if not re.fullmatch("(host|uuid|installation)-1", told):
+                    raise SystemExit(f"{name} of a redacted sidecar is {told}")
+            elif told != value:
+                raise SystemExit(f"{name} of a redacted sidecar has become {told}")
+        return document
+
     def all_of(self, kind):
         if kind == "report":
             whole = [json.loads(self.run("convert", path, "--to", "json")) for path in self.paths]
@@ -136,6 +168,8 @@ class Outputs:
                     for path in self.paths]
         if kind == "check":
             return [json.loads(self.run("check", *self.paths, str(self.folder), "--to", "json"))]
+        if kind == "sidecar":
+            return SIDECARS + [self.redacted(sidecar) for sidecar in SIDECARS]
         # The diagnosis of a machine takes Windows; its tests make some.
         told = self.folder / "tests.json"
         subprocess.run([self.tests, "--gtest_filter=Diagnosis.*", f"--gtest_output=json:{told}"],

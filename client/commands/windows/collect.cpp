@@ -11,19 +11,26 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <random>
+#include <string>
 
 #include "client/commands/command_line.h"
 #include "client/commands/windows/collect_child.h"
 #include "client/commands/open_report.h"
+#include "client/commands/windows/deliver.h"
+#include "client/commands/windows/library.h"
 #include "client/commands/windows/report_file.h"
 #include "client/system/console.h"
 #include "client/system/output_file.h"
 #include "client/page/page.h"
+#include "client/machine/sidecar_facts.h"
 #include "client/report/fact_counts.h"
 #include "client/report/json.h"
-#include "client/report/source.h"
 #include "client/report/reader.h"
+#include "client/report/sidecar.h"
+#include "client/report/source.h"
 #include "client/system/child_process.h"
+#include "client/system/event_log.h"
 #include "client/system/progress_line.h"
 #include "orrery_version.h"
 #include "support/unique.h"
@@ -58,6 +65,8 @@ struct Destination {
     bool isOutput = false;    // standard output takes the place of files
     const Form* form = nullptr;
     ReportPath converted;  // only with a form
+    bool hasSidecar = false;
+    ReportPath sidecar;  // only with one
 };
 
 constexpr DWORD kTickMilliseconds = 100;
@@ -183,14 +192,6 @@ bool AwaitRun(CChildProcess& run, const CInterruptGuard& guard, const CollectOpt
         "the facts");
 }
 
-/// The same name with another ending.
-ReportPath WithSuffix(ReportPath path, const wchar_t* suffix)
-{
-    for (std::wstring* const name : {&path.shown, &path.file})
-        name->replace(name->size() - kReportSuffix.size(), kReportSuffix.size(), suffix);
-    return path;
-}
-
 std::wstring TemporaryFolder()
 {
     std::array<wchar_t, MAX_PATH + 2> folder{};
@@ -245,8 +246,59 @@ Destination FindDestination(const std::optional<std::wstring>& report, const std
     return destination;
 }
 
+void AddSidecar(bool isWanted, Destination* destination)
+{
+    const bool isJson = destination->form != nullptr && destination->form->name == "json";
+    if (isWanted && (isJson || !destination->keepsReport))
+        throw CommandError(ExitCode::kInput,
+                           isJson
+                               ? "--sidecar and --to json would write the same file; convert the "
+                                 "report afterwards, with \"orreryctl convert\""
+                               : "--sidecar writes beside a report; give one whose name ends in "
+                                 "\".tsv\"");
+    if (isJson || !destination->keepsReport)
+        return;
+    destination->sidecar = WithSuffix(destination->report, L".json");
+    destination->hasSidecar =
+        isWanted ||
+        report::ReadSidecar(std::filesystem::path{destination->sidecar.file}).has_value();
+}
+
+std::string SidecarText(report::Completeness::State state, std::int64_t collected)
+{
+    report::Sidecar sidecar;
+    sidecar.collected = collected;
+    sidecar.client = ORRERY_VERSION_TEXT;
+    sidecar.library = machine::FileVersion(LibraryPath());
+    sidecar.completeness =
+        state == report::Completeness::State::kWhole ? "whole" : "lacks categories";
+    sidecar.computerName = ToUtf8(ComputerName());
+    machine::AskMachine(&sidecar);
+    return report::FormatSidecar(sidecar);
+}
+
+/// Waits for any time up to the longest.
+/// @return whether it was interrupted
+bool WaitAtRandom(const CollectOptions& options, HANDLE cancel)
+{
+    using std::chrono::milliseconds;
+    std::random_device random;
+    std::uniform_int_distribution<std::int64_t> any{0, milliseconds{options.randomDelay}.count()};
+    const auto end = Clock::now() + milliseconds{any(random)};
+    CProgressLine progress{!options.isQuiet};
+    for (auto now = Clock::now(); now < end; now = Clock::now()) {
+        const auto left = std::chrono::duration_cast<milliseconds>(end - now);
+        progress.Show("Waiting, " + std::to_string(left.count() / 1000 + 1) + " s");
+        const auto step = std::min<std::int64_t>(left.count() + 1, 1000);
+        if (WaitForSingleObject(cancel, static_cast<DWORD>(step)) == WAIT_OBJECT_0)
+            return true;
+    }
+    return false;
+}
+
 /// Lets the files of a run appear, or prints what it has collected.
-void Publish(CPartialReport& partial, const Destination& destination)
+/// @param sidecar the text of the one, if there is to be one
+void Publish(CPartialReport& partial, const Destination& destination, const std::string& sidecar)
 {
     const Form* const form = destination.form;
     const std::filesystem::path written{destination.report.partial};
@@ -271,6 +323,12 @@ void Publish(CPartialReport& partial, const Destination& destination)
         PrintOrFail(form != nullptr ? ForOutput(text) : text);
         return;
     }
+    // The report is last: who takes each new one finds its sidecar there.
+    if (destination.hasSidecar) {
+        // Better none for a while than the one of another report.
+        DeleteFileW(destination.sidecar.file.c_str());
+        WriteOutputFile(ToUtf8(destination.sidecar.file), WholeText(sidecar));
+    }
     if (destination.keepsReport)
         partial.Publish();
     if (form == nullptr)
@@ -286,7 +344,9 @@ void Publish(CPartialReport& partial, const Destination& destination)
     }
 }
 
-void PrintSummary(const CFactCounter& counter, const Destination& destination, double seconds)
+/// @param isListed whether the files are named, as they stay where they are
+void PrintSummary(const CFactCounter& counter, const Destination& destination, bool isListed,
+                  double seconds)
 {
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%.1f s", seconds);
@@ -294,7 +354,10 @@ void PrintSummary(const CFactCounter& counter, const Destination& destination, d
         return label + ShownOn(OutputTerminal(), ToUtf8(path.shown)) + '\n';
     };
     Print(FactCountTable(counter) + '\n' +
-          (destination.keepsReport ? line("Report  ", destination.report) : std::string{}) +
+          (destination.keepsReport && isListed ? line("Report  ", destination.report)
+                                               : std::string{}) +
+          (destination.hasSidecar && isListed ? line("Sidecar ", destination.sidecar)
+                                              : std::string{}) +
           (destination.form != nullptr ? line(destination.form->label, destination.converted)
                                        : std::string{}) +
           "Time    " + time.data() + '\n');
@@ -304,17 +367,25 @@ void PrintSummary(const CFactCounter& counter, const Destination& destination, d
 
 ExitCode CollectReport(const std::optional<std::wstring>& report, const CollectOptions& options)
 {
-    const Destination destination = FindDestination(report, options.form);
+    Destination destination = FindDestination(report, options.form);
+    AddSidecar(options.hasSidecar, &destination);
     const ReportPath& path = destination.report;
     if (!destination.isOutput)
         CheckTarget(path);
     if (destination.keepsReport && destination.form != nullptr)
         CheckTarget(destination.converted);
+    if (destination.hasSidecar)
+        CheckTarget(destination.sidecar);
     const UniqueHandle cancel = MakeInheritableEvent();
     CInterruptGuard guard{cancel.get()};
+    if (WaitAtRandom(options, cancel.get()))
+        FailRun(ExitCode::kCancelled, "cancelled", path);
     CPartialReport partial{path};
 
     const auto start = Clock::now();
+    const std::int64_t collected = std::chrono::duration_cast<std::chrono::seconds>(
+                                       std::chrono::system_clock::now().time_since_epoch())
+                                       .count();
     CChildProcess run{CollectChildArguments(path.partial, cancel.get()), cancel.get()};
     const bool wasEnded = AwaitRun(run, guard, options);
     const std::chrono::duration<double> elapsed = Clock::now() - start;
@@ -344,21 +415,62 @@ ExitCode CollectReport(const std::optional<std::wstring>& report, const CollectO
         throw CommandError(ExitCode::kReport, "the run did not write the whole report " +
                                                   Quoted(path.shown) +
                                                   "; check that the disk has space left");
-    Publish(partial, destination);
+    Publish(partial, destination,
+            destination.hasSidecar ? SidecarText(state, collected) : std::string{});
     if (!options.isQuiet && !destination.isOutput)
-        PrintSummary(counter, destination, elapsed.count());
+        PrintSummary(counter, destination, !options.isForDelivery, elapsed.count());
     if (state == State::kWhole)
         return ExitCode::kDone;
     PrintError("cancelled: " + Describe(counter.completeness()));
     return ExitCode::kNo;
 }
 
+namespace {
+
+using OptionalText = std::optional<std::string>;
+
+std::wstring FolderOf(const char* option, const std::string& folder)
+{
+    // Such as the variable of a script that was never set.
+    if (folder.empty())
+        throw CommandError(ExitCode::kInput,
+                           option + std::string{" names no folder; give the path of one"});
+    return FromUtf8(folder);
+}
+
+ExitCode Collect(const OptionalText& report, const OptionalText& drop, const OptionalText& spool,
+                 const CollectOptions& options)
+{
+    if (!drop && spool)
+        throw CommandError(ExitCode::kInput, "--spool goes with --drop only");
+    if (!drop)
+        return CollectReport(report ? std::optional{FromUtf8(*report)} : std::nullopt, options);
+    if (report || !options.form.empty())
+        throw CommandError(ExitCode::kInput,
+                           "--drop takes neither a report's name nor --to: it delivers the report "
+                           "of this PC and its sidecar");
+    return CollectAndDeliver(
+        {FolderOf("--drop", *drop), spool ? FolderOf("--spool", *spool) : std::wstring{}}, options);
+}
+
+std::string MeaningOf(ExitCode code)
+{
+    if (code == ExitCode::kNo)
+        return kNoOfCollect;
+    return std::ranges::find(kExitCodes, code, &ExitCodeMeaning::code)->meaning;
+}
+
+}  // namespace
+
 void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
 {
     struct Arguments {
         std::optional<std::string> report;
         CollectOptions options;
+        std::optional<std::string> drop, spool;
         std::uint32_t timeout = static_cast<std::uint32_t>(options.timeout.count());
+        std::uint32_t randomDelay = 0;
+        bool isLogged = false;
     };
     const auto arguments = std::make_shared<Arguments>();
     CCommand collect =
@@ -376,6 +488,20 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
         "or \".html\"; a REPORT of that ending is the only file");
     collect.SecondsOption("--timeout", 0, 604'800, &arguments->timeout,
                           "End a run that takes longer, up to a week; 0 lets it take any time");
+    collect.Flag("--sidecar", &arguments->options.hasSidecar,
+                 "Write NAME.json beside NAME.tsv as well: when, by which versions and with which\n"
+                 "rights the report was made, and what tells this PC and its Windows from others");
+    collect.TextOption(
+        "--drop", "FOLDER", &arguments->drop,
+        "Bring the report and its sidecar to a folder, such as a share, in which they "
+        "are\ncalled as this PC");
+    collect.TextOption("--spool", "FOLDER", &arguments->spool,
+                       "Where the report waits while the folder of --drop cannot be reached; "
+                       "without\none, in the local data of the account");
+    collect.SecondsOption("--random-delay", 0, 86'400, &arguments->randomDelay,
+                          "Wait for a random time first, of this many seconds at most");
+    collect.Flag("--event-log", &arguments->isLogged,
+                 "Tell how it ended in the Application log as well");
     collect.Flag("--quiet", &arguments->options.isQuiet,
                  "Print errors only, neither the time passed nor the summary");
     collect.Footer(
@@ -390,14 +516,22 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
         "a\nlink where the report is to be.\n\n"
         "Examples:\n  orreryctl collect \"C:\\Reports\\front desk.tsv\"\n"
         "  orreryctl collect pc.tsv --timeout 120 --quiet\n"
-        "  orreryctl collect --to html\n  orreryctl collect - --to json\n\n" +
+        "  orreryctl collect --to html\n  orreryctl collect - --to json\n"
+        "  orreryctl collect --drop \\\\server\\inventory$ --random-delay 3600 --quiet\n\n" +
         ExitCodeHelp({}, kNoOfCollect));
     collect.Does([arguments, result] {
-        arguments->options.timeout = std::chrono::seconds{arguments->timeout};
-        std::optional<std::wstring> report;
-        if (arguments->report)
-            report = FromUtf8(*arguments->report);
-        *result = CollectReport(report, arguments->options);
+        CollectOptions& options = arguments->options;
+        options.timeout = std::chrono::seconds{arguments->timeout};
+        options.randomDelay = std::chrono::seconds{arguments->randomDelay};
+        try {
+            *result = Collect(arguments->report, arguments->drop, arguments->spool, options);
+        } catch (const CommandError& error) {
+            if (arguments->isLogged)
+                LogEvent(error.code(), error.what());
+            throw;
+        }
+        if (arguments->isLogged)
+            LogEvent(*result, MeaningOf(*result));
     });
 }
 

@@ -9,16 +9,20 @@
 namespace orrery {
 
 struct CollectOptions {
-    std::chrono::seconds timeout{600};  ///< 0 for none
-    bool isQuiet = false;               ///< prints errors only
-    std::string form;                   ///< what the report is converted to; empty for nothing
+    std::chrono::seconds timeout{600};    ///< 0 for none
+    bool isQuiet = false;                 ///< prints errors only
+    std::string form;                     ///< what the report is converted to; empty for nothing
+    bool hasSidecar = false;              ///< writes NAME.json beside NAME.tsv, see report::Sidecar
+    bool isForDelivery = false;           ///< the report does not stay where it is
+    std::chrono::seconds randomDelay{0};  ///< the most that passes before the run
 };
 
 /// Collects the facts of this PC into a report, converts it if asked to, and prints how many each section holds.
 ///
 /// The run happens in a process of its own, which a provider may hang or crash. It writes to a
 /// temporary name beside the report, which takes the report's place only when the run is complete:
-/// otherwise an earlier report stays as it was, and nothing else is left in its folder.
+/// otherwise an earlier report stays as it was, and nothing else is left in its folder. A sidecar that
+/// stands beside an earlier report is renewed with it, before it.
 ///
 /// @param report path of the report, which must end in ".tsv" in lower case; it may be relative or
 ///               longer than MAX_PATH. The converted report lies beside it, or takes its place where

@@ -13,13 +13,6 @@ namespace {
 
 constexpr wchar_t kLibraryName[] = L"orrery.dll";
 
-/// The path of the library beside this program.
-std::wstring LibraryPath()
-{
-    const std::wstring program = ProgramPath();
-    return program.substr(0, program.rfind(L'\\') + 1) + kLibraryName;
-}
-
 [[noreturn]] void FailLibrary(const std::string& message)
 {
     throw CommandError(ExitCode::kLibrary, message);
@@ -80,6 +73,12 @@ void CheckExports(const std::wstring& path, HMODULE module)
 }
 
 }  // namespace
+
+std::wstring LibraryPath()
+{
+    const std::wstring program = ProgramPath();
+    return program.substr(0, program.rfind(L'\\') + 1) + kLibraryName;
+}
 
 CInventoryLibrary::CInventoryLibrary() : path_(LibraryPath()), module_(Load(path_))
 {

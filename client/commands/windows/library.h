@@ -10,6 +10,9 @@
 
 namespace orrery {
 
+/// The path of the library beside this program.
+std::wstring LibraryPath();
+
 /// orrery.dll as any customer uses it: loaded by path, reached through its exported names.
 class CInventoryLibrary {
 public:

@@ -11,6 +11,7 @@
 
 #include "client/system/console.h"
 #include "client/system/exit_codes.h"
+#include "client/system/succeeds_soon.h"
 #include "support/unique.h"
 
 namespace orrery {
@@ -23,22 +24,6 @@ constexpr std::wstring_view kPartialName = L"\\report.tsv";
 constexpr std::wstring_view kPartialSuffix = L".partial";
 constexpr std::size_t kRandomDigits = 16;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
-/// Repeats what may fail for a moment only, while another run or a virus scanner holds the file.
-/// @return whether it succeeded; if not, the last error says why
-template <class Attempt>
-bool SucceedsSoon(const Attempt& attempt)
-{
-    for (int tries = 1; !attempt(); ++tries) {
-        const DWORD error = GetLastError();
-        if (tries == 10 || (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED)) {
-            SetLastError(error);
-            return false;
-        }
-        Sleep(50);
-    }
-    return true;
-}
 
 std::wstring AbsolutePath(const std::wstring& path)
 {
@@ -158,6 +143,13 @@ ReportPath ResolveReport(const std::wstring& report)
                          name.substr(0, name.size() - kSuffix.size()).substr(0, kLongestStem) +
                          computer + path.tail;
     path.partial = path.partialFolder + std::wstring{kPartialName};
+    return path;
+}
+
+ReportPath WithSuffix(ReportPath path, const wchar_t* suffix)
+{
+    for (std::wstring* const name : {&path.shown, &path.file})
+        name->replace(name->size() - kSuffix.size(), kSuffix.size(), suffix);
     return path;
 }
 

@@ -24,6 +24,9 @@ struct ReportPath {
 /// @throws CommandError with kInput for a name that does not end in ".tsv" or stands for a device
 ReportPath ResolveReport(const std::wstring& report);
 
+/// The same name with another ending than ".tsv".
+ReportPath WithSuffix(ReportPath path, const wchar_t* suffix);
+
 /// The name of this computer, empty when the system does not tell.
 std::wstring ComputerName();
 
