@@ -7,6 +7,7 @@
 #   start_wine                       the same, and starts Wine's background services
 #   clone_wine FOLDER                moves on to a small copy of the prefix with a server of its own
 #   fetch_axe                        gets the accessibility checker for pages, where npm is installed
+#   debian_archive LABEL             prints where this machine gets its Debian packages of that label
 #   check_heap PROGRAM.exe           lets Wine check the heap of a program of that name
 
 set -euo pipefail
@@ -186,4 +187,15 @@ check_heap() {
         return 1
     }
     touch "$WINEPREFIX/.heap-$1"
+}
+
+debian_archive() {
+    local archive
+    archive=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' "Label: $1" |
+        head -n 1)
+    if [ -z "$archive" ]; then
+        echo "$0: this machine knows of no archive \"$1\"; run apt-get update" >&2
+        return 1
+    fi
+    echo "$archive"
 }
