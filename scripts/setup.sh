@@ -88,7 +88,8 @@ need() {
     fi
     echo "Installing ${missing[*]} ..." >&2
     began=$EPOCHREALTIME
-    "${as_root[@]}" apt-get update -qq >&2
+    [ -n "${lists_are_new:-}" ] || "${as_root[@]}" apt-get update -qq >&2
+    lists_are_new=1
     if [[ ${missing[*]} == *-CLANG-* ]]; then
         missing=("${missing[@]/CLANG/$(apt-cache depends clang | sed -n 's/.*Depends: clang-\([0-9]*\)$/\1/p')}")
     fi
