@@ -227,6 +227,10 @@ LoadResult Load(CDatabase& database, const std::vector<std::string>& folders,
         }
         listener.onProgress(progress);
     }
+    // The answers are planned by what the engine knows of the tables' sizes, which now are others.
+    constexpr std::uint64_t kMany = 200;
+    if (result.stored.machines >= kMany)
+        database.Run("ANALYZE");
     return result;
 }
 
