@@ -10,6 +10,7 @@
 #   fetch_axe                        gets the accessibility checker for pages, where npm is installed
 #   debian_archive LABEL             prints where this machine gets its Debian packages of that label
 #   check_heap PROGRAM.exe           lets Wine check the heap of a program of that name
+#   run_tests PRESET                 runs a preset's tests, for scripts/outcomes.py to count
 
 set -euo pipefail
 
@@ -208,4 +209,15 @@ debian_archive() {
         return 1
     fi
     echo "$archive"
+}
+
+# What fails is run once more, and named if it passes then: asked by many threads at once, Wine's own WMI
+# crashes the process about once in seven hundred runs.
+run_tests() {
+    local folder=$root/build/$1 results=$root/build/$1/test-results
+    rm -rf "$results"
+    mkdir "$results"
+    ctest --test-dir "$folder" --output-on-failure --output-junit "$results/ctest.junit" ||
+        ctest --test-dir "$folder" --rerun-failed --output-on-failure --output-junit "$results/again.junit" ||
+        true
 }
