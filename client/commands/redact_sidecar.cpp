@@ -40,13 +40,16 @@ CSidecarCopy::CSidecarCopy(const std::string& input, const std::string& output)
         return;
     const auto source = PathFromUtf8(input).replace_extension(kSuffix);
     sidecar_ = report::ReadSidecar(source);
-    if (!sidecar_)
-        return;
     output_ = output.substr(0, output.size() - kReportSuffix.size()).append(kSuffix);
-    CheckOutputFile(output_, source);
     const auto target = PathFromUtf8(output_);
+    const bool isSidecar = report::ReadSidecar(target).has_value();
+    if (!sidecar_) {
+        isStale_ = isSidecar;
+        return;
+    }
+    CheckOutputFile(output_, source);
     std::error_code ignored;
-    if (std::filesystem::exists(target, ignored) && !report::ReadSidecar(target))
+    if (std::filesystem::exists(target, ignored) && !isSidecar)
         throw CommandError(ExitCode::kInput,
                            "the report has a sidecar, whose copy would replace \"" + output_ +
                                "\", which is none; choose another name");
@@ -54,6 +57,9 @@ CSidecarCopy::CSidecarCopy(const std::string& input, const std::string& output)
 
 void CSidecarCopy::Write(const report::Report& redacted)
 {
+    // That of the report whose place the copy takes says nothing of the copy, and may not be redacted.
+    if (std::error_code ignored; isStale_)
+        std::filesystem::remove(PathFromUtf8(output_), ignored);
     if (!sidecar_)
         return;
     const std::string host = HostOf(redacted);

@@ -8,7 +8,8 @@
 
 namespace orrery {
 
-/// Gives the redacted copy of a report a sidecar where the report has one.
+/// Gives the redacted copy of a report a sidecar where the report has one, and else lets none of an
+/// earlier report stand beside it.
 class CSidecarCopy {
 public:
     /// @param input, output the reports, as the command line names them
@@ -23,6 +24,7 @@ public:
 private:
     std::optional<report::Sidecar> sidecar_;
     std::string output_;
+    bool isStale_ = false;
 };
 
 }  // namespace orrery

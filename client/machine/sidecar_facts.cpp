@@ -53,7 +53,8 @@ std::string FormatUuid(std::span<const std::byte> uuid)
     };
     if (areAll(std::byte{0}) || areAll(std::byte{0xFF}))
         return "";
-    // The first three fields are numbers, lowest byte first.
+    // The first three fields are numbers, lowest byte first. SMBIOS says so since 2.6 only, but Windows
+    // and its tools read them so whatever the version.
     constexpr std::array<std::uint8_t, kUuidSize> kOrder{3, 2, 1,  0,  5,  4,  7,  6,
                                                          8, 9, 10, 11, 12, 13, 14, 15};
     std::string text;

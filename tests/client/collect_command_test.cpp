@@ -564,23 +564,39 @@ TEST_F(CollectCommand, DeliversAReportWithItsSidecarOrKeepsTheNewestForTheNextRu
     EXPECT_EQ(Content(drop / (pc + L".tsv")).size(), 322U);
     EXPECT_EQ(SidecarIn(drop, pc)->computerName, ToUtf8(pc));
 
-    // The report is the last: it does not get its name where its sidecar does not.
-    const struct {
-        std::wstring inTheWay;
-        bool isSidecarThere;
-    } rows[] = {
-        {L".json", false}, {L".tsv", true}, {L".tsv.partial", false}, {L".json.partial", false}};
-    for (const auto& [inTheWay, isSidecarThere] : rows) {
+    // Wherever a delivery ends, no report lies beside a sidecar of another run.
+    for (const wchar_t* inTheWay : {L".json", L".tsv", L".tsv.partial", L".json.partial"}) {
         SCOPED_TRACE(ToUtf8(inTheWay));
         fs::remove_all(drop);
         fs::create_directories(drop / (pc + inTheWay));
+        if (inTheWay == std::wstring_view{L".json"})
+            Fill(drop / (pc + L".tsv"), kEarlier);
         EXPECT_EQ(Run(L"collect --drop drop" + options).code, ExitCode::kNotDelivered);
-        Names left{pc + inTheWay};
-        if (isSidecarThere)
-            left.insert(left.begin(), pc + L".json");
-        EXPECT_EQ(holds(drop), left);
+        EXPECT_EQ(holds(drop), Names{pc + inTheWay});
         EXPECT_EQ(holds(spool), waiting);
     }
+    fs::remove_all(drop);
+    fs::create_directory(drop);
+    Fill(drop / (pc + L".tsv"), kEarlier);
+    Fill(drop / (pc + L".json"), "of the earlier report");
+    const UniqueFile read{CreateFileW((drop / (pc + L".tsv")).c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr)};
+    EXPECT_EQ(Run(L"collect --drop drop" + options).code, ExitCode::kNotDelivered);
+    EXPECT_EQ(holds(drop), both);
+    EXPECT_EQ(Content(drop / (pc + L".json")), "of the earlier report");
+
+    // Nor does one wait so, where its sidecar cannot be written when the run has ended.
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"gate");
+    const Outcome outcome = Run(L"collect --drop drop" + options, [&](DWORD) {
+        UniqueHandle run;
+        for (int tries = 0; tries < 500 && !run; ++tries, Sleep(20))
+            run.reset(OpenEventW(EVENT_MODIFY_STATE, FALSE, eventName_.c_str()));
+        fs::remove(spool / L"undelivered.json");
+        fs::create_directory(spool / L"undelivered.json");
+        SetEvent(run.get());
+    });
+    EXPECT_EQ(outcome.code, ExitCode::kReport) << outcome.errors;
+    EXPECT_EQ(holds(spool), Names{L"undelivered.json"});
 }
 
 TEST_F(CollectCommand, IsCancelledWhileItWaitsForItsTime)

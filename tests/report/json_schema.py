@@ -148,6 +148,10 @@ class Outputs:
                     raise SystemExit(f"{name} of a redacted sidecar is {told}")
             elif told != value:
                 raise SystemExit(f"{name} of a redacted sidecar has become {told}")
+        (self.folder / "0.json").unlink()
+        self.run("redact", self.paths[0], str(self.folder / "out.tsv"))
+        if (self.folder / "out.json").exists():
+            raise SystemExit("a redacted report without a sidecar has kept that of an earlier one")
         return document
 
     def all_of(self, kind):

@@ -298,7 +298,8 @@ bool WaitAtRandom(const CollectOptions& options, HANDLE cancel)
 
 /// Lets the files of a run appear, or prints what it has collected.
 /// @param sidecar the text of the one, if there is to be one
-void Publish(CPartialReport& partial, const Destination& destination, const std::string& sidecar)
+void Publish(CPartialReport& partial, const Destination& destination, const std::string& sidecar,
+             bool isForDelivery)
 {
     const Form* const form = destination.form;
     const std::filesystem::path written{destination.report.partial};
@@ -325,7 +326,10 @@ void Publish(CPartialReport& partial, const Destination& destination, const std:
     }
     // The report is last: who takes each new one finds its sidecar there.
     if (destination.hasSidecar) {
-        // Better none for a while than the one of another report.
+        // Better none for a while than the one of another report. What had been waiting is of no use
+        // any more, and must not be delivered with a sidecar that is not its own.
+        if (isForDelivery)
+            DeleteFileW(destination.report.file.c_str());
         DeleteFileW(destination.sidecar.file.c_str());
         WriteOutputFile(ToUtf8(destination.sidecar.file), WholeText(sidecar));
     }
@@ -416,7 +420,8 @@ ExitCode CollectReport(const std::optional<std::wstring>& report, const CollectO
                                                   Quoted(path.shown) +
                                                   "; check that the disk has space left");
     Publish(partial, destination,
-            destination.hasSidecar ? SidecarText(state, collected) : std::string{});
+            destination.hasSidecar ? SidecarText(state, collected) : std::string{},
+            options.isForDelivery);
     if (!options.isQuiet && !destination.isOutput)
         PrintSummary(counter, destination, !options.isForDelivery, elapsed.count());
     if (state == State::kWhole)
@@ -510,7 +515,7 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
         "The run has a process of its own, so that hanging or crashing drivers do no harm. An\n"
         "earlier report of that name is replaced when the run is complete, else it stays. Ctrl+C\n"
         "cancels the run, and ends it when it does not stop within 10 s or at the second "
-        "Ctrl+C. A run that is cancelled late still gives its report, which may lack "
+        "Ctrl+C.\nA run that is cancelled late still gives its report, which may lack "
         "categories.\n\n"
         "A run as LocalSystem is not for folders in which others may create files: they could put "
         "a\nlink where the report is to be.\n\n"
@@ -528,6 +533,10 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
         } catch (const CommandError& error) {
             if (arguments->isLogged)
                 LogEvent(error.code(), error.what());
+            throw;
+        } catch (const std::exception& error) {
+            if (arguments->isLogged)
+                LogEvent(ExitCode::kUnexpected, error.what());
             throw;
         }
         if (arguments->isLogged)

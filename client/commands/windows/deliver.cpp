@@ -80,8 +80,17 @@ public:
         // The name is the same in each run, so that whoever may not list the folder leaves one file
         // there at most. What lies there is removed rather than written to: it may be a link.
         DeleteFileW(partial_.c_str());
-        isPartial_ = CopyFileW(from_.file.c_str(), partial_.c_str(), TRUE) != FALSE;
-        return isPartial_;
+        const bool isCopied = CopyFileW(from_.file.c_str(), partial_.c_str(), TRUE) != FALSE;
+        // A full disk may leave a part of the file.
+        isPartial_ = isCopied || GetLastError() != ERROR_FILE_EXISTS;
+        return isCopied;
+    }
+    /// Takes away what lies where the file is to be.
+    bool MakeRoom()
+    {
+        return SucceedsSoon([this] {
+            return DeleteFileW(to_.file.c_str()) != FALSE || GetLastError() == ERROR_FILE_NOT_FOUND;
+        });
     }
     bool Rename()
     {
@@ -109,7 +118,9 @@ bool Exists(const ReportPath& path)
 DWORD Deliver(const Pair& from, const Pair& to)
 {
     CDelivery sidecar{from.sidecar, to.sidecar}, report{from.report, to.report};
-    if (!sidecar.Copy() || !report.Copy() || !sidecar.Rename() || !report.Rename())
+    // The earlier report goes first: wherever this ends, none lies there beside another's sidecar.
+    if (!sidecar.Copy() || !report.Copy() || !report.MakeRoom() || !sidecar.Rename() ||
+        !report.Rename())
         return GetLastError();
     // A sidecar without its report is nothing that waits.
     DeleteFileW(from.report.file.c_str());
