@@ -28,19 +28,18 @@ std::string TimeText(Engine engine, const std::string& column)
                : column;
 }
 
-std::optional<std::int64_t> CHistory::NextReport(std::int64_t machine, std::int64_t time)
+std::optional<std::int64_t> CHistory::NextReport(std::int64_t machine, const std::string& section,
+                                                 std::int64_t time)
 {
     const std::string text = FormatIsoTime(time);
     std::optional<std::int64_t> next;
-    for (const char* const condition : {" AND complete", ""}) {
-        database_.Query("SELECT " + TimeText(database_.engine(), "MIN(at)") +
-                            " FROM report_time WHERE machine = $1 AND at > $2" + condition,
-                        std::array<Value, 2>{machine, text}, [&](std::span<const Value> row) {
-                            next = report::SecondsOf(TextIn(row[0]));
-                        });
-        if (next)
-            break;
-    }
+    database_.Query(
+        "SELECT " + TimeText(database_.engine(), "MIN(at)") +
+            " FROM report_time t WHERE machine = $1 AND at > $2 AND NOT EXISTS (SELECT 1 "
+            "FROM report_gap g WHERE g.machine = t.machine AND g.section = $3 AND g.at = "
+            "t.at)",
+        std::array<Value, 3>{machine, text, std::string_view{section}},
+        [&](std::span<const Value> row) { next = report::SecondsOf(TextIn(row[0])); });
     return next;
 }
 
@@ -60,7 +59,9 @@ std::uint64_t CHistory::Change(std::int64_t machine, const std::string& section,
     const auto has = [](const std::vector<Kept>& all, const Kept& one) {
         return std::ranges::any_of(all, [&](const Kept& kept) { return kept.HasSameFacts(one); });
     };
-    SectionPart old{part.table, {}, {}, emptyBefore, ""};
+    SectionPart old{part.table, {}, {}, EmptyInHistory(section, emptyBefore), ""};
+    if (old.empty != part.empty)
+        SetEmpty(place, now, old.empty);
     for (const Kept& kept : before) {
         if (kept.isOther)
             old.others.push_back(kept.other);
@@ -76,10 +77,13 @@ std::uint64_t CHistory::Change(std::int64_t machine, const std::string& section,
 }
 
 std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
-                               const SectionPart& part, std::int64_t time, std::int64_t next)
+                               const SectionPart& part, const std::string& emptyNow,
+                               std::int64_t time, std::int64_t next)
 {
     const Place place{machine, section, part.table};
     const std::string now = FormatIsoTime(time), then = FormatIsoTime(next);
+    const std::string emptyBefore = EmptyAt(place, now, emptyNow),
+                      emptyAfter = EmptyAt(place, then, emptyNow);
     const auto before = ValidAt(place, now);
     const auto starting = Read(place, "valid_from = $3", then);
     std::vector<Kept> given;
@@ -112,8 +116,18 @@ std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
             Open(place, kept);
     }
 
-    const auto sectionOf = [&](const std::vector<Kept>& all) {
-        SectionPart rows{part.table, {}, {}, "", ""};
+    if (emptyBefore != part.empty) {
+        if (!before.empty())
+            SetEmpty(place, now, emptyBefore);
+        SetEmpty(place, then, part.empty);
+    }
+    if (emptyAfter == part.empty)
+        database_.Query(
+            "DELETE FROM former_empty WHERE machine = $1 AND section = $2 AND upto = $3",
+            std::array<Value, 3>{machine, std::string_view{section}, then}, &Ignore);
+
+    const auto sectionOf = [&](const std::vector<Kept>& all, const std::string& empty) {
+        SectionPart rows{part.table, {}, {}, empty, ""};
         for (const Kept& kept : all)
             if (kept.isOther)
                 rows.others.push_back(kept.other);
@@ -126,8 +140,30 @@ std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
                     std::array<Value, 3>{machine, then, section}, &Ignore);
     std::uint64_t changes = 0;
     if (!before.empty())
-        changes += AddChanges(place, now, sectionOf(before), sectionOf(given));
-    return changes + AddChanges(place, then, sectionOf(given), sectionOf(ValidAt(place, then)));
+        changes +=
+            AddChanges(place, now, sectionOf(before, emptyBefore), sectionOf(given, part.empty));
+    return changes + AddChanges(place, then, sectionOf(given, part.empty),
+                                sectionOf(ValidAt(place, then), emptyAfter));
+}
+
+std::string CHistory::EmptyAt(const Place& place, const std::string& time,
+                              const std::string& emptyNow)
+{
+    std::string empty = EmptyInHistory(place.section, emptyNow);
+    database_.Query(
+        "SELECT empty FROM former_empty WHERE machine = $1 AND section = $2 AND upto > $3 "
+        "ORDER BY upto LIMIT 1",
+        std::array<Value, 3>{place.machine, std::string_view{place.section}, time},
+        [&](std::span<const Value> row) { empty = TextIn(row[0]); });
+    return empty;
+}
+
+void CHistory::SetEmpty(const Place& place, const std::string& upto, const std::string& empty)
+{
+    database_.Query(
+        "INSERT INTO former_empty (machine, section, upto, empty) VALUES ($1, $2, $3, $4) "
+        "ON CONFLICT (machine, section, upto) DO UPDATE SET empty = excluded.empty",
+        std::array<Value, 4>{place.machine, std::string_view{place.section}, upto, empty}, &Ignore);
 }
 
 std::vector<CHistory::Kept> CHistory::ValidAt(const Place& place, const std::string& time)

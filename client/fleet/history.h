@@ -19,8 +19,9 @@ class CHistory {
 public:
     explicit CHistory(CDatabase& database) : database_(database) {}
 
-    /// The time of the next later report of a machine; of whole ones where there are any.
-    std::optional<std::int64_t> NextReport(std::int64_t machine, std::int64_t time);
+    /// The time of the next later report of a machine that has the section.
+    std::optional<std::int64_t> NextReport(std::int64_t machine, const std::string& section,
+                                           std::int64_t time);
 
     /// Makes a section's present rows those of a report that is the latest one.
     /// @param emptyBefore the properties that were empty, as SectionPart::empty
@@ -29,9 +30,10 @@ public:
                          const std::string& emptyBefore, std::int64_t time);
 
     /// Puts a report between earlier and later ones.
-    /// @param next the time of the next later one
+    /// @param emptyNow the properties that are empty in the latest report
+    /// @param next     the time of the next later one that has the section
     std::uint64_t Insert(std::int64_t machine, const std::string& section, const SectionPart& part,
-                         std::int64_t time, std::int64_t next);
+                         const std::string& emptyNow, std::int64_t time, std::int64_t next);
 
 private:
     /// A row of a section's table, or one of the facts without a column.
@@ -55,6 +57,10 @@ private:
     std::vector<Kept> ValidAt(const Place& place, const std::string& time);
     std::vector<Kept> Read(const Place& place, const std::string& condition,
                            const std::string& time);
+    /// The properties that were empty at a time.
+    std::string EmptyAt(const Place& place, const std::string& time, const std::string& emptyNow);
+    /// Says what was empty until a time, where it is something else from then on.
+    void SetEmpty(const Place& place, const std::string& upto, const std::string& empty);
     void Open(const Place& place, const Kept& kept);
     void Set(const Place& place, const Kept& kept, const char* column, const std::string& value);
     std::uint64_t AddChanges(const Place& place, const std::string& time,

@@ -225,6 +225,21 @@ std::vector<SectionRows> RowsOf(const report::Report& report)
     return result;
 }
 
+std::string EmptyInHistory(std::string_view section, std::string_view empty)
+{
+    std::string kept;
+    for (std::size_t begin = 0; begin < empty.size();) {
+        const std::size_t end = std::min(empty.find('|', begin), empty.size());
+        const std::string_view place = empty.substr(begin, end - begin);
+        const report::Term* const term =
+            report::FindTerm(section, place.substr(0, place.rfind('.')));
+        if (term == nullptr || !IsLatestOnly(*term))
+            (kept += kept.empty() ? "" : "|") += place;
+        begin = end + 1;
+    }
+    return kept;
+}
+
 Section SectionOf(std::string_view section, const SectionPart& part)
 {
     std::map<std::int32_t, Instance> instances;

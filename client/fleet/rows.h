@@ -55,6 +55,9 @@ struct SectionRows {
 /// A report's facts as rows, by section. No fact is lost on the way.
 std::vector<SectionRows> RowsOf(const report::Report& report);
 
+/// Those of a section's empty properties, as SectionPart::empty, that are kept with their history.
+std::string EmptyInHistory(std::string_view section, std::string_view empty);
+
 /// The facts of a section from its rows, in the order of the report.
 report::Section SectionOf(std::string_view section, const SectionPart& part);
 

@@ -49,6 +49,10 @@ CREATE TABLE IF NOT EXISTS machine_placeholder (
 CREATE TABLE IF NOT EXISTS report_time (
   machine BIGINT NOT NULL, at TIME NOT NULL, complete TRUTH NOT NULL, PRIMARY KEY (machine, at));
 
+CREATE TABLE IF NOT EXISTS report_gap (
+  machine BIGINT NOT NULL, section TEXT NOT NULL, at TIME NOT NULL,
+  PRIMARY KEY (machine, section, at));
+
 CREATE TABLE IF NOT EXISTS report_file (
   host TEXT NOT NULL, path TEXT NOT NULL, size BIGINT NOT NULL, modified BIGINT NOT NULL,
   sidecar BIGINT NOT NULL, machine BIGINT NOT NULL, PRIMARY KEY (host, path));
@@ -57,6 +61,10 @@ CREATE TABLE IF NOT EXISTS collected_section (
   machine BIGINT NOT NULL, section TEXT NOT NULL, digest TEXT NOT NULL,
   since TIME NOT NULL, seen TIME, complete TRUTH NOT NULL, rights TEXT NOT NULL,
   empty TEXT NOT NULL, PRIMARY KEY (machine, section));
+
+CREATE TABLE IF NOT EXISTS former_empty (
+  machine BIGINT NOT NULL, section TEXT NOT NULL, upto TIME NOT NULL, empty TEXT NOT NULL,
+  PRIMARY KEY (machine, section, upto));
 
 CREATE TABLE IF NOT EXISTS latest_digest (
   machine BIGINT NOT NULL, section TEXT NOT NULL, digest TEXT NOT NULL,

@@ -211,19 +211,13 @@ private:
             return;
         }
         const std::uint64_t before = counts_.changes;
+        StoreGaps(*state, report);
         for (SectionRows& section : report.sections) {
             StoreHistory(*state, report, section);
             StoreLatest(*state, report, section.section, section.latest);
+            StorePlaceholders(*state, report, section.section);
         }
-        for (auto& [name, collected] : state->collected)
-            if (!collected.seen && !state->isNew &&
-                std::ranges::find(report.sections, name, &SectionRows::section) ==
-                    report.sections.end()) {
-                collected.seen = state->last;
-                state->changedSections.insert(name);
-            }
         StoreElapsed(*state, report);
-        StorePlaceholders(*state, report);
         state->last = report.time;
         state->isChanged = true;
         if (counts_.changes != before)
@@ -251,7 +245,7 @@ private:
                     *state, report, "re-imaged",
                     state->known.identity.installation + " to " + report.identity.installation);
             if (report.time > state->last)
-                UpdateIdentity(*state, report.identity);
+                UpdateIdentity(*state, report.identity, [](std::string_view) { return true; });
         } else {
             const std::int64_t id = ++lastMachine_;
             state = &machines_[id];
@@ -279,16 +273,24 @@ private:
     }
 
     /// What a report does not tell stays as it was.
-    void UpdateIdentity(MachineState& state, const Identity& told)
+    /// @param isLatest tells of a section whether no later report has it; where one has, only what nobody
+    ///                 told is taken
+    template <class IsLatest>
+    void UpdateIdentity(MachineState& state, const Identity& told, const IsLatest& isLatest)
     {
         Identity& identity = state.known.identity;
         const auto keys = KeysOf(identity);
-        for (const auto text : {&Identity::name, &Identity::maker, &Identity::model,
-                                &Identity::serial, &Identity::uuid, &Identity::installation})
-            if (!(told.*text).empty())
-                identity.*text = told.*text;
-        if (!told.addresses.empty())
-            identity.addresses = told.addresses;
+        const auto take = [&](const char* section, auto member) {
+            if (!(told.*member).empty() && ((identity.*member).empty() || isLatest(section)))
+                identity.*member = told.*member;
+        };
+        take("ComputerSystem", &Identity::name);
+        for (const auto text : {&Identity::maker, &Identity::model, &Identity::serial})
+            take("BIOS", text);
+        // These come from beside the report.
+        for (const auto text : {&Identity::uuid, &Identity::installation})
+            take("", text);
+        take("NetworkAdapter", &Identity::addresses);
         if (KeysOf(identity) != keys) {
             state.areKeysChanged = true;
             Index(state.known);
@@ -320,6 +322,33 @@ private:
     {
         files_.push_back({host_, report.file.path, static_cast<std::int64_t>(report.file.size),
                           report.file.modified, report.file.sidecarModified, state.known.machine});
+    }
+
+    /// Keeps in mind which sections of its machine a report does not have, and which one it has that none
+    /// of the others had: one that was not collected says nothing about what comes after it.
+    void StoreGaps(MachineState& state, const StoredReport& report)
+    {
+        if (state.isNew)
+            return;
+        for (auto& [name, collected] : state.collected) {
+            if (std::ranges::find(report.sections, name, &SectionRows::section) !=
+                report.sections.end())
+                continue;
+            Add("report_gap", "machine, section, at",
+                {state.known.machine, name, FormatIsoTime(report.time)});
+            if (report.time > state.last && !collected.seen) {
+                collected.seen = state.last;
+                state.changedSections.insert(name);
+            }
+        }
+        for (const SectionRows& section : report.sections)
+            if (!state.collected.contains(section.section))
+                database_.Query(
+                    "INSERT INTO report_gap (machine, section, at) SELECT machine, CAST($1 AS "
+                    "TEXT), at "
+                    "FROM report_time WHERE machine = $2",
+                    std::array<Value, 2>{section.section, state.known.machine},
+                    [](std::span<const Value>) {});
     }
 
     void StoreHistory(MachineState& state, const StoredReport& report, SectionRows& section)
@@ -434,64 +463,87 @@ private:
         }
     }
 
-    void StorePlaceholders(const MachineState& state, const StoredReport& report)
+    /// Elapsed times of which only the latest ones count, and those of a whole report before others.
+    void StoreLateElapsed(MachineState& state, const StoredReport& report)
     {
+        if (state.hasCompleteTimes != report.isComplete) {
+            if (report.isComplete)
+                StoreElapsed(state, report);
+            return;
+        }
+        bool isLatest = true;
+        const std::string time = FormatIsoTime(report.time);
+        database_.Query(
+            "SELECT 1 FROM report_time WHERE machine = $1 AND at > $2 AND (complete OR NOT "
+            "EXISTS (SELECT 1 FROM elapsed e WHERE e.machine = $3 AND e.complete))",
+            std::array<Value, 3>{state.known.machine, time, state.known.machine},
+            [&](std::span<const Value>) { isLatest = false; });
+        if (isLatest)
+            StoreElapsed(state, report);
+    }
+
+    void StorePlaceholders(MachineState& state, const StoredReport& report,
+                           const std::string& section)
+    {
+        if (std::ranges::find(kFilledInByMakers, section,
+                              [](const auto& row) { return row.first; }) == kFilledInByMakers.end())
+            return;
+        const std::string prefix = section + '.';
         std::string digest;
         for (const auto& [property, value] : report.placeholders)
-            digest += property + '\t' + value + '\n';
-        MachineState& machine = machines_.at(state.known.machine);
-        if (!IsNewDigest(machine, "", digest, report.placeholders.empty()))
+            if (property.starts_with(prefix))
+                digest += property + '\t' + value + '\n';
+        // No section is called so.
+        if (!IsNewDigest(state, section + " placeholders", digest, digest.empty()))
             return;
         if (!state.isNew) {
-            database_.Query("DELETE FROM machine_placeholder WHERE machine = $1",
-                            std::array<Value, 1>{state.known.machine},
-                            [](std::span<const Value>) {});
+            database_.Query(
+                "DELETE FROM machine_placeholder WHERE machine = $1 AND property LIKE $2",
+                std::array<Value, 2>{state.known.machine, prefix + '%'},
+                [](std::span<const Value>) {});
         }
         for (const auto& [property, value] : report.placeholders)
-            Add("machine_placeholder", "machine, property, value",
-                {state.known.machine, property, value});
+            if (property.starts_with(prefix))
+                Add("machine_placeholder", "machine, property, value",
+                    {state.known.machine, property, value});
     }
 
     /// Puts a report where it belongs among later ones, as if it had come in time.
     void StoreLate(MachineState& state, StoredReport& report)
     {
+        StoreGaps(state, report);
+        std::set<std::string_view> latest;  // sections that no later report has
         for (SectionRows& section : report.sections) {
             const auto found = state.collected.find(section.section);
-            if (found == state.collected.end()) {
-                // No later report has the section.
-                Collected collected;
-                collected.digest = section.history.digest;
-                collected.since = report.time;
-                collected.seen = report.time;
-                collected.isComplete = report.isComplete;
-                collected.rights = report.rights;
-                collected.empty = JoinedEmpty(section);
-                state.collected.emplace(section.section, std::move(collected));
+            const bool isLatest = found == state.collected.end() ||
+                                  (found->second.seen && *found->second.seen < report.time);
+            const auto next =
+                isLatest ? std::nullopt
+                         : history_.NextReport(state.known.machine, section.section, report.time);
+            if (!next) {
+                latest.insert(section.section);
+                StoreHistory(state, report, section);
+                state.collected.at(section.section).seen = report.time;
                 state.changedSections.insert(section.section);
-                AddRows(state, report, section);
+                StoreLatest(state, report, section.section, section.latest);
+                StorePlaceholders(state, report, section.section);
                 continue;
             }
             Collected& collected = found->second;
-            const auto next = collected.seen && *collected.seen < report.time
-                                  ? std::nullopt
-                                  : history_.NextReport(state.known.machine, report.time);
-            if (!next) {
-                StoreHistory(state, report, section);
-                collected.seen = report.time;
-                state.changedSections.insert(section.section);
-                continue;
-            }
-            counts_.changes += history_.Insert(state.known.machine, section.section,
-                                               section.history, report.time, *next);
-            if (collected.digest == section.history.digest && collected.since == *next) {
-                collected.since = report.time;
+            counts_.changes +=
+                history_.Insert(state.known.machine, section.section, section.history,
+                                collected.empty, report.time, *next);
+            const bool isSame = collected.digest == section.history.digest;
+            if (isSame ? collected.since == *next : collected.since < report.time) {
+                collected.since = isSame ? report.time : *next;
                 state.changedSections.insert(section.section);
             }
         }
-        if (report.time < state.first) {
-            state.first = report.time;
-            state.isChanged = true;
-        }
+        StoreLateElapsed(state, report);
+        UpdateIdentity(state, report.identity,
+                       [&](std::string_view section) { return latest.contains(section); });
+        state.first = std::min(state.first, report.time);
+        state.isChanged = true;
     }
 
     void Add(const std::string& table, const std::string& columns, std::vector<Cell> row)

@@ -116,16 +116,21 @@ TEST_P(Fleet, ComesToTheSameInWhateverOrderReportsCome)
     const std::vector<Told> reports{
         {100, std::string{kPc} +
                   "LogicalDisk/0/DeviceID/C:/FreeSpace/5/Size/10\nUSBDevice/0/Name/A\n"
-                  "USBDevice/1/Name/B\nUnheard/3/Of/x\n"},
+                  "USBDevice/1/Name/B\nUnheard/3/Of/x\nET/0//1\n"
+                  "BaseBoard/0/Product/None\nNetworkAdapter/0/IPAddress/i/MACAddress/"
+                  "00-1B-21-00-00-01/NetworkBand//PhysicalAdapter/Physical/Speed/\n"},
         {200, std::string{kPc} +
                   "LogicalDisk/0/DeviceID/C:/FreeSpace/6/Size/20\nUSBDevice/0/Name/B\n"
-                  "Unheard/3/Of/x\n"},
+                  "Unheard/3/Of/x\nSystemEnclosure/0/ChassisTypes/Laptop\nET/0//2\n"
+                  "NetworkAdapter/0/IPAddress/j/MACAddress/00-1B-21-00-00-01/NetworkBand//"
+                  "PhysicalAdapter/Physical/Speed/7\n"},
         {300, std::string{kPc} +
                   "LogicalDisk/0/DeviceID/C:/FreeSpace/7/Size/10\nUSBDevice/0/Name/A\n"
-                  "USBDevice/1/Name/B\nUnheard/3/Of/y\n"},
-        {400, std::string{kPc} + "LogicalDisk/0/DeviceID/C:/FreeSpace/8/Size/010\n"
-                                 "LogicalDisk/1/DeviceID/D:/FreeSpace//Size/\nUSBDevice/0/Name/A\n"
-                                 "Unheard/3/Of/y\n"}};
+                  "USBDevice/1/Name/B\nUnheard/3/Of/y\nET/0//3\n"},
+        {400, std::string{kPc} +
+                  "LogicalDisk/0/DeviceID/C:/FreeSpace/8/Size/010\n"
+                  "LogicalDisk/1/DeviceID/D:/FreeSpace//Size/\nUSBDevice/0/Name/A\n"
+                  "Unheard/3/Of/y\nSystemEnclosure/0/ChassisTypes/Desktop\nET/0//4\n"}};
     for (const Told& told : reports)
         Store({told});
     const std::string inOrder = Dump();
@@ -133,6 +138,10 @@ TEST_P(Fleet, ComesToTheSameInWhateverOrderReportsCome)
     EXPECT_EQ(Count("change WHERE section = 'USBDevice'"), 3);
     EXPECT_EQ(Count("change WHERE section = 'LogicalDisk' AND property = 'Size' AND label = 'C:'"),
               3);
+    // Facts of which only the latest are kept make no history, not even by being empty.
+    EXPECT_EQ(Count("change WHERE section = 'NetworkAdapter' AND before = '' AND after = '7'"), 1);
+    EXPECT_EQ(Count("change WHERE section = 'NetworkAdapter'"), 1);
+    EXPECT_EQ(Count("placeholder_serials"), 1);
     EXPECT_EQ(Count("logical_disk"), 5);
     EXPECT_EQ(Count("logical_disk_now WHERE free_space = 8"), 1);
 
