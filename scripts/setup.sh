@@ -8,6 +8,7 @@
 #   start_wine                       the same, and starts Wine's background services
 #   clone_wine FOLDER                moves on to a small copy of the prefix with a server of its own
 #   fetch_axe                        gets the accessibility checker for pages, where npm is installed
+#   fetch_duckdb                     gets the engine that reads exports of fleets, where npm is installed
 #   debian_archive LABEL             prints where this machine gets its Debian packages of that label
 #   check_heap PROGRAM.exe           lets Wine check the heap of a program of that name
 #   run_tests PRESET                 runs a preset's tests, for scripts/outcomes.py to count
@@ -187,6 +188,19 @@ fetch_axe() {
         tar -xzf "$package" --strip-components=1 package/axe.min.js) ||
         echo "$0: the accessibility checker could not be fetched; its test is skipped" >&2
     rm -f "$folder/$package"
+}
+
+# The lock file holds the sums of what is fetched; "npm ci" refuses one without the other systems' packages.
+fetch_duckdb() {
+    local folder=$root/build/duckdb
+    [ ! -d "$folder/node_modules" ] || return 0
+    command -v npm >/dev/null 2>&1 || return 0
+    mkdir -p "$folder"
+    cp "$root"/tests/fleet/duckdb/package*.json "$folder"
+    (cd "$folder" && npm install --silent --ignore-scripts --no-audit --no-fund >/dev/null 2>&1) || {
+        rm -rf "$folder"
+        echo "$0: DuckDB could not be fetched; its test is skipped" >&2
+    }
 }
 
 check_heap() {

@@ -20,6 +20,7 @@ namespace {
 struct ExportTable {
     std::string name;
     std::vector<std::pair<std::string, ColumnType>> columns;
+    bool isView = false;  ///< whose times are texts already
 };
 
 using enum ColumnType;
@@ -39,14 +40,16 @@ const std::vector<ExportTable>& OtherTables()
           {"identity", kText},
           {"first_seen", kTime},
           {"last_seen", kTime}}},
-        {"collected_section",
+        {"collected",
          {{"machine", kNumber},
           {"section", kText},
+          {"digest", kText},
           {"since", kTime},
           {"seen", kTime},
           {"complete", kTruth},
           {"rights", kText},
-          {"empty", kText}}},
+          {"empty", kText}},
+         true},
         {"other_fact",
          {{"machine", kNumber},
           {"section", kText},
@@ -103,7 +106,7 @@ std::string QueryFor(const ExportTable& table, Engine engine)
     for (const auto& [name, type] : table.columns) {
         const std::string quoted = '"' + name + '"';
         list += list.empty() ? "" : ", ";
-        list += type == kTime ? TimeText(engine, quoted)
+        list += type == kTime && !table.isView ? TimeText(engine, quoted)
                 : type == kDate && engine == Engine::kPostgres
                     ? "to_char(" + quoted + ", 'YYYY-MM-DD')"
                     : quoted;
@@ -147,6 +150,7 @@ struct Script {
     const char* name;
     const char *text, *number, *truth, *date, *time;
     std::function<std::string(const ExportTable&, const std::string& columns, ExportForm)> load;
+    const char *before = "", *after = "";
 
     const char* TypeOf(ColumnType type) const
     {
@@ -230,7 +234,10 @@ std::vector<Script> Scripts()
                    ".jsonl' WITH (FORMAT csv, QUOTE E'\\x01', DELIMITER E'\\x02')\nINSERT INTO \"" +
                    table.name + "\" SELECT r.* FROM lines, jsonb_populate_record(NULL::\"" +
                    table.name + "\", line) r;\nDROP TABLE lines;\n";
-        }};
+        },
+        "\\set ON_ERROR_STOP on\nSET client_encoding = 'UTF8';\nSET client_min_messages = "
+        "warning;\nBEGIN;\n",
+        "COMMIT;\n"};
     return {duck, click, postgres};
 }
 
@@ -271,12 +278,14 @@ ExportResult Export(CDatabase& database, const std::filesystem::path& folder, Ex
     for (const Script& script : Scripts()) {
         const auto path = folder / script.name;
         CNewFile file{path};
+        file.Write(script.before);
         for (const ExportTable& table : tables) {
             std::string columns;
             for (const auto& [name, type] : table.columns)
                 columns += (columns.empty() ? "\"" : ", \"") + name + "\" " + script.TypeOf(type);
             file.Write(script.load(table, columns, form));
         }
+        file.Write(script.after);
         Publish(file, path);
         ++result.files;
     }

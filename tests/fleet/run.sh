@@ -33,6 +33,6 @@ trap finish EXIT
 (
     cd /
     "${as[@]}" "$tools/initdb" -D "$data" -A trust -U postgres -E UTF8 --locale=C.UTF-8 --no-sync >/dev/null
-    "${as[@]}" "$tools/pg_ctl" -D "$data" -w -l "$data/log" -o "-k $sockets -c listen_addresses='' ${POSTGRES_OPTIONS:-}" start >/dev/null
+    "${as[@]}" "$tools/pg_ctl" -D "$data" -w -l "$data/log" -o "-k $sockets -c listen_addresses='' ${POSTGRES_OPTIONS:--c fsync=off}" start >/dev/null
 )
 ORRERY_TEST_POSTGRES="postgresql:///postgres?host=$sockets&user=postgres" "$@"
