@@ -76,9 +76,10 @@ def in_postgresql(folder, _):
                                *arguments], check=True, cwd=folder, stdout=subprocess.PIPE).stdout.decode()
     psql("-c", "SET client_min_messages = warning; DROP SCHEMA IF EXISTS public CASCADE; CREATE SCHEMA public")
     psql("-f", "load.postgresql.sql")
-    for table in psql("-c", "SELECT table_name FROM information_schema.tables WHERE table_schema = 'public'").split():
-        for row in psql("-c", f"SET timezone = 'UTC'; SELECT to_json(r) FROM \"{table}\" r").split("\n")[:-1]:
-            yield "table", table, row
+    tables = psql("-c", "SELECT table_name FROM information_schema.tables WHERE table_schema = 'public'").split()
+    queries = [f"SELECT 'table', '{table}', to_json(r) FROM \"{table}\" r;" for table in tables]
+    for line in psql("-F", "\t", "-c", "SET timezone = 'UTC';" + "".join(queries)).split("\n")[:-1]:
+        yield line.split("\t", 2)
 
 
 def main():

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -105,7 +106,7 @@ protected:
     std::vector<Refusal> refusals;
     int files = 0;
     const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("orrery-fleet-" + std::to_string(std::rand()));
+        std::filesystem::temp_directory_path() / ("orrery-fleet-" + std::to_string(std::random_device{}()));
 };
 
 constexpr char kPc[] =
