@@ -105,8 +105,8 @@ protected:
     std::unique_ptr<CDatabase> database;
     std::vector<Refusal> refusals;
     int files = 0;
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("orrery-fleet-" + std::to_string(std::random_device{}()));
+    const std::filesystem::path folder = std::filesystem::temp_directory_path() /
+                                         ("orrery-fleet-" + std::to_string(std::random_device{}()));
 };
 
 constexpr char kPc[] =
