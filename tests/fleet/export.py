@@ -22,7 +22,7 @@ VALUES = ["\U0001F680 r\u00f6cket", "tab\there", "'single' \"double\" \"\"", '"'
 # psql takes a line of CSV for the end of the file where that is all of it.
 UNFIT_FOR_PSQL = ["a\n\\.\nb"]
 # What only a load needs to know.
-OWN = {"fleet_schema", "latest_digest", "machine_key", "report_file", "report_time"}
+OWN = {"fleet_schema", "former_empty", "latest_digest", "machine_key", "report_file", "report_gap", "report_time"}
 TIME = re.compile(r"(\d{4}-\d\d-\d\d)[T ](\d\d:\d\d:\d\d)(?:Z|\+00(?::00)?)")
 
 
