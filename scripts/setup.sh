@@ -32,7 +32,7 @@ linux /usr/include/sqlite3.h             libsqlite3-dev
 linux /usr/include/postgresql/libpq-fe.h libpq-dev
 x86   i686-w64-mingw32-g++-posix         g++-mingw-w64-i686-posix
 arm64 npm                                npm
-chroot debootstrap                     debootstrap
+qemu  qemu-aarch64-static                qemu-user-static
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest
