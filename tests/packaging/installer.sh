@@ -9,8 +9,8 @@ build=$(realpath "$1")
 scratch=$build/tests/installer
 failures=0 checks=0
 case $2 in
-    x64) template=x64 system=win64 programs="Program Files" variable=ProgramFiles64Folder ;;
-    x86) template=Intel system=win32 programs="Program Files (x86)" variable=ProgramFilesFolder ;;
+    x64) template=x64 system=win64 programs="Program Files" variable=ProgramFiles64Folder view='' ;;
+    x86) template=Intel system=win32 programs="Program Files (x86)" variable=ProgramFilesFolder view='\Wow6432Node' ;;
     arm64) template=Arm64 system=winarm64 variable=ProgramFiles64Folder ;;
 esac
 
@@ -60,9 +60,9 @@ value() {
 
 # The versions under which the product is listed for removal.
 listed() {
-    wine reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall' /s </dev/null >listed.txt 2>/dev/null || true
+    wine reg query "HKLM\\Software$view\\Microsoft\\Windows\\CurrentVersion\\Uninstall" /s </dev/null >listed.txt 2>/dev/null || true
     tr -d '\r' <listed.txt |
-        awk '/DisplayName .*Orrery Inventory$/ { ours = 1 } ours && $1 == "DisplayVersion" { print $NF; ours = 0 }' | xargs
+        awk '/DisplayName .*Orrery Inventory/ { ours = 1 } ours && $1 == "DisplayVersion" { print $NF; ours = 0 }' | xargs
 }
 
 # Where the installed tree differs from the packaged one of a version; says nothing where it does not.
