@@ -27,11 +27,16 @@ if(WIN32)
     INSTALL_DESTINATION ${package_folder}
     PATH_VARS CMAKE_INSTALL_BINDIR CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR
     NO_CHECK_REQUIRED_COMPONENTS_MACRO)
-  write_basic_package_version_file(${CMAKE_BINARY_DIR}/generated/OrreryInventoryConfigVersion.cmake
+  # Of several installed trees, one is taken that suits the compiler at hand.
+  write_basic_package_version_file(
+    ${CMAKE_BINARY_DIR}/generated/OrreryInventoryVersionNumber.cmake
     COMPATIBILITY SameMinorVersion)
+  configure_file(packaging/OrreryInventoryConfigVersion.cmake.in
+    generated/OrreryInventoryConfigVersion.cmake @ONLY)
   install(FILES
     ${CMAKE_BINARY_DIR}/generated/OrreryInventoryConfig.cmake
     ${CMAKE_BINARY_DIR}/generated/OrreryInventoryConfigVersion.cmake
+    ${CMAKE_BINARY_DIR}/generated/OrreryInventoryVersionNumber.cmake
     DESTINATION ${package_folder} COMPONENT development)
 
   # The .pc file finds its tree from its own place, wherever that was moved to.
@@ -39,7 +44,11 @@ if(WIN32)
     /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
   string(REGEX REPLACE "/$" "" orrery_pc_prefix ${orrery_pc_prefix})
   configure_file(packaging/orrery-inventory.pc.in generated/orrery-inventory.pc @ONLY)
+  # By its second name a host asks for the architecture that it is built for, and gets no other.
   install(FILES ${CMAKE_BINARY_DIR}/generated/orrery-inventory.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+  install(FILES ${CMAKE_BINARY_DIR}/generated/orrery-inventory.pc
+    RENAME orrery-inventory-${ORRERY_ARCHITECTURE}.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endif()
 
@@ -48,7 +57,11 @@ set(CPACK_PACKAGE_VENDOR "The Orrery Inventory authors")
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/package)
 set(CPACK_VERBATIM_VARIABLES ON)
 if(WIN32)
-  set(CPACK_SYSTEM_NAME win64)
+  set(orrery_system_x64 win64)
+  set(orrery_system_x86 win32)
+  set(orrery_system_arm64 winarm64)
+  set(CPACK_SYSTEM_NAME ${orrery_system_${ORRERY_ARCHITECTURE}})
+  set(CPACK_ORRERY_ARCHITECTURE ${ORRERY_ARCHITECTURE})
 endif()
 # One script makes the ZIP and the MSI where their tools are; elsewhere CPack's own ZIP has to do.
 find_program(ORRERY_WIXL wixl)

@@ -9,9 +9,10 @@ set(CMAKE_C_COMPILER ${ORRERY_ZIG})
 set(CMAKE_C_COMPILER_ARG1 "cc -target aarch64-windows-gnu")
 set(CMAKE_CXX_COMPILER ${ORRERY_ZIG})
 set(CMAKE_CXX_COMPILER_ARG1 "c++ -target aarch64-windows-gnu")
-# Zig defines the newest version of Windows; the project then defines its own.
-set(CMAKE_C_FLAGS_INIT -Wno-macro-redefined)
-set(CMAKE_CXX_FLAGS_INIT -Wno-macro-redefined)
+# Zig defines the newest version of Windows; the project then defines its own. Texts are formatted by
+# mingw-w64's functions, as GNU's C++ library has it on the other architectures.
+set(CMAKE_C_FLAGS_INIT "-Wno-macro-redefined -D__USE_MINGW_ANSI_STDIO=1")
+set(CMAKE_CXX_FLAGS_INIT "-Wno-macro-redefined -D__USE_MINGW_ANSI_STDIO=1")
 set(CMAKE_AR llvm-ar)
 set(CMAKE_RANLIB llvm-ranlib)
 set(CMAKE_RC_COMPILER ${ORRERY_ZIG})

@@ -1,6 +1,6 @@
 // Writes a report to the user's own folder of local data, where nobody else can plant a file first, and
 // prints the name of Windows from it.
-// Runs as a 64-bit process; orrery.dll lies beside the program.
+// Runs in a process of any width; the orrery.dll of that width lies beside the program.
 using System;
 using System.IO;
 using System.Runtime.InteropServices;

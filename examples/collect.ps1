@@ -1,6 +1,6 @@
 # Writes a report to the user's own folder of local data, where nobody else can plant a file first, and
 # prints the name of Windows from it.
-# For a 64-bit Windows PowerShell 5.1 or PowerShell 7; orrery.dll lies beside this script.
+# For Windows PowerShell 5.1 or PowerShell 7; the orrery.dll of its width lies beside this script.
 $ErrorActionPreference = 'Stop'
 $dll = Join-Path $PSScriptRoot 'orrery.dll'
 Add-Type -Namespace Orrery -Name Library -MemberDefinition @"

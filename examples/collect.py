@@ -1,6 +1,6 @@
 """Writes a report to the user's own folder of local data and prints the name of Windows from it.
 
-Nobody else can plant a file there first. For a 64-bit Python 3.8 or later; orrery.dll lies beside this script.
+Nobody else can plant a file there first. For Python 3.8 or later; the orrery.dll of its width lies beside this script.
 """
 import ctypes
 import os

@@ -7,6 +7,28 @@ set(output ${work}/${CPACK_PACKAGE_FILE_NAME})
 # SYSTEM and administrators may do all, users read and execute. Whoever made a folder before the
 # installer came owns it, and would keep the right to set its permissions: owners may only read, too.
 set(folder_permissions "D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FRFX;;;BU)(A;OICI;FRFX;;;OW)")
+# Each architecture is a product of its own, with a folder of its own wherever Windows runs more than one.
+# wixl knows no ARM64: what it writes differs from x64 in the template alone, which is replaced.
+set(template x64)
+set(packer_architecture x64)
+set(programs ProgramFiles64Folder)
+set(folder "Orrery Inventory")
+set(is_64_bit yes)
+set(of_architecture "")
+set(listed_architecture "")
+if(CPACK_ORRERY_ARCHITECTURE STREQUAL "x86")
+  set(template Intel)
+  set(packer_architecture x86)
+  set(programs ProgramFilesFolder)
+  set(is_64_bit no)
+  set(of_architecture " x86")
+  set(listed_architecture " (x86)")
+elseif(CPACK_ORRERY_ARCHITECTURE STREQUAL "arm64")
+  set(template Arm64)
+  set(folder "Orrery Inventory (ARM64)")
+  set(of_architecture " arm64")
+  set(listed_architecture " (ARM64)")
+endif()
 set(ENV{TZ} UTC)
 set(ENV{LC_ALL} C)
 
@@ -89,9 +111,9 @@ function(describe_files files)
     name_row(id "c_${file}")
     name_row(file_id "f_${file}")
     declare_folder("${folder}" ${id})
-    name_uuid(guid "component ${file}")
+    name_uuid(guid "component ${file}${of_architecture}")
     string(APPEND components
-      "    <DirectoryRef Id=\"${folder_id}\"><Component Id=\"${id}\" Guid=\"${guid}\" Win64=\"yes\">"
+      "    <DirectoryRef Id=\"${folder_id}\"><Component Id=\"${id}\" Guid=\"${guid}\" Win64=\"${is_64_bit}\">"
       "<File Id=\"${file_id}\" Name=\"${name}\" Source=\"${CPACK_PACKAGE_FILE_NAME}/${file}\""
       " KeyPath=\"yes\"/></Component></DirectoryRef>\n")
     set(feature runtime_components)
@@ -147,12 +169,12 @@ function(complete_msi)
 endfunction()
 
 function(make_msi files)
-  name_uuid(upgrade_code "upgrade")
-  name_uuid(product_code "product ${CPACK_PACKAGE_VERSION}")
+  name_uuid(upgrade_code "upgrade${of_architecture}")
+  name_uuid(product_code "product ${CPACK_PACKAGE_VERSION}${of_architecture}")
   describe_files("${files}")
   describe_package("${files}")
   configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/msi/orrery.wxs.in ${work}/orrery.wxs @ONLY)
-  run(${CPACK_ORRERY_WIXL} --arch x64 -o ${output}.msi ${work}/orrery.wxs)
+  run(${CPACK_ORRERY_WIXL} --arch ${packer_architecture} -o ${output}.msi ${work}/orrery.wxs)
   complete_msi()
 endfunction()
 

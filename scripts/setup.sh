@@ -11,7 +11,7 @@
 #   fetch_duckdb                     gets the engine that reads exports of fleets, where npm is installed
 #   debian_archive LABEL             prints where this machine gets its Debian packages of that label
 #   check_heap PROGRAM.exe           lets Wine check the heap of a program of that name
-#   run_tests PRESET                 runs a preset's tests, for scripts/outcomes.py to count
+#   run_tests PRESET RESULTS [OPTION ...]  runs a preset's tests by ctest, for scripts/outcomes.py to count
 
 set -euo pipefail
 
@@ -33,7 +33,9 @@ linux /usr/include/sqlite3.h             libsqlite3-dev
 linux /usr/include/postgresql/libpq-fe.h libpq-dev
 x86   i686-w64-mingw32-g++-posix         g++-mingw-w64-i686-posix
 arm64 npm                                npm
+arm64 pkg-config                         pkgconf
 chroot debootstrap                     debootstrap
+qemu  qemu-aarch64-static                qemu-user-static
 wine  wine                               wine
 wine  /usr/lib/wine/wine64               wine64
 test  /usr/src/googletest/CMakeLists.txt googletest
@@ -228,10 +230,11 @@ debian_archive() {
 # What fails is run once more, and named if it passes then: asked by many threads at once, Wine's own WMI
 # crashes the process about once in seven hundred runs.
 run_tests() {
-    local folder=$root/build/$1 results=$root/build/$1/test-results
+    local folder=$root/build/$1 results=$root/build/$1/$2
+    shift 2
     rm -rf "$results"
     mkdir "$results"
-    ctest --test-dir "$folder" --output-on-failure --output-junit "$results/ctest.junit" ||
-        ctest --test-dir "$folder" --rerun-failed --output-on-failure --output-junit "$results/again.junit" ||
+    ctest --test-dir "$folder" "$@" --output-on-failure --output-junit "$results/ctest.junit" ||
+        ctest --test-dir "$folder" "$@" --rerun-failed --output-on-failure --output-junit "$results/again.junit" ||
         true
 }

@@ -2,7 +2,7 @@
 # A machine that the client records gives the report that the client collects on it: all of it but the
 # elapsed times and the free space, which other programs use.
 #
-#   recorded_machine.sh FOLDER OBJDUMP     the folder of orreryctl.exe, orrery.dll and replay_machine.exe
+#   recorded_machine.sh FOLDER     the folder of orreryctl.exe, orrery.dll and replay_machine.exe
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
 
 folder=$(realpath "$1")
@@ -12,11 +12,9 @@ start_wine
 cd "$folder"
 
 run() { wine "$@" </dev/null >"$scratch/log" 2>&1 || { cat "$scratch/log"; exit 1; }; }
-# Wine gives a number of cores that it has never set: of 32 bits always, of 64 where it finds no /sys.
+# Where it finds no /sys, Wine gives a number of cores that it has never set.
 unset_there=
-if [[ ${2:-} == *i686* || ! -e /sys/devices/system/cpu ]]; then
-    unset_there='|^Processor\t\d+\tNumberOfCores\t'
-fi
+[ -e /sys/devices/system/cpu ] || unset_there='|^Processor\t\d+\tNumberOfCores\t'
 steady() { iconv -f UTF-16LE -t UTF-8 "$1" | grep -vP "^ET\\t|^LogicalDisk\\t\\d+\\tFreeSpace\\t$unset_there"; }
 
 windows=Z:${scratch//\//\\}

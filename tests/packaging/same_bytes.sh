@@ -21,7 +21,7 @@ mkdir -p "$scratch/linked"
 
 for file in orrery.dll orreryctl.exe; do
     link=$(ninja -C "$build" -t commands "bin/$file" | tail -1)
-    (cd "$build" && eval "$(sed "s# bin/# $scratch/linked/#g; s#,src/lib#,$scratch/linked/lib#; s#=client/lib#=$scratch/linked/lib#" <<<"$link")")
+    (cd "$build" && eval "$(sed "s# bin/# $scratch/linked/#g; s#,src/lib#,$scratch/linked/lib#; s#=client/lib#=$scratch/linked/lib#; s# -l [^ ]*/lib# -l $scratch/linked/lib#" <<<"$link")")
     same "$scratch/linked/$file" "$build/bin/$file"
 done
 same "$scratch/linked/liborrery.dll.a" "$build/src/liborrery.dll.a"
