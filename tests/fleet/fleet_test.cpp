@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "client/fleet/ask.h"
 #include "client/fleet/export.h"
 #include "client/fleet/load.h"
@@ -105,7 +107,7 @@ protected:
     std::vector<Refusal> refusals;
     int files = 0;
     const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("orrery-fleet-" + std::to_string(std::rand()));
+        std::filesystem::temp_directory_path() / ("orrery-fleet-" + std::to_string(getpid()));
 };
 
 constexpr char kPc[] =
