@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+
 #include "client/fleet/ask.h"
 #include "client/fleet/export.h"
 #include "client/fleet/load.h"
