@@ -23,11 +23,11 @@ requirements='
 build cmake                              cmake
 build ninja                              ninja-build
 build x86_64-w64-mingw32-g++-posix       g++-mingw-w64-x86-64-posix
-build llvm-dlltool                       llvm
 build /usr/include/CLI/CLI.hpp           libcli11-dev
 build /usr/include/nlohmann/json.hpp     nlohmann-json3-dev
 build /usr/include/xxhash.h              libxxhash-dev
 build /usr/include/utf8cpp/utf8.h        libutfcpp-dev
+import llvm-dlltool                      llvm
 linux g++                                g++
 linux /usr/include/sqlite3.h             libsqlite3-dev
 linux /usr/include/postgresql/libpq-fe.h libpq-dev
