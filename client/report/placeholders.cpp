@@ -97,4 +97,13 @@ bool IsPlaceholder(std::string_view value)
     return std::ranges::binary_search(kWords, std::string_view{letters});
 }
 
+bool IsPlaceholder(const Term& term, std::string_view value)
+{
+    if (term.secret != Secret::kSerial && term.section != "BIOS" && term.section != "BaseBoard")
+        return false;
+    const bool isNumber = value.find_first_of("0123456789") != std::string_view::npos &&
+                          value.find_first_not_of("0123456789.,-_ ") == std::string_view::npos;
+    return IsPlaceholder(value) && !(isNumber && term.property == "Version");
+}
+
 }  // namespace orrery::report

@@ -88,16 +88,6 @@ std::string WithoutNotation(const std::string& text)
     return plain;
 }
 
-/// Versions may be any number, and other texts any word.
-bool IsPlaceholderOf(const Term& term, std::string_view value)
-{
-    if (term.secret != Secret::kSerial && term.section != "BIOS" && term.section != "BaseBoard")
-        return false;
-    const bool isNumber = value.find_first_of("0123456789") != std::string_view::npos &&
-                          value.find_first_not_of("0123456789.,-_ ") == std::string_view::npos;
-    return IsPlaceholder(value) && !(isNumber && term.property == "Version");
-}
-
 TypedJson NumberOf(const std::string& value)
 {
     constexpr std::int64_t kLargest = 1'000'000'000'000'000'000;  // more stands for "not known"
@@ -120,7 +110,7 @@ TypedJson DateOf(const std::string& value)
 
 TypedJson TextOf(const Term& term, const std::string& value)
 {
-    const std::string_view mark = IsPlaceholderOf(term, value) ? kPlaceholder : std::string_view{};
+    const std::string_view mark = IsPlaceholder(term, value) ? kPlaceholder : std::string_view{};
     return {IsNotated(term) ? WithoutNotation(value) : value, mark};
 }
 
