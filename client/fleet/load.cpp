@@ -60,6 +60,8 @@ Outcome Read(const SourceFile& file)
             }
         auto stored = StoredReport::From(report, file, time, sidecar.rights, sidecar.uuid,
                                          sidecar.installation);
+        if (stored.identity.name.empty())
+            stored.identity.name = sidecar.computerName;
         if (stored.identity.isEmpty())
             return Refusal{file.path, "nothing in it tells which machine it is of"};
         return stored;

@@ -44,7 +44,8 @@ public:
                                    std::string{WithoutLineEnd(PQerrorMessage(connection_.get()))});
         PQsetNoticeProcessor(
             connection_.get(), [](void*, const char*) {}, nullptr);
-        Run("SET client_encoding = 'UTF8'; SET timezone = 'UTC'; SET datestyle = 'ISO'");
+        Run("SET client_encoding = 'UTF8'; SET timezone = 'UTC'; SET datestyle = 'ISO'; "
+            "SET search_path = public");
     }
 
     Engine engine() const noexcept override { return Engine::kPostgres; }

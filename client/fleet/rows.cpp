@@ -159,12 +159,22 @@ private:
     std::string bytes_;  // kept for its memory
 };
 
-std::string WithoutNulls(std::string_view text)
+/// Every text of a report, with what is done to it.
+template <class Text, class Report>
+bool AnyText(Report& report, const Text& onText)
 {
-    std::string result;
-    for (const char unit : text)
-        result += unit != '\0' ? std::string(1, unit) : "\xEF\xBF\xBD";
-    return result;
+    bool any = false;
+    for (auto& section : report.sections) {
+        any = onText(section.name) || any;
+        for (auto& instance : section.instances)
+            for (auto& property : instance.properties) {
+                any = onText(property.name) || any;
+                any = onText(property.value) || any;
+            }
+    }
+    for (auto& time : report.elapsedTimes)
+        any = onText(time) || any;
+    return any;
 }
 
 /// Adds a section. Names that only differ in what UTF-8 or a database cannot spell have become the same.
@@ -203,6 +213,21 @@ Cell AsCell(const Value& value)
     return std::monostate{};
 }
 
+bool HasNulls(const report::Report& report)
+{
+    return AnyText(report, [](const std::string& text) { return text.find('\0') != text.npos; });
+}
+
+report::Report WithoutNulls(report::Report report)
+{
+    AnyText(report, [](std::string& text) {
+        for (std::size_t at = 0; (at = text.find('\0', at)) != text.npos;)
+            text.replace(at, 1, "\xEF\xBF\xBD");
+        return true;
+    });
+    return report;
+}
+
 std::vector<SectionRows> RowsOf(const report::Report& report)
 {
     std::vector<SectionRows> result;
@@ -220,7 +245,7 @@ std::vector<SectionRows> RowsOf(const report::Report& report)
             }
             latest.DropEmpty();
         }
-        Join({WithoutNulls(section.name), history.Take(), latest.Take()}, &result);
+        Join({section.name, history.Take(), latest.Take()}, &result);
     }
     return result;
 }

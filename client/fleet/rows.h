@@ -52,6 +52,12 @@ struct SectionRows {
     SectionPart history, latest;
 };
 
+/// Whether a report says U+0000 anywhere, which no database's text holds.
+bool HasNulls(const report::Report& report);
+
+/// The report with U+FFFD in place of every U+0000.
+report::Report WithoutNulls(report::Report report);
+
 /// A report's facts as rows, by section. No fact is lost on the way.
 std::vector<SectionRows> RowsOf(const report::Report& report);
 

@@ -33,11 +33,26 @@ std::string Utf8(const fs::path& path)
     return {text.begin(), text.end()};
 }
 
+/// A name with U+FFFD for what is no UTF-8.
+std::string Spelled(std::string_view name)
+{
+    std::string spelled;
+    while (!name.empty()) {
+        const CodePoint next = DecodeUtf8(name);
+        spelled += next.isValid ? name.substr(0, next.bytes) : "\xEF\xBF\xBD";
+        name.remove_prefix(next.bytes);
+    }
+    return spelled;
+}
+
 void Look(const fs::directory_entry& entry, Sources* sources)
 {
     std::error_code error;
     const std::string path = Utf8(entry.path());
     if (!entry.is_regular_file(error)) {
+        // One that may not be looked into is left out by the search without a word.
+        if (entry.is_directory(error) && !entry.is_symlink(error))
+            fs::directory_iterator{entry.path(), error};
         if (error)
             sources->refused.push_back({path, error.message()});
         return;
@@ -52,6 +67,11 @@ void Look(const fs::directory_entry& entry, Sources* sources)
     }
     if (!isReport)
         return;
+    if (std::string spelled = Spelled(path); spelled != path) {
+        sources->refused.push_back(
+            {std::move(spelled), "its name is not UTF-8; give it another one"});
+        return;
+    }
     SourceFile file{path, entry.file_size(error), 0, 0};
     if (!error)
         file.modified = Modified(entry, error);
@@ -90,13 +110,10 @@ Sources FindSources(const std::vector<std::string>& folders)
         if (error)
             throw CommandError(ExitCode::kInput,
                                "cannot read the folder \"" + folder + "\": " + error.message());
-        for (; entries != fs::recursive_directory_iterator{}; entries.increment(error)) {
-            if (error) {
-                sources.refused.push_back({folder, error.message()});
-                break;
-            }
+        for (; entries != fs::recursive_directory_iterator{}; entries.increment(error))
             Look(*entries, &sources);
-        }
+        if (error)
+            sources.refused.push_back({folder, error.message()});
     }
     const auto order = [](const SourceFile& file) { return std::tie(file.modified, file.path); };
     std::ranges::sort(sources.files, std::less<>{}, order);

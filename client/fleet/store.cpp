@@ -690,6 +690,9 @@ StoredReport StoredReport::From(const report::Report& report, SourceFile file, s
                                 std::string_view rights, std::string_view uuid,
                                 std::string_view installation)
 {
+    // What no database holds must not look like a change when it is read back.
+    if (HasNulls(report))
+        return From(WithoutNulls(report), std::move(file), time, rights, uuid, installation);
     StoredReport stored;
     stored.file = std::move(file);
     stored.time = time;
@@ -703,7 +706,8 @@ StoredReport StoredReport::From(const report::Report& report, SourceFile file, s
     for (const auto& [section, property] : kFilledInByMakers)
         for (const report::Instance& instance : report::InstancesOf(report, section))
             if (const std::string* const value = instance.Find(property);
-                value != nullptr && report::IsPlaceholder(*value)) {
+                value != nullptr &&
+                report::IsPlaceholder(*report::FindTerm(section, property), *value)) {
                 stored.placeholders.emplace_back(std::string{section} + '.' + std::string{property},
                                                  *value);
                 break;

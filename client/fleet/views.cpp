@@ -89,7 +89,9 @@ WHERE v.valid_to IS NULL AND NOT EXISTS (
 
     {"disk_free", R"(
 SELECT m.machine, m.name, m.serial, v.device_id AS volume, n.free_space AS free_mib, v.size AS size_mib,
-  n.free_space * 100 / v.size AS free_percent
+  CASE WHEN n.free_space >= v.size THEN 100
+       WHEN v.size > 90000000000000000 THEN n.free_space / (v.size / 100)
+       ELSE n.free_space * 100 / v.size END AS free_percent
 FROM logical_disk v JOIN machine m ON m.machine = v.machine
 JOIN logical_disk_now n ON n.machine = v.machine AND n.instance = v.instance
 WHERE v.valid_to IS NULL AND v.size > 0 AND n.free_space >= 0 AND v.device_id <> '' AND EXISTS (

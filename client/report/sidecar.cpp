@@ -1,5 +1,6 @@
 #include "client/report/sidecar.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <fstream>
 
@@ -47,8 +48,11 @@ std::optional<Sidecar> ParseSidecar(std::string_view text)
         return std::nullopt;
     const auto textOf = [&](const char* name) {
         const auto found = json.find(name);
-        return found != json.end() && found->is_string() ? found->get<std::string>()
-                                                         : std::string{};
+        std::string value =
+            found != json.end() && found->is_string() ? found->get<std::string>() : std::string{};
+        // No name of Windows holds a U+0000, and no database's text.
+        value.resize(std::min(value.size(), value.find('\0')));
+        return value;
     };
     const auto collected = SecondsOf(textOf("collected"));
     if (!collected)

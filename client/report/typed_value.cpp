@@ -77,7 +77,8 @@ std::optional<std::int64_t> SecondsOf(std::string_view isoTime) noexcept
     const auto date = DateOf(Digits(isoTime, 0, 4), Digits(isoTime, 5, 2), Digits(isoTime, 8, 2));
     const int hour = Digits(isoTime, 11, 2), minute = Digits(isoTime, 14, 2),
               second = Digits(isoTime, 17, 2);
-    if (!date.ok() || hour > 23 || minute > 59 || second > 59)
+    // No calendar of databases has a year 0.
+    if (!date.ok() || date.year() < year{1} || hour > 23 || minute > 59 || second > 59)
         return std::nullopt;
     return sys_days{date}.time_since_epoch().count() * std::int64_t{86'400} + hour * 3600 +
            minute * 60 + second;

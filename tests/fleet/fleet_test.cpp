@@ -185,6 +185,14 @@ TEST_P(Fleet, WritesNoFactsForAReportThatSaysTheSame)
     Store({{200, std::string{kPc} + "USBDevice/0/Name/B\n"}});
     EXPECT_EQ(refusals.size(), 1U);
     EXPECT_EQ(Count("usb_device WHERE name = 'B'"), 0);
+    // What no database's text holds is no other machine and no change when it is read back.
+    const std::string null(1, '\0');
+    const std::string odd = "BIOS/0/SerialNumber/N" + null +
+                            "\nComputerSystem/0/Name/odd\nUSBDevice/0/Name/A" + null + "\n";
+    Store({{100, odd}});
+    Store({{200, odd + "USBDevice/1/Name/B\n"}});
+    EXPECT_EQ(Count("machine"), 2);
+    EXPECT_EQ(Count("change"), 1);
 }
 
 TEST_P(Fleet, KeepsWhatALaterReportDoesNotTell)
@@ -205,7 +213,8 @@ TEST_P(Fleet, LosesNoFact)
         "DiskDrive/0/Caption/a\tb\"c\\d'e/Size/007\n"
         "DiskDrive/3/Size/9223372036854775807/LogicalDisks/\n"
         "LogicalDisk/0/FreeSpace//Size/-5\n"
-        "NetworkAdapter/0/DHCPEnabled/maybe/IPAddress//SSID/\U0001F680\n"
+        "NetworkAdapter/0/DHCPEnabled/maybe/DHCPLeaseExpires/0000-01-01T00:00:00Z/IPAddress//SSID/"
+        "\U0001F680\n"
         "OperatingSystem/0/Is64x/true\n"
         "Nobody/0/Knows/\nNobody/2147483647/Knows/1\n"
         "ET/0//12\nET/0//soon\n");
@@ -323,6 +332,10 @@ TEST_P(Fleet, LoadsFoldersAndSaysWhatItRefuses)
     write("pc.77.partial/report.tsv", whole);
     write("foreign.tsv", "hello");
     write("notes.txt", whole);
+    write("b\xE9.tsv", whole);
+    write("nameless.tsv", whole.substr(whole.find("ET")));
+    std::ofstream{folder / "nameless.json"}
+        << R"({"format": "orrery-sidecar", "collected": "2026-01-02T03:04:05Z", "computerName": "told"})";
     std::ofstream{folder / "a/b/pc.json"}
         << R"({"format": "orrery-sidecar", "collected": "2026-01-02T03:04:05Z", "rights": "LocalSystem"})";
     std::vector<std::string> refused;
@@ -335,13 +348,14 @@ TEST_P(Fleet, LoadsFoldersAndSaysWhatItRefuses)
                      }});
     };
     const LoadResult first = load();
-    EXPECT_EQ(first.stored.reports, 1U);
+    EXPECT_EQ(first.stored.reports, 2U);
     std::ranges::sort(refused);
-    EXPECT_EQ(refused, (std::vector<std::string>{"cut.tsv", "foreign.tsv", "report.tsv"}));
-    EXPECT_EQ(Count("pc WHERE first_seen = '2026-01-02T03:04:05Z'"), 1);
+    EXPECT_EQ(refused, (std::vector<std::string>{"b\xEF\xBF\xBD.tsv", "cut.tsv", "foreign.tsv",
+                                                 "report.tsv"}));
+    EXPECT_EQ(Count("pc WHERE first_seen = '2026-01-02T03:04:05Z' AND name IN ('pc', 'told')"), 2);
     EXPECT_EQ(Count("collected WHERE rights = 'LocalSystem'"), 2);
     const LoadResult again = load();
-    EXPECT_EQ(again.unchanged, 1U);
+    EXPECT_EQ(again.unchanged, 2U);
     EXPECT_EQ(again.stored.reports, 0U);
 }
 
