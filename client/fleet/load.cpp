@@ -7,7 +7,6 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <optional>
