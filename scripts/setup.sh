@@ -51,6 +51,7 @@ package wixl                             wixl
 package msibuild                         msitools
 package zip                              zip
 package git                              git
+package dpkg-shlibdeps                   dpkg-dev
 bench /usr/include/catch2/catch.hpp      catch2
 fuzz  clang++                            clang
 fuzz  /usr/lib/clang/*/lib/linux         libclang-rt-CLANG-dev

@@ -11,6 +11,8 @@
 namespace orrery::fleet {
 namespace {
 
+constexpr std::size_t kGap = 2;  // between the columns of a table
+
 using RowSink = std::function<void(std::span<const Value>)>;
 
 std::vector<std::string> ColumnsOf(const View& view)
@@ -48,33 +50,56 @@ std::string TextOf(const Value& value)
     return std::string{TextIn(value)};
 }
 
-void WriteTable(const std::vector<std::string>& columns,
-                const std::function<void(const RowSink&)>& rows, const TextSink& sink)
+/// Writes some columns of a table. What is too long for the last one goes on in lines of its own.
+void WriteColumns(const std::vector<std::vector<std::string>>& table,
+                  const std::vector<std::size_t>& columns, const std::vector<std::size_t>& widths,
+                  const std::vector<bool>& isNumber, Charset charset, const TextSink& sink)
 {
-    std::vector<std::vector<std::string>> table{columns};
-    std::vector<bool> isNumber(columns.size());
-    std::vector<std::size_t> widths(columns.size());
-    rows([&](std::span<const Value> row) {
-        auto& texts = table.emplace_back();
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            isNumber[i] = isNumber[i] || std::holds_alternative<std::int64_t>(row[i]);
-            texts.push_back(Escaped(TextOf(row[i]), Charset::kUnicode));
-        }
-    });
-    for (const auto& row : table)
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], Columns(row[i]));
     std::string line;
     for (const auto& row : table) {
         line.clear();
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string blanks(widths[i] - Columns(row[i]), ' ');
-            line += i == 0 ? "" : "  ";
-            line += isNumber[i] ? blanks + row[i] : row[i] + blanks;
+        std::size_t begin = 0;
+        for (const std::size_t i : columns) {
+            std::string text = row[i];
+            if (Columns(text) > widths[i])
+                text = i == columns.back() ? Wrapped(text, begin, begin + widths[i]).substr(begin)
+                                           : Shortened(text, widths[i], charset);
+            text.erase(text.find_last_not_of('\n') + 1);
+            const std::string blanks(widths[i] - std::min(Columns(text), widths[i]), ' ');
+            line += begin == 0 ? "" : "  ";
+            line += isNumber[i] ? blanks + text : text + blanks;
+            begin += widths[i] + kGap;
         }
         line.erase(line.find_last_not_of(' ') + 1);
         sink(line += '\n');
     }
+}
+
+/// The columns of each part of a table. What tells the rows apart begins each part.
+std::vector<std::vector<std::size_t>> PartsOf(std::size_t leading, std::size_t columns,
+                                              std::vector<std::size_t>* widths)
+{
+    std::vector<std::size_t> lead;
+    std::size_t leadWidth = 0;
+    for (std::size_t i = 0; i < leading; ++i) {
+        auto& width = (*widths)[i];
+        width = std::min(width, columns / 3);
+        leadWidth += width + kGap;
+        lead.push_back(i);
+    }
+    std::vector<std::vector<std::size_t>> parts{lead};
+    std::size_t used = leadWidth;
+    for (std::size_t i = leading; i < widths->size(); ++i) {
+        auto& width = (*widths)[i];
+        width = std::min(width, columns - leadWidth);
+        if (used + width > columns) {
+            parts.push_back(lead);
+            used = leadWidth;
+        }
+        parts.back().push_back(i);
+        used += width + kGap;
+    }
+    return parts;
 }
 
 }  // namespace
@@ -96,6 +121,35 @@ void AppendCsv(const Value& value, std::string* row)
     *row += '"';
 }
 
+void WriteTable(CDatabase& database, const View& view, const std::optional<std::string>& bound,
+                const report::ShowStyle& style, const TextSink& sink)
+{
+    std::vector<std::vector<std::string>> table{ColumnsOf(view)};
+    const std::size_t count = table.front().size();
+    std::vector<bool> isNumber(count);
+    std::vector<std::size_t> widths(count);
+    Ask(database, view, bound, [&](std::span<const Value> row) {
+        auto& texts = table.emplace_back();
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            isNumber[i] = isNumber[i] || std::holds_alternative<std::int64_t>(row[i]);
+            texts.push_back(Escaped(TextOf(row[i]), style.values));
+        }
+    });
+    for (const auto& row : table)
+        for (std::size_t i = 0; i < count; ++i)
+            widths[i] = std::max(widths[i], Columns(row[i]));
+    const std::size_t leading = table.front().front() == "machine" ? 2 : 1;
+    std::size_t longest = 0;
+    for (const std::size_t width : widths)
+        longest += width + kGap;
+    const auto parts = PartsOf(leading, style.shorten ? style.columns : longest, &widths);
+    for (const auto& columns : parts) {
+        if (&columns != &parts.front())
+            sink("\n");
+        WriteColumns(table, columns, widths, isNumber, style.charset, sink);
+    }
+}
+
 void WriteAnswer(CDatabase& database, const View& view, const std::optional<std::string>& bound,
                  AnswerForm form, const TextSink& sink)
 {
@@ -103,9 +157,6 @@ void WriteAnswer(CDatabase& database, const View& view, const std::optional<std:
     const auto rows = [&](const RowSink& onRow) { Ask(database, view, bound, onRow); };
     std::string line;
     switch (form) {
-        case AnswerForm::kTable:
-            WriteTable(columns, rows, sink);
-            return;
         case AnswerForm::kCsv:
             for (const std::string& column : columns)
                 line += (line.empty() ? "" : ",") + column;

@@ -255,8 +255,9 @@ ExportResult Export(CDatabase& database, const std::filesystem::path& folder, Ex
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error)
-        throw CommandError(ExitCode::kReport,
-                           "cannot make the folder " + folder.string() + ": " + error.message());
+        throw CommandError(ExitCode::kReport, "the folder \"" + folder.string() +
+                                                  "\" cannot be made: " + error.message() +
+                                                  "; choose another one");
     ExportResult result;
     const auto tables = AllTables();
     for (const ExportTable& table : tables) {

@@ -7,7 +7,6 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -29,19 +28,8 @@ constexpr std::size_t kBatch = 500;
 constexpr std::size_t kWindow = 128;
 /// Files that are looked up at once.
 constexpr std::size_t kLookUp = 4096;
-/// Nothing beside a report is nearly as long.
-constexpr std::size_t kLongestSidecar = 65'536;
 
 using Outcome = std::variant<StoredReport, Refusal>;
-
-std::optional<report::Sidecar> ReadSidecar(const std::filesystem::path& path)
-{
-    std::ifstream file{path, std::ios::binary};
-    std::string text(kLongestSidecar, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(file.gcount()));
-    return report::ParseSidecar(text);
-}
 
 Outcome Read(const SourceFile& file)
 {
@@ -54,7 +42,7 @@ Outcome Read(const SourceFile& file)
         std::int64_t time = file.modified / kNanoseconds;
         report::Sidecar sidecar;
         if (file.sidecarModified != 0)
-            if (auto told = ReadSidecar(SidecarPath(path))) {
+            if (auto told = report::ReadSidecar(SidecarPath(path))) {
                 sidecar = std::move(*told);
                 time = sidecar.collected;
             }

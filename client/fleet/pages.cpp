@@ -373,8 +373,9 @@ std::uint64_t WritePages(CDatabase& database, const std::filesystem::path& folde
     std::error_code error;
     std::filesystem::create_directories(folder / "pc", error);
     if (error)
-        throw CommandError(ExitCode::kReport,
-                           "cannot make the folder " + folder.string() + ": " + error.message());
+        throw CommandError(ExitCode::kReport, "the folder \"" + folder.string() +
+                                                  "\" cannot be made: " + error.message() +
+                                                  "; choose another one");
     const CPages pages{database};
     ReadMachines(database, [&](std::int64_t machine, const report::Report& report) {
         // Written in place: thousands of pages that can be made again need not survive a power cut.

@@ -109,8 +109,10 @@ public:
             case SQLITE_CANTOPEN:
             case SQLITE_READONLY:
             case SQLITE_CORRUPT:
-                throw CommandError(ExitCode::kInput,
-                                   "cannot use \"" + path_ + "\" as a database: " + words);
+                throw CommandError(
+                    ExitCode::kInput,
+                    "cannot use \"" + path_ + "\" as a database: " + words +
+                        "; name one that \"orreryctl fleet load\" has made or may make");
             default:
                 throw CommandError(ExitCode::kReport, "database \"" + path_ + "\": " + words);
         }

@@ -295,6 +295,18 @@ TEST_P(Fleet, Answers)
             EXPECT_EQ(answer, expected) << name;
         }
         EXPECT_EQ(VolumesLeftOut(*database, *FindView("disk_low")), 1);
+        // On a narrow terminal nothing is left out, and no line is too long.
+        report::ShowStyle narrow;
+        narrow.columns = 40;
+        narrow.shorten = true;
+        std::string table;
+        WriteTable(*database, *FindView("pc"), {}, narrow,
+                   [&](std::string_view part) { table += part; });
+        std::istringstream shortLines{table};
+        for (std::string line; std::getline(shortLines, line);)
+            EXPECT_LE(line.size(), 40U) << line;
+        for (const char* shown : {"serial", "memory_mib", "4095", "Windows 11", "identity", "weak"})
+            EXPECT_NE(table.find(shown), std::string::npos) << shown << " in\n" << table;
     }
 }
 

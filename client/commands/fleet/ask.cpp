@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "client/commands/fleet/fleet.h"
 #include "client/commands/open_report.h"
+#include "client/commands/terminal_style.h"
 #include "client/fleet/ask.h"
 #include "client/report/number.h"
 #include "client/report/typed_value.h"
@@ -18,7 +20,7 @@ namespace {
 struct Options {
     std::optional<std::string> name;
     std::string database = kFleetDatabase, form = "text", output;
-    std::string since, days, below;
+    std::optional<std::string> since, days, below;
 };
 
 const fleet::View& ViewNamed(const std::string& name)
@@ -28,9 +30,10 @@ const fleet::View& ViewNamed(const std::string& name)
     std::vector<std::string> names;
     for (const fleet::View& view : fleet::Views())
         names.emplace_back(view.name);
-    throw CommandError(ExitCode::kInput, "there is no answer \"" + name + '"' +
-                                             Suggestion(name, names) +
-                                             "; \"orreryctl fleet ask\" lists them");
+    const std::string suggestion = Suggestion(name, names);
+    throw CommandError(ExitCode::kInput, "there is no answer \"" + name + '"' + suggestion +
+                                             (suggestion.empty() ? ";" : "") +
+                                             " \"orreryctl fleet ask\" lists them");
 }
 
 /// The bound that an option gives for a view.
@@ -41,19 +44,22 @@ std::optional<std::string> BoundFor(const fleet::View& view, const Options& opti
     for (const auto& [option, value] :
          {std::pair{"since", &options.since}, std::pair{"days", &options.days},
           std::pair{"below", &options.below}}) {
-        if (value->empty())
+        if (!*value)
             continue;
-        if (view.option != option)
-            throw CommandError(ExitCode::kInput,
-                               "\"" + std::string{view.name} + "\" takes no --" + option);
+        if (view.option != option) {
+            const auto taker = std::ranges::find(fleet::Views(), option, &fleet::View::option);
+            throw CommandError(ExitCode::kInput, "\"" + std::string{view.name} + "\" takes no --" +
+                                                     option + "; only \"" +
+                                                     std::string{taker->name} + "\" does");
+        }
         const bool isDay = view.option == "since";
-        const auto number = report::ParseNumber(*value);
-        if (isDay ? !report::IsIsoTime(*value + "T00:00:00Z") : !number || *number < 0)
+        const auto number = report::ParseNumber(**value);
+        if (isDay ? !report::IsIsoTime(**value + "T00:00:00Z") : !number || *number < 0)
             throw CommandError(ExitCode::kInput, std::string{"give --"} + option +
                                                      (isDay ? " a day such as 2026-11-23, not \""
                                                             : " a number, not \"") +
-                                                     *value + '"');
-        bound = *value;
+                                                     **value + '"');
+        bound = **value;
     }
     return bound;
 }
@@ -79,13 +85,17 @@ void AskFleet(const Options& options)
     const auto bound = BoundFor(view, options);
     CheckOutputFile(options.output, PathFromUtf8(options.database));
     const auto database = OpenFleet(options.database);
-    const auto form = options.form == "csv"    ? fleet::AnswerForm::kCsv
-                      : options.form == "json" ? fleet::AnswerForm::kJson
-                                               : fleet::AnswerForm::kTable;
+    const bool isPrinted = options.output == kStandardStream;
     const TextSource text = [&](const TextSink& sink) {
-        fleet::WriteAnswer(*database, view, bound, form, sink);
+        if (options.form == "text")
+            fleet::WriteTable(*database, view, bound,
+                              isPrinted ? StyleOf(OutputTerminal()) : report::ShowStyle{}, sink);
+        else
+            fleet::WriteAnswer(
+                *database, view, bound,
+                options.form == "csv" ? fleet::AnswerForm::kCsv : fleet::AnswerForm::kJson, sink);
     };
-    WriteOrPrint(options.output, options.output == kStandardStream ? ForOutput(text) : text);
+    WriteOrPrint(options.output, isPrinted ? ForOutput(text) : text);
     if (const auto count = fleet::VolumesLeftOut(*database, view); count != 0)
         PrintError("left out: " + std::to_string(count) + (count == 1 ? " volume" : " volumes") +
                    " of no known drive");
@@ -101,7 +111,7 @@ void AddFleetAskCommand(CCommand& fleet)
     ask.OptionalOperand("NAME", &options->name, "The answer's name");
     ask.TextOption("--from", "DATABASE", &options->database,
                    "A file of SQLite, or postgresql://... (else fleet.db in the current folder)");
-    ask.Choice("--to", "", {"text", "csv", "json"}, &options->form,
+    ask.Choice("--to", "FORM", {"text", "csv", "json"}, &options->form,
                "text for people (the default), csv or json");
     ask.OutputOption(&options->output);
     ask.TextOption("--since", "DAY", &options->since,

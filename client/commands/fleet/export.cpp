@@ -33,7 +33,8 @@ std::unique_ptr<fleet::CDatabase> LoadOnce(const std::string& folder, ExitCode* 
 ExitCode ExportFleet(const Options& options)
 {
     if (options.folder.empty())
-        throw CommandError(ExitCode::kInput, "-o needs the name of a folder");
+        throw CommandError(ExitCode::kInput,
+                           "-o is missing: give it the folder to write to, such as \"-o tables\"");
     ExitCode result = ExitCode::kDone;
     const bool isFolder = !fleet::IsServer(options.source) &&
                           std::filesystem::is_directory(PathFromUtf8(options.source));
@@ -57,7 +58,7 @@ void AddFleetExportCommand(CCommand& fleet, ExitCode* result)
     command.Operand("DIR|DB", &options->source,
                     "A folder with reports, a file of SQLite, or postgresql://...");
     command.TextOption("-o,--output", "FOLDER", &options->folder, "The folder to write to");
-    command.Choice("--to", "", {"csv", "jsonl"}, &options->form, "csv (the default) or jsonl");
+    command.Choice("--to", "FORM", {"csv", "jsonl"}, &options->form, "csv (the default) or jsonl");
     command.Flag("--quiet", &options->isQuiet, "Tell nothing but what is refused");
     command.Footer(
         "One file a table, and scripts that load them: load.duckdb.sql, load.clickhouse.sql and\n"

@@ -4,8 +4,18 @@
 
 namespace orrery {
 
+void CheckDatabaseName(const std::string& name)
+{
+    // Such as the variable of a script that was never set.
+    if (name.empty())
+        throw CommandError(ExitCode::kInput,
+                           "the name of the database is empty; give that of a file, or "
+                           "postgresql://...");
+}
+
 std::unique_ptr<fleet::CDatabase> OpenFleet(const std::string& name)
 {
+    CheckDatabaseName(name);
     auto database = fleet::OpenDatabase(name, false);
     fleet::CheckSchema(*database);
     return database;

@@ -11,6 +11,9 @@ namespace orrery {
 /// Where a fleet is kept unless another database is named.
 inline constexpr char kFleetDatabase[] = "fleet.db";
 
+/// @throws CommandError (kInput) for an empty name, which SQLite would take for a database that nobody keeps
+void CheckDatabaseName(const std::string& name);
+
 /// Opens a database that a fleet has been loaded into.
 /// @throws CommandError (kInput) where it is none
 std::unique_ptr<fleet::CDatabase> OpenFleet(const std::string& name);

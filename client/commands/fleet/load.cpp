@@ -3,13 +3,17 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "client/commands/fleet/fleet.h"
 #include "client/fleet/load.h"
 #include "client/fleet/schema.h"
 #include "client/system/console.h"
+#include "client/system/exit_codes.h"
+#include "client/text/utf8.h"
 
 namespace orrery {
 namespace {
@@ -82,6 +86,13 @@ std::string Describe(const fleet::LoadResult& result)
 
 ExitCode LoadFleet(const Options& options)
 {
+    CheckDatabaseName(options.database);
+    // Before there is an empty database, which would answer that there are no PCs.
+    for (const std::string& folder : options.folders)
+        if (std::error_code ignored; !std::filesystem::is_directory(PathFromUtf8(folder), ignored))
+            throw CommandError(
+                ExitCode::kInput,
+                '"' + folder + "\" is no folder; give the one that the reports are in");
     const auto database = fleet::OpenDatabase(options.database, true);
     fleet::PrepareSchema(*database);
     CProgressLine line{!options.isQuiet};
@@ -95,7 +106,9 @@ ExitCode LoadFleet(const Options& options)
          }});
     line.Clear();
     if (!options.isQuiet)
-        Print(Describe(result));
+        Print(result.files + result.refused == 0
+                  ? "there are no reports in it; their names end in \".tsv\"\n"
+                  : Describe(result));
     return result.refused == 0 ? ExitCode::kDone : ExitCode::kNo;
 }
 

@@ -16,7 +16,8 @@ struct Options {
 void WriteFleetPages(const Options& options)
 {
     if (options.folder.empty())
-        throw CommandError(ExitCode::kInput, "-o needs the name of a folder");
+        throw CommandError(ExitCode::kInput,
+                           "-o is missing: give it the folder to write to, such as \"-o pages\"");
     const auto database = OpenFleet(options.database);
     const auto count = fleet::WritePages(*database, PathFromUtf8(options.folder));
     if (!options.isQuiet)
