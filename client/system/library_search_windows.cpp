@@ -13,11 +13,12 @@ namespace {
 /// lies beside the program is passed over by a library of that name that is loaded already.
 void KeepToSystemLibrariesByHand() noexcept
 {
-    SetDllDirectoryW(L"");
     std::wstring folder(MAX_PATH, L'\0');
     folder.resize(GetSystemDirectoryW(folder.data(), MAX_PATH));
+    SetDllDirectoryW(folder.c_str());  // in place of the current one
     SetEnvironmentVariableW(L"PATH", folder.c_str());
-    for (const wchar_t* name : {L"\\wlanapi.dll", L"\\iphlpapi.dll"})
+    for (const wchar_t* name :
+         {L"\\wlanapi.dll", L"\\iphlpapi.dll", L"\\bcrypt.dll", L"\\version.dll"})
         LoadLibraryExW((folder + name).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 

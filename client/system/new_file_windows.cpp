@@ -1,12 +1,12 @@
 #include "client/system/new_file.h"
 
-#include <sddl.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <random>
+#include <vector>
 
 namespace orrery {
 namespace {
@@ -17,12 +17,6 @@ struct FindTraits {
     using Resource = HANDLE;
     static Resource None() noexcept { return INVALID_HANDLE_VALUE; }
     static void Close(Resource search) noexcept { FindClose(search); }
-};
-
-struct DescriptorTraits {
-    using Resource = PSECURITY_DESCRIPTOR;
-    static Resource None() noexcept { return nullptr; }
-    static void Close(Resource descriptor) noexcept { LocalFree(descriptor); }
 };
 
 std::error_code LastError()
@@ -59,6 +53,34 @@ bool IsFile(const fs::path& path)
            (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0;
 }
 
+/// Who may do what with a file.
+/// @return a security descriptor; empty, with the last error, when it cannot be read
+std::vector<std::byte> Permissions(const fs::path& path)
+{
+    DWORD size = 0;
+    GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+    std::vector<std::byte> descriptor(size);
+    if (!GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size))
+        descriptor.clear();
+    return descriptor;
+}
+
+/// Gives an open file another name, in place of a file of that name.
+bool Rename(HANDLE file, const fs::path& target)
+{
+    std::wstring name = target.wstring();
+    if (!name.starts_with(LR"(\\?\)"))
+        name = fs::absolute(target).wstring();
+    const std::size_t bytes = name.size() * sizeof(wchar_t);
+    std::vector<std::byte> memory(sizeof(FILE_RENAME_INFO) + bytes);
+    auto& info = *reinterpret_cast<FILE_RENAME_INFO*>(memory.data());
+    info.ReplaceIfExists = TRUE;
+    info.FileNameLength = static_cast<DWORD>(bytes);
+    std::memcpy(info.FileName, name.data(), bytes);
+    return SetFileInformationByHandle(file, FileRenameInfo, &info,
+                                      static_cast<DWORD>(memory.size())) != FALSE;
+}
+
 /// Decides whether a file is deleted when it is closed, be it by the end of the process.
 bool SetDeleted(HANDLE file, bool isDeleted)
 {
@@ -72,12 +94,16 @@ bool SetDeleted(HANDLE file, bool isDeleted)
 CNewFile::CNewFile(const fs::path& target) : target_(target), path_(NewNameBeside(target))
 {
     RemoveLeftovers(target);
-    // Where it gets the permissions of an earlier file, nobody but its owner has any until then.
-    Unique<DescriptorTraits> descriptor;
     SECURITY_ATTRIBUTES security{sizeof security, nullptr, FALSE};
-    if (IsFile(target) && ConvertStringSecurityDescriptorToSecurityDescriptorW(
-                              L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, descriptor.put(), nullptr))
-        security.lpSecurityDescriptor = descriptor.get();
+    std::vector<std::byte> permissions;
+    if (IsFile(target)) {
+        permissions = Permissions(target);
+        if (permissions.empty()) {
+            error_ = LastError();
+            return;
+        }
+        security.lpSecurityDescriptor = permissions.data();
+    }
     file_.reset(CreateFileW(path_.c_str(), GENERIC_WRITE | DELETE, 0, &security, CREATE_NEW,
                             FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file_)
@@ -114,18 +140,12 @@ std::error_code CNewFile::Publish()
         return error_;
     if (!FlushFileBuffers(file_.get()))
         return LastError();
+    // Nobody takes it for a leftover as long as it is open.
     SetDeleted(file_.get(), false);
+    if (!Rename(file_.get(), target_))
+        return LastError();
     file_.reset();
-    // The former keeps permissions, attributes and streams of the earlier file.
-    const bool isPlaced =
-        IsFile(target_) ? ReplaceFileW(target_.c_str(), path_.c_str(), nullptr, 0, nullptr, nullptr)
-                        : MoveFileExW(path_.c_str(), target_.c_str(),
-                                      MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
-    if (isPlaced)
-        return {};
-    const std::error_code error = LastError();
-    DeleteFileW(path_.c_str());
-    return error;
+    return {};
 }
 
 }  // namespace orrery

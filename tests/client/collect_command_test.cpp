@@ -21,6 +21,7 @@
 #include "client/system/exit_codes.h"
 #include "client/system/library_search.h"
 #include "orrery_version.h"
+#include "sim/detour.h"
 #include "support/unique.h"
 #include "tests/report/case_file.h"
 
@@ -352,15 +353,25 @@ TEST_F(CollectCommand, LetsAnotherRunReplaceTheSameReportMeanwhile)
 }
 
 constexpr int kFound = 40, kNotFound = 41;
+enum class Kept { kNot, kOnOldWindows, kYes };
 
 /// Whether a library of that name is found, as the exit code of the process.
 [[noreturn]] void Find(const wchar_t* name, const fs::path& currentFolder, const fs::path& path,
-                       bool isKept)
+                       Kept kept)
 {
+    std::optional<sim::Detour> old;
+    if (kept == Kept::kOnOldWindows)
+        old.emplace(L"kernel32.dll", "SetDefaultDllDirectories", [](DWORD) { return FALSE; });
     SetCurrentDirectoryW(currentFolder.c_str());
     SetEnvironmentVariableW(L"PATH", path.c_str());
-    if (isKept)
+    if (kept != Kept::kNot)
         KeepToSystemLibraries();
+    // Old Windows looks beside the program all the same, but not for what is loaded already.
+    if (kept == Kept::kOnOldWindows)
+        for (const wchar_t* early :
+             {L"wlanapi.dll", L"iphlpapi.dll", L"bcrypt.dll", L"version.dll"})
+            if (GetModuleHandleW(early) == nullptr)
+                ExitProcess(1);
     ExitProcess(LoadLibraryW(name) != nullptr ? kFound : kNotFound);
 }
 
@@ -375,16 +386,20 @@ TEST(SystemLibraries, AreTheOnlyOnesThatAreFoundByTheirBareNames)
         const char* where;
         const wchar_t* name;
         fs::path currentFolder, path;
+        int onOldWindows;
     } rows[] = {
-        {"beside the program", L"planted_library.dll", none, none},
-        {"in the current folder", L"planted_elsewhere.dll", other, none},
-        {"on PATH", L"planted_elsewhere.dll", none, other},
+        {"beside the program", L"planted_library.dll", none, none, kFound},
+        {"in the current folder", L"planted_elsewhere.dll", other, none, kNotFound},
+        {"on PATH", L"planted_elsewhere.dll", none, other, kNotFound},
     };
-    for (const auto& [where, name, currentFolder, path] : rows) {
-        EXPECT_EXIT(Find(name, currentFolder, path, false), testing::ExitedWithCode(kFound), "")
-            << where;
-        EXPECT_EXIT(Find(name, currentFolder, path, true), testing::ExitedWithCode(kNotFound), "")
-            << where;
+    for (const auto& [where, name, currentFolder, path, onOldWindows] : rows) {
+        SCOPED_TRACE(where);
+        EXPECT_EXIT(Find(name, currentFolder, path, Kept::kNot), testing::ExitedWithCode(kFound),
+                    "");
+        EXPECT_EXIT(Find(name, currentFolder, path, Kept::kOnOldWindows),
+                    testing::ExitedWithCode(onOldWindows), "");
+        EXPECT_EXIT(Find(name, currentFolder, path, Kept::kYes), testing::ExitedWithCode(kNotFound),
+                    "");
     }
 }
 

@@ -19,6 +19,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "client/commands/command_line.h"
@@ -287,6 +288,22 @@ TEST_F(Commands, WorkOnPathsOfAnyLength)
         EXPECT_TRUE(DeleteFileW((folder + name).c_str()));
     for (int level = 0; level < 3; ++level, folder.resize(folder.size() - 101))
         EXPECT_TRUE(RemoveDirectoryW(folder.c_str()));
+}
+
+TEST_F(Commands, WriteFilesOfOneFolderAtTheSameTime)
+{
+    // What a killed program has left is removed, what another one has made but not yet put in place is
+    // not. Each file is replaced again and again, which takes the right to do so.
+    Write(".orreryctl.0123456789abcdef.tmp", "left");
+    std::vector<std::thread> writers;
+    for (const char* name : {"one", "two", "three"})
+        writers.emplace_back([this, name] {
+            for (int time = 0; time < 100; ++time)
+                EXPECT_NO_THROW(WriteOutputFile(folder_.Path(name), WholeText(name)));
+        });
+    for (std::thread& writer : writers)
+        writer.join();
+    EXPECT_EQ(folder_.Count(), 7U);
 }
 
 TEST_F(Commands, WriteToADeviceInAnyFolder)

@@ -73,6 +73,13 @@ std::wstring RandomDigits()
     return digits.data();
 }
 
+[[noreturn]] void FailWrite(const ReportPath& path, DWORD error)
+{
+    throw CommandError(ExitCode::kReport, "the report " + Quoted(path.shown) +
+                                              " cannot be written: " + SystemMessage(error) +
+                                              "; choose a folder in which you may create files");
+}
+
 void DeletePartial(const std::wstring& folder)
 {
     DeleteFileW((folder + std::wstring{kPartialName}).c_str());
@@ -191,10 +198,7 @@ CPartialReport::CPartialReport(const ReportPath& path) : path_(path)
                                 FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_NEW,
                                 FILE_ATTRIBUTE_NORMAL, nullptr));
     if (const DWORD error = GetLastError(); !file_)
-        throw CommandError(ExitCode::kReport,
-                           "the report " + Quoted(path.shown) +
-                               " cannot be written: " + SystemMessage(error) +
-                               "; choose a folder in which you may create files");
+        FailWrite(path, error);
 }
 
 CPartialReport::~CPartialReport()
@@ -228,6 +232,9 @@ bool CPartialReport::Read(const std::function<void(std::span<const std::byte>)>&
 
 void CPartialReport::Publish()
 {
+    // What the run wrote is the file's, whoever flushes it.
+    if (!FlushFileBuffers(file_.get()))
+        FailWrite(path_, GetLastError());
     file_.reset();
     published_ = SucceedsSoon([this] {
         return MoveFileExW(path_.partial.c_str(), path_.file.c_str(),
