@@ -126,24 +126,54 @@ std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
             "DELETE FROM former_empty WHERE machine = $1 AND section = $2 AND upto = $3",
             std::array<Value, 3>{machine, std::string_view{section}, then}, &Ignore);
 
-    const auto sectionOf = [&](const std::vector<Kept>& all, const std::string& empty) {
-        SectionPart rows{part.table, {}, {}, empty, ""};
-        for (const Kept& kept : all)
-            if (kept.isOther)
-                rows.others.push_back(kept.other);
-            else
-                rows.rows.push_back(kept.row);
-        return SectionOf(section, rows);
-    };
     // What was told as a change at the next report may have come about with this one.
     database_.Query("DELETE FROM change WHERE machine = $1 AND at = $2 AND section = $3",
                     std::array<Value, 3>{machine, then, section}, &Ignore);
     std::uint64_t changes = 0;
     if (!before.empty())
-        changes +=
-            AddChanges(place, now, sectionOf(before, emptyBefore), sectionOf(given, part.empty));
-    return changes + AddChanges(place, then, sectionOf(given, part.empty),
-                                sectionOf(ValidAt(place, then), emptyAfter));
+        changes += AddChanges(place, now, SectionOfKept(place, before, emptyBefore),
+                              SectionOf(section, part));
+    return changes + AddChanges(place, then, SectionOf(section, part),
+                                SectionOfKept(place, ValidAt(place, then), emptyAfter));
+}
+
+SectionPart CHistory::WithKept(std::int64_t machine, const std::string& section,
+                               const SectionPart& part, const std::string& emptyNow,
+                               std::int64_t time,
+                               const std::function<bool(const report::Term&)>& isKept)
+{
+    const Place place{machine, section, part.table};
+    const std::string now = FormatIsoTime(time);
+    report::Report report;
+    report::Section& whole = report.sections.emplace_back(SectionOf(section, part));
+    for (const report::Instance& before :
+         SectionOfKept(place, ValidAt(place, now), EmptyAt(place, now, emptyNow)).instances)
+        for (const report::Property& property : before.properties) {
+            const report::Term* const term = report::FindTerm(section, property.name);
+            if (term == nullptr || !isKept(*term))
+                continue;
+            auto instance =
+                std::ranges::find(whole.instances, before.index, &report::Instance::index);
+            if (instance == whole.instances.end())
+                instance = whole.instances.insert(instance, {before.index, {}});
+            instance->properties.push_back(property);
+        }
+    for (report::Instance& instance : whole.instances)
+        std::ranges::sort(instance.properties, &report::ComesFirst, &report::Property::name);
+    std::ranges::sort(whole.instances, {}, &report::Instance::index);
+    return std::move(RowsOf(report).front().history);
+}
+
+report::Section CHistory::SectionOfKept(const Place& place, const std::vector<Kept>& all,
+                                        const std::string& empty)
+{
+    SectionPart rows{place.table, {}, {}, empty, ""};
+    for (const Kept& kept : all)
+        if (kept.isOther)
+            rows.others.push_back(kept.other);
+        else
+            rows.rows.push_back(kept.row);
+    return SectionOf(place.section, rows);
 }
 
 std::string CHistory::EmptyAt(const Place& place, const std::string& time,

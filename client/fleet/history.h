@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,11 @@ public:
     std::uint64_t Insert(std::int64_t machine, const std::string& section, const SectionPart& part,
                          const std::string& emptyNow, std::int64_t time, std::int64_t next);
 
+    /// A part of a section with the properties of some terms as they were at a time.
+    SectionPart WithKept(std::int64_t machine, const std::string& section, const SectionPart& part,
+                         const std::string& emptyNow, std::int64_t time,
+                         const std::function<bool(const report::Term&)>& isKept);
+
 private:
     /// A row of a section's table, or one of the facts without a column.
     struct Kept {
@@ -54,6 +60,8 @@ private:
         const SectionTable* table;
     };
 
+    static report::Section SectionOfKept(const Place& place, const std::vector<Kept>& all,
+                                         const std::string& empty);
     std::vector<Kept> ValidAt(const Place& place, const std::string& time);
     std::vector<Kept> Read(const Place& place, const std::string& condition,
                            const std::string& time);

@@ -190,6 +190,7 @@ private:
         if (touched_.contains(current_))
             Flush();
         touched_.insert(current_);
+        KeepLacking(*state, report);
         if (!state->isNew && IsKnownTime(*state, report)) {
             if (report.time == state->last && !IsSame(*state, report)) {
                 refusals_->push_back({report.file.path,
@@ -295,6 +296,23 @@ private:
             state.areKeysChanged = true;
             Index(state.known);
         }
+    }
+
+    /// Gives the sections of which only some categories were collected what the others told before.
+    void KeepLacking(const MachineState& state, StoredReport& report)
+    {
+        if (state.isNew || report.lacking.empty())
+            return;
+        const auto isLacking = [&](const report::Term& term) {
+            return std::ranges::find(report.lacking, term.category) != report.lacking.end();
+        };
+        for (SectionRows& section : report.sections)
+            if (const auto known = state.collected.find(section.section);
+                known != state.collected.end() &&
+                std::ranges::any_of(report::TermsOf(section.section), isLacking))
+                section.history =
+                    history_.WithKept(state.known.machine, section.section, section.history,
+                                      known->second.empty, report.time, isLacking);
     }
 
     bool IsKnownTime(const MachineState& state, const StoredReport& report)
@@ -697,6 +715,8 @@ StoredReport StoredReport::From(const report::Report& report, SourceFile file, s
     stored.file = std::move(file);
     stored.time = time;
     stored.isComplete = report.completeness.state == report::Completeness::State::kWhole;
+    if (!stored.isComplete)
+        stored.lacking = report.completeness.lacking;
     stored.rights = rights;
     stored.identity = IdentityOf(report, uuid, installation);
     stored.sections = RowsOf(report);

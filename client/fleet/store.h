@@ -24,7 +24,8 @@ struct StoredReport {
     SourceFile file;
     std::int64_t time = 0;  ///< in seconds since 1970
     bool isComplete = true;
-    std::string rights;  ///< that the run had; empty where nobody tells
+    std::vector<std::string_view> lacking;  ///< categories of which the run was cancelled
+    std::string rights;                     ///< that the run had; empty where nobody tells
     Identity identity;
     std::vector<SectionRows> sections;
     std::vector<std::string> elapsedTimes, elapsedCategories;

@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-
 #include "client/fleet/ask.h"
 #include "client/fleet/export.h"
 #include "client/fleet/load.h"
@@ -203,6 +202,35 @@ TEST_P(Fleet, KeepsWhatALaterReportDoesNotTell)
     EXPECT_EQ(Count("usb_device WHERE valid_to IS NULL"), 1);
     EXPECT_EQ(Count("collected WHERE section = 'USBDevice' AND seen LIKE '%00:01:40Z'"), 1);
     EXPECT_EQ(Count("collected WHERE section = 'BIOS' AND seen LIKE '%00:03:20Z'"), 1);
+}
+
+TEST_P(Fleet, KeepsWhatTheOtherCategoriesOfASectionToldBeforeACancelledRun)
+{
+    const auto store = [&](std::int64_t time, const std::string& facts,
+                           std::vector<std::string_view> lacking) {
+        report::Report report = MadeReport("ComputerSystem/0/Name/PC\n" + facts);
+        if (!lacking.empty())
+            report.completeness.state = report::Completeness::State::kLacksCategories;
+        report.completeness.lacking = std::move(lacking);
+        StoreReports(*database, "here",
+                     {StoredReport::From(report, {"/1", 1, time, 0}, time, "", "", "")}, &refusals);
+    };
+    store(100,
+          "BIOS/0/AssetTag/A7/InstallDate/00-00-70/Mode/UEFI\n"
+          "PhysicalMemoryLocation/0/Capacity/5/DeviceLocator/A/MemorySlots/4\n"
+          "PhysicalMemoryLocation/1/Capacity//DeviceLocator/B\n",
+          {});
+    const std::string slots = Answer("memory_slots_free");
+    store(200,
+          "BIOS/0/AssetTag/A8/InstallDate/00-00-70\n"
+          "PhysicalMemoryLocation/0/Capacity/5/DeviceLocator/A\n"
+          "PhysicalMemoryLocation/1/Capacity//DeviceLocator/B\n",
+          {"SystemOverview"});
+    store(300, "BIOS/0/Mode/UEFI\nPhysicalMemoryLocation/0/MemorySlots/4\n", {"BIOS"});
+    EXPECT_EQ(Count("change"), 1);
+    EXPECT_EQ(Answer("memory_slots_free"), slots);
+    EXPECT_EQ(Count("bios WHERE mode = 'UEFI' AND asset_tag = 'A8' AND valid_to IS NULL"), 1);
+    EXPECT_TRUE(refusals.empty());
 }
 
 TEST_P(Fleet, LosesNoFact)
