@@ -48,7 +48,7 @@ std::optional<std::string> BoundFor(const fleet::View& view, const Options& opti
             continue;
         if (view.option != option) {
             const auto taker = std::ranges::find(fleet::Views(), option, &fleet::View::option);
-            throw CommandError(ExitCode::kInput, "\"" + std::string{view.name} + "\" takes no --" +
+            throw CommandError(ExitCode::kInput, '"' + std::string{view.name} + "\" takes no --" +
                                                      option + "; only \"" +
                                                      std::string{taker->name} + "\" does");
         }
