@@ -31,17 +31,17 @@ ExitCode Run(int argumentCount, char** arguments)
     AddRecordCommand(commandLine, &result);
     AddFleetCommand(commandLine, &result);
     const std::string no = std::string{"show: "} + kNoOfShow + "; get: " + kNoOfGet +
-                           "; diff: " + kNoOfDiff + "; check: " + kNoOfCheck;
+                           ";\n     diff: " + kNoOfDiff + "; check: " + kNoOfCheck;
 #ifdef _WIN32
     commandLine.Footer(
         "Example:\n  orreryctl collect report.tsv\n\n" +
-        ExitCodeHelp({}, no + "; doctor: " + kNoOfDoctor + "; collect: " + kNoOfCollect));
+        ExitCodeHelp({}, no + ";\n     doctor: " + kNoOfDoctor + "; collect: " + kNoOfCollect));
 #else
     commandLine.Footer(
         "Reports are collected on Windows, where there is a command for it.\n\n"
         "Example:\n  orreryctl show report.tsv\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
-                     no));
+                     no + ";\n     fleet load or export: " + kNoOfFleet));
 #endif
     commandLine.Run(ReversedArguments(argumentCount, arguments));
     return result;

@@ -126,7 +126,7 @@ void CCommand::OutputOption(std::string* output)
     *output = kStandardStream;
     TextOption(
         "-o,--output", "FILE", output,
-        "The file to write, in place of an earlier one; else, or with \"-\", standard output");
+        "The file to write, in place of an earlier one; else, or with \"-\",\nstandard output");
 }
 
 void CCommand::QuietFlag(bool* isQuiet)

@@ -67,7 +67,7 @@ void AddSummaryCommand(CCommandLine& commandLine, ExitCode* result)
         commandLine.AddCommand("summary", "Show what a PC is, on one screen; several as a table");
     const auto options = std::make_shared<Options>();
     summary.Operands("REPORT.tsv", &options->paths, "The reports to read, one for each PC");
-    summary.Choice("--to", "", {"text", "json"}, &options->format,
+    summary.Choice("--to", "FORMAT", {"text", "json"}, &options->format,
                    "text for people (the default), or json");
     summary.OutputOption(&options->output);
     summary.RedactFlag(&options->redact);

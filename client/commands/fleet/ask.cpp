@@ -111,7 +111,7 @@ void AddFleetAskCommand(CCommand& fleet)
     ask.OptionalOperand("NAME", &options->name, "The answer's name");
     ask.TextOption("--from", "DATABASE", &options->database,
                    "A file of SQLite, or postgresql://... (else fleet.db in the current folder)");
-    ask.Choice("--to", "FORM", {"text", "csv", "json"}, &options->form,
+    ask.Choice("--to", "FORMAT", {"text", "csv", "json"}, &options->form,
                "text for people (the default), csv or json");
     ask.OutputOption(&options->output);
     ask.TextOption("--since", "DAY", &options->since,

@@ -58,14 +58,15 @@ void AddFleetExportCommand(CCommand& fleet, ExitCode* result)
     command.Operand("DIR|DB", &options->source,
                     "A folder with reports, a file of SQLite, or postgresql://...");
     command.TextOption("-o,--output", "FOLDER", &options->folder, "The folder to write to");
-    command.Choice("--to", "FORM", {"csv", "jsonl"}, &options->form, "csv (the default) or jsonl");
+    command.Choice("--to", "FORMAT", {"csv", "jsonl"}, &options->form,
+                   "csv (the default) or jsonl");
     command.Flag("--quiet", &options->isQuiet, "Tell nothing but what is refused");
     command.Footer(
         "One file a table, and scripts that load them: load.duckdb.sql, load.clickhouse.sql and\n"
         "load.postgresql.sql, to be run in the folder.\n\n"
         "Example:\n  orreryctl fleet export fleet.db -o tables --to csv\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
-                     "a report was refused"));
+                     kNoOfFleet));
     command.Does([options, result] { *result = ExportFleet(*options); });
 }
 

@@ -130,7 +130,7 @@ void AddFleetLoadCommand(CCommand& fleet, ExitCode* result)
         "Examples:\n  orreryctl fleet load reports\n"
         "  orreryctl fleet load site-a site-b --to postgresql://localhost/inventory\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
-                     "a report was refused"));
+                     kNoOfFleet));
     load.Does([options, result] { *result = LoadFleet(*options); });
 }
 
