@@ -25,6 +25,9 @@ using report::SecondsOf;
 /// The elapsed times, among the digests of what only the latest is kept of.
 constexpr char kElapsed[] = "ET";
 
+/// Between two installations of a machine.
+constexpr std::string_view kTo = " to ";
+
 /// The properties that name or number the hardware, of which makers leave placeholders.
 constexpr auto kFilledInByMakers = std::to_array<std::pair<std::string_view, std::string_view>>({
     {"BIOS", "AssetTag"},
@@ -242,9 +245,9 @@ private:
         if (decision.machine) {
             state = &machines_.at(*decision.machine);
             if (decision.isReimaged && report.time > state->last)
-                AddEvent(
-                    *state, report, "re-imaged",
-                    state->known.identity.installation + " to " + report.identity.installation);
+                AddEvent(*state, FormatIsoTime(report.time), "re-imaged",
+                         state->known.identity.installation + std::string{kTo} +
+                             report.identity.installation);
             if (report.time > state->last)
                 UpdateIdentity(*state, report.identity, [](std::string_view) { return true; });
         } else {
@@ -255,8 +258,14 @@ private:
             state->isNew = state->isChanged = state->areKeysChanged = true;
             Index(state->known);
             ++counts_.machines;
-            if (decision.formerHolder)
-                AddEvent(*state, report, "reused name", std::to_string(*decision.formerHolder));
+            if (decision.formerHolder) {
+                // The later one of the two reuses it.
+                const MachineState& holder = machines_.at(*decision.formerHolder);
+                const bool isLater = report.time >= holder.first;
+                AddEvent(isLater ? *state : holder,
+                         FormatIsoTime(isLater ? report.time : holder.first), "reused name",
+                         std::to_string(isLater ? holder.known.machine : id));
+            }
         }
         for (const Conflict& conflict : decision.conflicts) {
             const auto [one, other] = std::minmax(state->known.machine, conflict.other);
@@ -265,12 +274,10 @@ private:
         return state;
     }
 
-    void AddEvent(const MachineState& state, const StoredReport& report, const char* event,
+    void AddEvent(const MachineState& state, std::string time, const char* event,
                   std::string detail)
     {
-        Add("machine_event", "machine, at, event, detail",
-            {state.known.machine, FormatIsoTime(report.time), std::string{event},
-             std::move(detail)});
+        events_[{state.known.machine, std::move(time), event}] = std::move(detail);
     }
 
     /// What a report does not tell stays as it was.
@@ -457,14 +464,19 @@ private:
         return true;
     }
 
+    static std::string ElapsedDigest(const StoredReport& report)
+    {
+        std::string digest = report.isComplete ? "whole" : "part";
+        for (const std::string& time : report.elapsedTimes)
+            digest += '|' + time;
+        return digest;
+    }
+
     void StoreElapsed(MachineState& state, const StoredReport& report)
     {
         if (state.hasCompleteTimes && !report.isComplete)
             return;
-        std::string digest = report.isComplete ? "whole" : "part";
-        for (const std::string& time : report.elapsedTimes)
-            digest += '|' + time;
-        if (!IsNewDigest(state, kElapsed, digest, report.elapsedTimes.empty()))
+        if (!IsNewDigest(state, kElapsed, ElapsedDigest(report), report.elapsedTimes.empty()))
             return;
         if (!state.isNew) {
             database_.Query("DELETE FROM elapsed WHERE machine = $1",
@@ -489,15 +501,67 @@ private:
                 StoreElapsed(state, report);
             return;
         }
-        bool isLatest = true;
         const std::string time = FormatIsoTime(report.time);
+        std::string next;
         database_.Query(
-            "SELECT 1 FROM report_time WHERE machine = $1 AND at > $2 AND (complete OR NOT "
-            "EXISTS (SELECT 1 FROM elapsed e WHERE e.machine = $3 AND e.complete))",
+            "SELECT " + Time("MIN(at)") +
+                " FROM report_time WHERE machine = $1 AND at > $2 AND (complete OR NOT EXISTS "
+                "(SELECT 1 FROM elapsed e WHERE e.machine = $3 AND e.complete))",
             std::array<Value, 3>{state.known.machine, time, state.known.machine},
-            [&](std::span<const Value>) { isLatest = false; });
-        if (isLatest)
+            [&](std::span<const Value> row) { next = TextIn(row[0]); });
+        if (next.empty()) {
             StoreElapsed(state, report);
+            return;
+        }
+        // The time is that of the first one in a row that took as long.
+        const auto known = state.latestDigests.find(kElapsed);
+        const bool isSame =
+            known != state.latestDigests.end() && known->second == ElapsedDigest(report);
+        database_.Query(
+            std::string{"UPDATE elapsed SET at = $1 WHERE machine = $2 AND at "} +
+                (isSame ? "= $3" : "< $3"),
+            std::array<Value, 3>{isSame ? time : next, state.known.machine, isSame ? next : time},
+            [](std::span<const Value>) {});
+    }
+
+    /// The installation of a machine at a time, as its events tell.
+    std::string InstallationAt(const MachineState& state, const std::string& time)
+    {
+        std::string installation = state.known.identity.installation;
+        for (const char* const part : {"at > $2 ORDER BY at DESC", "at <= $2 ORDER BY at"})
+            database_.Query(
+                std::string{"SELECT detail FROM machine_event WHERE machine = $1 AND event = "
+                            "'re-imaged' AND "} +
+                    part,
+                std::array<Value, 2>{state.known.machine, time}, [&](std::span<const Value> row) {
+                    const std::string detail{TextIn(row[0])};
+                    installation = part[3] == '>' ? detail.substr(0, detail.find(kTo))
+                                                  : detail.substr(detail.find(kTo) + kTo.size());
+                });
+        return installation;
+    }
+
+    /// Tells of other installations as if the report had come in time.
+    void StoreLateInstallation(MachineState& state, const StoredReport& report)
+    {
+        const std::string& told = report.identity.installation;
+        if (told.empty() || state.known.identity.installation.empty())
+            return;
+        const std::string time = FormatIsoTime(report.time);
+        std::string next;
+        database_.Query(
+            "SELECT " + Time("MIN(at)") + " FROM report_time WHERE machine = $1 AND at > $2",
+            std::array<Value, 2>{state.known.machine, time},
+            [&](std::span<const Value> row) { next = TextIn(row[0]); });
+        const std::string before = report.time > state.first ? InstallationAt(state, time) : told,
+                          after = InstallationAt(state, next);
+        database_.Query(
+            "DELETE FROM machine_event WHERE machine = $1 AND at = $2 AND event = 're-imaged'",
+            std::array<Value, 2>{state.known.machine, next}, [](std::span<const Value>) {});
+        if (before != told)
+            AddEvent(state, time, "re-imaged", before + std::string{kTo} + told);
+        if (told != after)
+            AddEvent(state, next, "re-imaged", told + std::string{kTo} + after);
     }
 
     void StorePlaceholders(MachineState& state, const StoredReport& report,
@@ -558,6 +622,7 @@ private:
             }
         }
         StoreLateElapsed(state, report);
+        StoreLateInstallation(state, report);
         UpdateIdentity(state, report.identity,
                        [&](std::string_view section) { return latest.contains(section); });
         state.first = std::min(state.first, report.time);
@@ -632,6 +697,11 @@ private:
                std::exchange(digests_, {}));
         Upsert("report_file", "host, path, size, modified, sidecar, machine", "host, path",
                std::exchange(files_, {}));
+        std::vector<std::vector<Cell>> events;
+        for (const auto& [key, detail] : std::exchange(events_, {}))
+            events.push_back({std::get<0>(key), std::get<1>(key), std::get<2>(key), detail});
+        Upsert("machine_event", "machine, at, event, detail", "machine, at, event",
+               std::move(events));
         std::vector<std::vector<Cell>> conflicts;
         for (const auto& [one, other, reason] : std::exchange(conflicts_, {}))
             conflicts.push_back({one, other, reason});
@@ -700,6 +770,7 @@ private:
     std::map<std::string, Pending> pending_;
     std::vector<std::vector<Cell>> files_, digests_;
     std::set<std::tuple<std::int64_t, std::int64_t, std::string>> conflicts_;
+    std::map<std::tuple<std::int64_t, std::string, std::string>, std::string> events_;
 };
 
 }  // namespace

@@ -179,8 +179,10 @@ std::string Spelled(Engine engine, const std::string& word, const std::string& o
         return isServer ? "CAST(substring(" + one +
                               " FROM '^ *([0-9]{1,9}([.][0-9]{1,9})?)') AS NUMERIC)"
                         : "CAST(" + one + " AS REAL)";
-    return isServer ? "CAST(floor(extract(epoch FROM now() - " + one + ") / 86400) AS BIGINT)"
-                    : "CAST(julianday('now') - julianday(" + one + ") AS INTEGER)";
+    // A PC whose clock is ahead was seen today.
+    return isServer ? "CAST(trunc(extract(epoch FROM now() - " + one + ") / 86400) AS BIGINT)"
+                    : "(CAST(strftime('%s', 'now') AS INTEGER) - CAST(strftime('%s', " + one +
+                          ") AS INTEGER)) / 86400";
 }
 
 std::string InEngine(Engine engine, std::string_view text)

@@ -131,7 +131,7 @@ TEST_P(Fleet, ComesToTheSameInWhateverOrderReportsCome)
         {400, std::string{kPc} +
                   "LogicalDisk/0/DeviceID/C:/FreeSpace/8/Size/010\n"
                   "LogicalDisk/1/DeviceID/D:/FreeSpace//Size/\nUSBDevice/0/Name/A\n"
-                  "Unheard/3/Of/y\nSystemEnclosure/0/ChassisTypes/Desktop\nET/0//4\n"}};
+                  "Unheard/3/Of/y\nSystemEnclosure/0/ChassisTypes/Desktop\nET/0//3\n"}};
     for (const Told& told : reports)
         Store({told});
     const std::string inOrder = Dump();
@@ -291,6 +291,14 @@ TEST_P(Fleet, TellsMachinesOfOneSerialNumberApartInOneLoadOrTwo)
     EXPECT_EQ(Count("machine_event WHERE machine = 3 AND event = 'reused name' AND detail = '2'"),
               1);
     EXPECT_EQ(Count("machine_event WHERE machine = 3 AND event = 're-imaged'"), 1);
+    // What comes late is told as if it had come in time.
+    Store({{250, "BIOS/0/SerialNumber/S9/SystemMan/H/SystemMod/M\nComputerSystem/0/Name/b\n", "",
+            "three"}});
+    EXPECT_EQ(Count("machine_event WHERE detail IN ('one to three', 'three to two')"), 2);
+    EXPECT_EQ(Count("machine_event WHERE event = 're-imaged'"), 2);
+    Store({{20, "BIOS/0/SerialNumber/S8/SystemMan/H/SystemMod/M\nComputerSystem/0/Name/a\n"}});
+    EXPECT_EQ(Count("machine_event WHERE machine = 1 AND event = 'reused name' AND detail = '4'"),
+              1);
 }
 
 TEST_P(Fleet, Answers)
