@@ -4,7 +4,7 @@
   const collator = new Intl.Collator(undefined, { numeric: true, sensitivity: "base" });
   const columns = ["name", "model", "system", "version", "memory", "seen"];
   for (const machine of machines)
-    machine.text = columns.map((column) => machine[column]).join("\n").toLowerCase();
+    machine.text = [...columns, "serial"].map((column) => machine[column]).join("\n").toLowerCase();
   const search = document.getElementById("search");
   const body = document.querySelector("#list tbody");
   const more = document.getElementById("more");
@@ -12,7 +12,7 @@
   const count = document.getElementById("count");
   const heads = [...document.querySelectorAll("#list th")];
   const page = 200;
-  let sorting = "name", descending = false, found = [], shown = 0;
+  let sorting = "name", descending = false, found = [], shown = 0, about = "";
 
   const compare = (one, other) => sorting === "memory"
     ? one.memory - other.memory : collator.compare(one[sorting], other[sorting]);
@@ -42,6 +42,8 @@
     body.append(rows);
     shown = Math.min(shown + page, found.length);
     more.hidden = shown === found.length;
+    count.textContent = found.length + (found.length === 1 ? " PC" : " PCs") + about +
+      (shown < found.length ? "; the first " + shown + " are listed" : "");
   };
 
   const show = () => {
@@ -51,14 +53,15 @@
     found = machines.filter((machine) =>
       (!isTag || machine.tags.includes(tag)) && words.every((word) => machine.text.includes(word)));
     found.sort((one, other) => (descending ? -1 : 1) * compare(one, other) || one.id - other.id);
+    // A link says in words what its PCs have in common.
+    const link = isTag && document.querySelector('a[href="' + CSS.escape(location.hash) + '"]');
+    about = !isTag ? "" : ": " + (link ? link.ariaLabel.replace(/^[^:]*: /, "") : tag);
+    every.hidden = !isTag && words.length === 0;
+    for (const head of heads)
+      head.setAttribute("aria-sort", head.dataset.column !== sorting ? "none" : descending ? "descending" : "ascending");
     body.replaceChildren();
     shown = 0;
     showMore();
-    every.hidden = !isTag && words.length === 0;
-    count.textContent = found.length + (found.length === 1 ? " PC" : " PCs") +
-      (isTag ? ": " + (document.querySelector('a[href="' + CSS.escape(location.hash) + '"]')?.title || tag) : "");
-    for (const head of heads)
-      head.setAttribute("aria-sort", head.dataset.column !== sorting ? "none" : descending ? "descending" : "ascending");
   };
 
   for (const head of heads)
@@ -76,6 +79,8 @@
   });
   addEventListener("hashchange", () => {
     show();
+    // Whoever goes on by the keyboard is at the list then.
+    document.querySelector("#list .scroll").focus({ preventScroll: true });
     document.getElementById("list").scrollIntoView();
   });
   show();

@@ -35,7 +35,7 @@ using page::Text;
 
 /// A PC as the list shows it.
 struct Listed {
-    std::string name, model, system, version, seen;
+    std::string name, serial, model, system, version, seen;
     std::int64_t memory = 0;
     std::set<std::string> tags;  ///< the numbers of the page that count it
 };
@@ -48,6 +48,8 @@ struct Count {
 
 constexpr std::int64_t kDay = 86'400;
 constexpr std::int64_t kWeek = 7, kMonth = 30;
+/// A report may invent systems and sections, which are not to fill the page.
+constexpr std::size_t kMostSystems = 8, kMostSections = 24;
 
 std::int64_t Now()
 {
@@ -66,6 +68,8 @@ public:
     explicit CPages(CDatabase& database) : database_(database)
     {
         ReadList();
+        for (const std::string kind : {"system", "version"})
+            TagOthers(kind);
         Tag("windows11", "machine, verdict, tpm, secure_boot, memory, firmware",
             [](std::span<const Value> row, Listed& pc) {
                 pc.tags.insert("windows11=" + std::string{TextIn(row[1])});
@@ -112,7 +116,7 @@ public:
         html += R"(
 <h2>PCs</h2>
 <section id="list" class="card" aria-label="List of PCs">
-<div class="tools"><label for="search">Search by name, model, system or day
+<div class="tools"><label for="search">Search by name, serial number, model, system or day
 <input id="search" type="search" autocomplete="off" spellcheck="false"></label>
 <p id="count" role="status"></p><button id="every" type="button" hidden>Show all</button></div>
 <div class="scroll" tabindex="0" role="region" aria-label="PCs"><table class="list"><thead><tr>)";
@@ -137,7 +141,8 @@ private:
     {
         const std::int64_t now = Now();
         database_.Query(
-            "SELECT machine, name, maker, model, system, version, memory_mib, last_seen FROM pc",
+            "SELECT machine, name, maker, model, system, version, memory_mib, last_seen, serial "
+            "FROM pc",
             [&](std::span<const Value> row) {
                 Listed& pc = machines_[NumberIn(row[0])];
                 pc.name = TextIn(row[1]);
@@ -148,7 +153,9 @@ private:
                 pc.version = TextIn(row[5]);
                 pc.memory = NumberIn(row[6]);
                 pc.seen = TextIn(row[7]);
+                pc.serial = TextIn(row[8]);
                 pc.tags.insert("system=" + pc.system);
+                pc.tags.insert("version=" + pc.version);
                 pc.tags.insert("memory=" + std::to_string(MemoryClass(pc.memory)));
                 const std::int64_t days = (now - report::SecondsOf(pc.seen).value_or(0)) / kDay;
                 pc.tags.insert(days < 1        ? "seen=day"
@@ -156,6 +163,18 @@ private:
                                : days < kMonth ? "seen=month"
                                                : "seen=longer");
             });
+    }
+
+    /// Marks the PCs of which a card does not show what they have, as it shows the most frequent only.
+    void TagOthers(const std::string& kind)
+    {
+        std::set<std::string> shown;
+        for (const auto& [label, count] : Most(kind + '=', kMostSystems))
+            shown.insert(kind + '=' + label);
+        for (auto& [number, pc] : machines_)
+            if (std::ranges::none_of(pc.tags,
+                                     [&](const std::string& tag) { return shown.contains(tag); }))
+                pc.tags.insert("other_" + kind);
     }
 
     void Tag(const std::string& view, const std::string& columns,
@@ -176,8 +195,8 @@ private:
                             if (const auto found = machines_.find(NumberIn(row[0]));
                                 found != machines_.end()) {
                                 const std::string section{TextIn(row[1])};
+                                found->second.tags.insert("changed");
                                 found->second.tags.insert("changed=" + section);
-                                changedSections_.insert(section);
                             }
                         });
     }
@@ -196,7 +215,7 @@ private:
         return Element(
             "header", "",
             Element("p", "label", CMarkup{"Fleet"}) +
-                Element("h1", "", Text(Counted(size(), "PC", "PCs"))) +
+                Element("h1", "", Link("#all", Text(Counted(size(), "PC", "PCs")))) +
                 Element("p", "muted",
                         Text(latest.empty() ? "No report yet" : "Latest report " + latest)));
     }
@@ -212,34 +231,39 @@ private:
                 machines_.empty() ? 0 : static_cast<double>(number) / static_cast<double>(size());
             const std::string fill = std::string{"fill "} + count.kind;
             const CMarkup amount =
-                number == 0 ? Text(words) : Link('#' + Encoded(count.tag), Text(words));
+                number == 0
+                    ? Text(words)
+                    : Link('#' + Encoded(count.tag), Text(words),
+                           Counted(number, "PC", "PCs") + ": " + heading + ", " + count.label);
             rows += Element("div", "row",
                             Element("span", "", Text(count.label)) +
                                 Element("div", "track", Bar(fill.c_str(), share)) +
                                 Element("span", "number", amount));
         }
-        return Element("section", "card", Element("h2", "", Text(heading)) + rows);
+        return Element("section", "card",
+                       Element("h2", "", Text(heading)) + Element("div", "rows", rows));
     }
 
     CMarkup Cards() const
     {
-        std::vector<Count> systems, changes;
-        for (const auto& [label, count] : Most("system=", 8))
-            systems.push_back({label.empty() ? "not known" : label, "system=" + label});
-        for (const std::string& section : changedSections_)
+        std::vector<Count> changes{{"anything", "changed"}}, memory;
+        for (const auto& [section, count] : Most("changed=", kMostSections))
             changes.push_back({section, "changed=" + section});
-        if (changes.empty())
-            changes.push_back({"No changes", "changed"});
-        std::vector<Count> memory;
-        for (const std::int64_t gibibytes : {0, 4, 8, 16, 32, 64})
-            memory.push_back(
-                {gibibytes == 0 ? "under 4 GiB" : "from " + std::to_string(gibibytes) + " GiB",
-                 "memory=" + std::to_string(gibibytes), gibibytes == 0 ? "warn" : ""});
-        return Card("How fresh", {{"in the last day", "seen=day"},
-                                  {"in the last week", "seen=week"},
-                                  {"in the last 30 days", "seen=month"},
+        for (const std::int64_t gibibytes : {2, 4, 8, 16, 32, 64}) {
+            const std::string least = std::to_string(gibibytes);
+            memory.push_back({gibibytes == 2 ? "under 4 GiB"
+                              : gibibytes == 64
+                                  ? "64 GiB and more"
+                                  : least + " to " + std::to_string(gibibytes * 2) + " GiB",
+                              "memory=" + least, gibibytes == 2 ? "warn" : ""});
+        }
+        if (CountOf("memory=0") != 0)
+            memory.push_back({"not known", "memory=0"});
+        return Card("How fresh", {{"within a day", "seen=day"},
+                                  {"1 to 7 days ago", "seen=week"},
+                                  {"7 to 30 days ago", "seen=month"},
                                   {"longer ago", "seen=longer", "bad"}}) +
-               Card("Systems", systems) +
+               Card("Systems", Kinds("system")) + Card("Versions", Kinds("version")) +
                Card("Windows 11", {{"ready", "windows11=yes"},
                                    {"after a setting", "windows11=off", "warn"},
                                    {"not known", "windows11=unknown"},
@@ -257,6 +281,17 @@ private:
                Card("To be looked at", {{"placeholder serials", "placeholder", "warn"},
                                         {"hard to tell apart", "conflict", "warn"}}) +
                SlowCategories();
+    }
+
+    /// What there is of a kind, the most frequent by name.
+    std::vector<Count> Kinds(const std::string& kind) const
+    {
+        std::vector<Count> counts;
+        for (const auto& [label, count] : Most(kind + '=', kMostSystems))
+            counts.push_back({label.empty() ? "not known" : label, kind + '=' + label});
+        if (CountOf("other_" + kind) != 0)
+            counts.push_back({"others", "other_" + kind});
+        return counts;
     }
 
     CMarkup SlowCategories() const
@@ -283,13 +318,15 @@ private:
                                 Element("td", "number", Text(std::to_string(NumberIn(row[2])))) +
                                 Element("td", "", name));
             });
-        return Element("section", "card",
-                       Element("h2", "", CMarkup{"Slow categories"}) +
-                           Element("table", "list slow",
-                                   CMarkup{"<thead><tr><th scope=\"col\">Category</th><th "
-                                           "scope=\"col\">Median ms</th><th scope=\"col\">95 % "
-                                           "ms</th><th scope=\"col\">Slowest</th></tr></thead>"} +
-                                       Element("tbody", "", rows)));
+        return Element(
+            "section", "card",
+            Element("h2", "", CMarkup{"Slow categories, in milliseconds"}) +
+                Element("table", "list slow",
+                        CMarkup{"<thead><tr><th scope=\"col\">Category</th><th "
+                                "scope=\"col\" class=\"number\">Median</th><th scope=\"col\" "
+                                "class=\"number\">95 %</th><th "
+                                "scope=\"col\">Slowest</th></tr></thead>"} +
+                            Element("tbody", "", rows)));
     }
 
     /// The most frequent tags of a kind, the most frequent first.
@@ -308,12 +345,14 @@ private:
         return most;
     }
 
+    /// The size of the class that some memory is in, in GiB: half of what the next class begins with, or 0
+    /// where it is not known.
     static std::int64_t MemoryClass(std::int64_t mebibytes)
     {
-        std::int64_t gibibytes = 64;
+        std::int64_t gibibytes = mebibytes == 0 ? 0 : 64;
         while (gibibytes > 2 && mebibytes < gibibytes * 1024)
             gibibytes /= 2;
-        return gibibytes < 4 ? 0 : gibibytes;
+        return gibibytes;
     }
 
     /// A text as the part of an address after "#".
@@ -339,6 +378,7 @@ private:
         for (const auto& [number, pc] : machines_)
             list.push_back({{"id", number},
                             {"name", pc.name},
+                            {"serial", pc.serial},
                             {"model", pc.model},
                             {"system", pc.system},
                             {"version", pc.version},
@@ -358,7 +398,6 @@ private:
 
     CDatabase& database_;
     std::map<std::int64_t, Listed> machines_;
-    std::set<std::string> changedSections_;
 };
 
 [[noreturn]] void FailToWrite(const std::filesystem::path& path, const std::string& reason)

@@ -78,10 +78,13 @@ CMarkup Bar(const char* classes, double share)
     return bar;
 }
 
-CMarkup Link(std::string_view target, const CMarkup& content)
+CMarkup Link(std::string_view target, const CMarkup& content, std::string_view label)
 {
     CMarkup link;
-    link.html_ = "<a href=\"" + Text(target).html_ + "\">" + content.html_ + "</a>";
+    link.html_ = "<a href=\"" + Text(target).html_ + '"';
+    if (!label.empty())
+        link.html_ += " aria-label=\"" + Text(label).html_ + '"';
+    link.html_ += '>' + content.html_ + "</a>";
     return link;
 }
 

@@ -30,7 +30,7 @@ private:
     friend CMarkup Picture(const char* classes, std::string_view description,
                            const CMarkup& content);
     friend CMarkup Bar(const char* classes, double share);
-    friend CMarkup Link(std::string_view target, const CMarkup& content);
+    friend CMarkup Link(std::string_view target, const CMarkup& content, std::string_view label);
 
     std::string html_;
 };
@@ -51,6 +51,7 @@ CMarkup Picture(const char* classes, std::string_view description, const CMarkup
 CMarkup Bar(const char* classes, double share);
 
 /// What leads to another place, such as "#all" or "pc/1.html".
-CMarkup Link(std::string_view target, const CMarkup& content);
+/// @param label  says where for whoever hears it alone, where the content does not
+CMarkup Link(std::string_view target, const CMarkup& content, std::string_view label = {});
 
 }  // namespace orrery::page
