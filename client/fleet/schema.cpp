@@ -248,12 +248,20 @@ void PrepareSchema(CDatabase& database)
     RefuseNewer(version);
     database.Run(WithTypes(std::string{kTables}, database.engine()));
     for (const SectionTable& table : SectionTables()) {
-        database.Run(StatementsFor(table, database.engine()));
         const auto present = ColumnsOf(database, table.name);
+        database.Run(StatementsFor(table, database.engine()));
+        bool isNew = present.empty();
         for (const Column& column : table.columns)
-            if (!present.contains(column.name))
+            if (!present.empty() && !present.contains(column.name)) {
+                isNew = true;
                 database.Run("ALTER TABLE " + table.name + " ADD COLUMN \"" + column.name + "\" " +
                              std::string{TypeName(database.engine(), column.type)});
+            }
+        // What stood elsewhere until now moves here with the next report, whatever it says.
+        if (isNew && version != 0)
+            database.Run(std::string{"UPDATE "} +
+                         (table.isLatestOnly ? "latest_digest" : "collected_section") +
+                         " SET digest = '' WHERE section = '" + std::string{table.section} + '\'');
     }
     // Views that are as they should be are left alone: others may be reading them.
     const std::string views = ViewStatements(database.engine());

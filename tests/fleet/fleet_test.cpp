@@ -233,6 +233,21 @@ TEST_P(Fleet, KeepsWhatTheOtherCategoriesOfASectionToldBeforeACancelledRun)
     EXPECT_TRUE(refusals.empty());
 }
 
+TEST_P(Fleet, MovesFactsToTheColumnsThatANewerVocabularyHas)
+{
+    const std::string facts = std::string{kPc} + "SystemEnclosure/0/ChassisTypes/Laptop\n";
+    Store({{100, facts}});
+    database->Run(
+        "INSERT INTO other_fact (machine, section, property, instance, latest, valid_from, value) "
+        "SELECT machine, 'SystemEnclosure', 'ChassisTypes', 0, 1 = 0, valid_from, 'Laptop' FROM "
+        "system_enclosure; ALTER TABLE system_enclosure DROP COLUMN chassis_types");
+    PrepareSchema(*database);
+    Store({{200, facts}});
+    EXPECT_EQ(Count("system_enclosure WHERE chassis_types = 'Laptop' AND valid_to IS NULL"), 1);
+    EXPECT_EQ(Count("other_fact WHERE valid_to IS NULL"), 0);
+    EXPECT_EQ(Count("change"), 0);
+}
+
 TEST_P(Fleet, LosesNoFact)
 {
     report::Report report = MadeReport(
