@@ -1,4 +1,4 @@
-"""Writes a report to the user's own folder of local data and prints the name of Windows from it.
+"""Writes a report to the user's own folder of local data and prints the name of Windows from it as UTF-8.
 
 Nobody else can plant a file there first. For Python 3.8 or later; the orrery.dll of its width lies beside this script.
 """
@@ -18,6 +18,7 @@ if library.GetInventory(str(report)) != 1:
 if not report.exists():
     sys.exit("No report was written.")
 
+sys.stdout.reconfigure(encoding="utf-8")  # a pipe or file may be in a code page without these letters
 # UTF-16 without a byte-order mark: its byte order has to be named.
 for line in report.read_text(encoding="utf-16-le", errors="replace").split("\n"):
     section, _, rest = line.partition("\t")

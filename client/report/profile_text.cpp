@@ -105,7 +105,10 @@ Texts SecurityTexts(const SecurityProfile& security)
             security.judgedVolumes == 0
                 ? ""
                 : "BitLocker on " + std::to_string(security.protectedVolumes) + " of " +
-                      Counted(security.judgedVolumes, "volume")};
+                      Counted(security.judgedVolumes, "volume"),
+            security.judgedVolumes == 0 || security.otherVolumes == 0
+                ? ""
+                : std::to_string(security.otherVolumes) + " not known"};
 }
 
 /// The category that took longest.

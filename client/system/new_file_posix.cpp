@@ -109,18 +109,47 @@ int MakeLocked(const fs::path& path)
     return -1;
 }
 
-/// Gives a file the permissions of the one that it replaces, or those of any new file.
+constexpr char kAccessList[] = "system.posix_acl_access";
+
+/// A list of who may do what; empty where there is none.
+std::vector<char> List(const fs::path& path, const char* name)
+{
+    std::vector<char> list(65536);
+    const ssize_t size = lgetxattr(path.c_str(), name, list.data(), list.size());
+    list.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    return list;
+}
+
+bool GiveList(int file, const std::vector<char>& list)
+{
+    return list.empty() || fsetxattr(file, kAccessList, list.data(), list.size(), 0) == 0;
+}
+
+/// Gives a file the permissions of any new one: by the list of its folder, else by the mask.
+bool GiveUsualPermissions(const fs::path& folder, int file)
+{
+    constexpr mode_t kNew = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    std::vector<char> list = List(folder.empty() ? "." : folder, "system.posix_acl_default");
+    if (list.empty()) {
+        const mode_t mask = umask(0);
+        umask(mask);
+        return fchmod(file, kNew & ~mask) == 0;
+    }
+    // After the version come tags, rights and numbers, of 2, 2 and 4 bytes. No new file is a program.
+    constexpr std::size_t kVersion = 4, kEntry = 8, kRights = 2;
+    for (std::size_t at = kVersion + kRights; at < list.size(); at += kEntry)
+        list[at] = static_cast<char>(list[at] & ~S_IXOTH);
+    return GiveList(file, list);
+}
+
+/// Gives a file the permissions of the one that it replaces.
 bool TakeOverPermissions(const fs::path& target, int file)
 {
     constexpr mode_t kAll = S_IRWXU | S_IRWXG | S_IRWXO;
     struct stat earlier {
     }, now{};
-    if (lstat(target.c_str(), &earlier) != 0 || !S_ISREG(earlier.st_mode)) {
-        const mode_t mask = umask(0);
-        umask(mask);
-        constexpr mode_t kNew = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-        return fchmod(file, kNew & ~mask) == 0;
-    }
+    if (lstat(target.c_str(), &earlier) != 0 || !S_ISREG(earlier.st_mode))
+        return GiveUsualPermissions(target.parent_path(), file);
     mode_t mode = earlier.st_mode & kAll;
     if (fstat(file, &now) != 0)
         return false;
@@ -129,13 +158,9 @@ bool TakeOverPermissions(const fs::path& target, int file)
     if (now.st_gid != earlier.st_gid && fchown(file, none, earlier.st_gid) != 0)
         mode &= ~static_cast<mode_t>(S_IRWXG);
     const bool isOwners = now.st_uid == earlier.st_uid || fchown(file, earlier.st_uid, none) == 0;
-    if (fchmod(file, mode) != 0)
-        return false;
-    constexpr char kAccess[] = "system.posix_acl_access";
-    std::vector<char> list(65536);
-    const ssize_t size = lgetxattr(target.c_str(), kAccess, list.data(), list.size());
-    return size <= 0 || !isOwners ||
-           fsetxattr(file, kAccess, list.data(), static_cast<std::size_t>(size), 0) == 0;
+    // What the folder's list has given it goes first: with the mode its rights would come to life.
+    fremovexattr(file, kAccessList);
+    return fchmod(file, mode) == 0 && (!isOwners || GiveList(file, List(target, kAccessList)));
 }
 
 }  // namespace

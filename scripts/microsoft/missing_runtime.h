@@ -8,10 +8,22 @@
 #undef isinf
 #undef isfinite
 #undef signbit
-inline bool isnan(double value) { return value != value; }
-inline bool isinf(double value) { return value - value != 0 && value == value; }
-inline bool isfinite(double value) { return value - value == 0; }
-inline bool signbit(double value) { return value < 0; }
+inline bool isnan(double value)
+{
+    return value != value;
+}
+inline bool isinf(double value)
+{
+    return value - value != 0 && value == value;
+}
+inline bool isfinite(double value)
+{
+    return value - value == 0;
+}
+inline bool signbit(double value)
+{
+    return value < 0;
+}
 extern "C" float _strtof_l(const char* text, char** end, _locale_t locale);
 extern "C" long double _strtold_l(const char* text, char** end, _locale_t locale);
 #endif

@@ -637,5 +637,19 @@ TEST_F(CollectCommand, HasADoctorThatNeedsNoLibrary)
         EXPECT_EQ(Run(arguments).code, ExitCode::kInput) << ToUtf8(arguments);
 }
 
+// The programs of examples/, in place of this one.
+TEST_F(CollectCommand, HasExamplesBesideItThatPrintUtf8)
+{
+    SetEnvironmentVariableW(L"ORRERY_STAND_IN", L"name");
+    SetEnvironmentVariableW(L"LOCALAPPDATA", reports_.c_str());
+    for (const wchar_t* example : {L"example_c.exe", L"example_cpp.exe"}) {
+        Place(example, L"orreryctl.exe");
+        const Outcome outcome = Run(L"");
+        EXPECT_EQ(outcome.code, ExitCode::kDone) << outcome.errors;
+        EXPECT_TRUE(outcome.output.starts_with("Windows \xD0\x96\xE6\x97\xA5")) << outcome.output;
+        EXPECT_EQ(Left(), Names{L"inventory.tsv"});
+    }
+}
+
 }  // namespace
 }  // namespace orrery

@@ -1,10 +1,11 @@
 // Stands in for orrery.dll. What a run does is chosen by the environment variable ORRERY_STAND_IN:
 // "report" writes one, "cut" and "short" a part of it, within a line and to a line's end, "lose" one that
-// lacks categories, "nothing" reports success without one, "refuse" reports a cancelled run. The others
-// write a report first: "slow" takes a second, "wait" ends with Cancel, "late" too, but lacks categories,
-// "hang" never and says something without end, "crash" and "exit" end the process, "leak" sets an
-// event that the run must not know, and "unload" hangs when the library is unloaded. While the
-// process of a run lives, the event exists that ORRERY_STAND_IN_EVENT names, for which "gate" waits.
+// lacks categories, "name" one that names Windows, "nothing" reports success without one, "refuse" reports
+// a cancelled run. The others write a report first: "slow" takes a second, "wait" ends with Cancel, "late"
+// too, but lacks categories, "hang" never and says something without end, "crash" and "exit" end the
+// process, "leak" sets an event that the run must not know, and "unload" hangs when the library is
+// unloaded. While the process of a run lives, the event exists that ORRERY_STAND_IN_EVENT names, for which
+// "gate" waits.
 // Built without ORRERY_STAND_IN_EXPORTS it is a library that lacks the names.
 #include <windows.h>
 
@@ -38,9 +39,10 @@ HANDLE RunEvent()
     return event;
 }
 
-void WriteReport(const wchar_t* path, int categories, std::size_t missingBytes)
+void WriteReport(const wchar_t* path, const std::wstring& first, int categories,
+                 std::size_t missingBytes)
 {
-    std::wstring report = L"BIOS\t0\tVersion\t1.0\n";
+    std::wstring report = first;
     for (int category = 0; category < categories; ++category)
         report += L"ET\t0\t\t12\n";
     if (categories == 13)
@@ -91,7 +93,10 @@ int32_t __stdcall GetInventoryEx(const wchar_t* path, uint32_t)
     constexpr std::size_t kLastLine = 25 * sizeof(wchar_t);
     // As the library, it writes no file of another name.
     if (behaviour != L"nothing" && behaviour != L"refuse" && std::wstring{path}.ends_with(L".tsv"))
-        WriteReport(path, behaviour == L"late" || behaviour == L"lose" ? 3 : 13,
+        WriteReport(path,
+                    behaviour == L"name" ? L"OperatingSystem\t0\tCaption\tWindows \u0416\u65E5\n"
+                                         : L"BIOS\t0\tVersion\t1.0\n",
+                    behaviour == L"late" || behaviour == L"lose" ? 3 : 13,
                     behaviour == L"cut"     ? 3
                     : behaviour == L"short" ? kLastLine
                                             : 0);

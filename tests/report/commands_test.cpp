@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -362,6 +363,29 @@ TEST_F(Commands, WriteForNobodyElseAndTakeOverPermissions)
         EXPECT_EQ(ModeOf(path), expected) << name;
     }
     umask(mask);
+}
+
+TEST_F(Commands, HeedTheListOfTheFolder)
+{
+    // Version; owner rwx, user 65534 rw-, group r-x, mask rwx, others nothing.
+    const std::string list{
+        "\2\0\0\0"
+        "\1\0\7\0\xFF\xFF\xFF\xFF"
+        "\2\0\6\0\xFE\xFF\0\0"
+        "\4\0\5\0\xFF\xFF\xFF\xFF"
+        "\x10\0\7\0\xFF\xFF\xFF\xFF"
+        "\x20\0\0\0\xFF\xFF\xFF\xFF",
+        44};
+    Write("open.tsv", "earlier, without a list");
+    chmod(folder_.Path("open.tsv").c_str(), 0640);
+    if (setxattr(folder_.Path("").c_str(), "system.posix_acl_default", list.data(), list.size(),
+                 0) != 0)
+        GTEST_SKIP() << "the file system knows no lists";
+    for (const char* name : {"open.tsv", "new.tsv"})
+        WriteOutputFile(folder_.Path(name), WholeText("text"));
+    EXPECT_EQ(ModeOf(folder_.Path("open.tsv")), 0640U);
+    EXPECT_LT(getxattr(folder_.Path("open.tsv").c_str(), "system.posix_acl_access", nullptr, 0), 0);
+    EXPECT_EQ(ModeOf(folder_.Path("new.tsv")), 0660U);
 }
 
 TEST_F(Commands, LeaveNothingWhenInterruptedAndCleanUpAfterAKill)
