@@ -540,7 +540,9 @@ void AddCollectCommand(CCommandLine& commandLine, ExitCode* result)
             throw;
         }
         if (arguments->isLogged)
-            LogEvent(*result, MeaningOf(*result));
+            LogEvent(*result, (arguments->drop ? "collect --drop " + *arguments->drop
+                                               : std::string{"collect"}) +
+                                  ": " + MeaningOf(*result));
     });
 }
 
