@@ -16,17 +16,18 @@ enum class Engine { kSqlite, kPostgres };
 /// valid as long as what they were taken from.
 using Value = std::variant<std::monostate, std::int64_t, std::string_view>;
 
-/// Adds rows to a table as fast as the engine can. Nothing else may be asked of the database meanwhile.
+/// Adds rows to a table as fast as the engine can. There may be several at a time, each of a table of its
+/// own.
 class CRowWriter {
 public:
     virtual ~CRowWriter() = default;
     /// @param row a value for each of the columns; U+0000 becomes U+FFFD
     virtual void Add(std::span<const Value> row) = 0;
-    /// Hands over what is left. Without it the rows may be lost.
+    /// Hands over what is left; from then on the rows are in the table. More may be added afterwards.
     virtual void Finish() = 0;
 };
 
-/// An open database. Every function throws CommandError with the engine's own words: kInput for what a
+/// An open database, of one thread at a time. Every function throws CommandError with the engine's own words: kInput for what a
 /// user can mend, such as a file that is no database or a server that is not there, else kReport.
 class CDatabase {
 public:

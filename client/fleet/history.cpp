@@ -28,6 +28,20 @@ std::string TimeText(Engine engine, const std::string& column)
                : column;
 }
 
+std::string TimeSeconds(Engine engine, const std::string& column)
+{
+    return engine == Engine::kPostgres ? "CAST(date_part('epoch', " + column + ") AS BIGINT)"
+                                       : column;
+}
+
+std::optional<std::int64_t> SecondsIn(const Value& value)
+{
+    if (IsNull(value))
+        return std::nullopt;
+    const auto* const number = std::get_if<std::int64_t>(&value);
+    return number != nullptr ? *number : report::SecondsOf(TextIn(value));
+}
+
 std::optional<std::int64_t> CHistory::NextReport(std::int64_t machine, const std::string& section,
                                                  std::int64_t time)
 {
@@ -43,37 +57,144 @@ std::optional<std::int64_t> CHistory::NextReport(std::int64_t machine, const std
     return next;
 }
 
-std::uint64_t CHistory::Change(std::int64_t machine, const std::string& section,
-                               const SectionPart& part, const std::string& emptyBefore,
-                               std::int64_t time)
+CHistory::CSorted::CSorted(const std::vector<Kept>& rows)
 {
-    const Place place{machine, section, part.table};
-    const std::string now = FormatIsoTime(time);
-    const auto before = Read(place, "valid_to IS NULL", "");
+    for (const Kept& row : rows)
+        rows_.push_back(&row);
+    std::ranges::sort(rows_, {}, [](const Kept* row) { return row->facts(); });
+}
+
+const CHistory::Kept* CHistory::CSorted::Find(const Kept& sought) const
+{
+    const auto found = std::ranges::lower_bound(rows_, sought.facts(), {},
+                                                [](const Kept* row) { return row->facts(); });
+    return found != rows_.end() && (*found)->facts() == sought.facts() ? *found : nullptr;
+}
+
+void CHistory::Change(std::int64_t machine, std::string section, SectionPart part,
+                      std::string emptyBefore, std::int64_t time)
+{
+    auto changing = std::make_unique<Changing>(
+        Changing{machine, std::move(section), std::move(part), std::move(emptyBefore), time, {}});
+    const std::pair key{std::string_view{changing->section}, machine};
+    changing_.emplace(key, std::move(changing));
+}
+
+void CHistory::MakeChanges(
+    const std::function<void(std::int64_t machine, std::uint64_t changes)>& onChanged)
+{
+    if (changing_.empty())
+        return;
+    const std::string time{TypeName(database_.engine(), ColumnType::kTime)};
+    database_.Run(
+        "CREATE TEMPORARY TABLE IF NOT EXISTS changed_section (of_machine BIGINT, of_section "
+        "TEXT);"
+        "CREATE TEMPORARY TABLE IF NOT EXISTS closed_row (of_section TEXT, of_machine BIGINT, "
+        "of_instance BIGINT, of_from " +
+        time + ", of_to " + time + "); DELETE FROM changed_section; DELETE FROM closed_row");
+    ReadChanging();
+    CRowWriter& closed =
+        WriterOf("closed_row", "of_section, of_machine, of_instance, of_from, of_to");
+    CRowWriter& changes =
+        WriterOf("change", "machine, at, place, day, section, label, property, before, after");
+    for (const auto& [key, changing] : changing_)
+        onChanged(changing->machine, MakeChange(*changing, closed, changes));
+    closed.Finish();
+    database_.Run("ANALYZE closed_row");
+    const SectionTable* last = nullptr;
+    for (const auto& [key, changing] : changing_) {
+        const SectionTable* const table = changing->part.table;
+        if (table == nullptr || std::exchange(last, table) == table)
+            continue;
+        database_.Query("UPDATE " + table->name +
+                            " SET valid_to = of_to FROM closed_row WHERE of_section = $1 AND "
+                            "machine = of_machine AND instance = of_instance AND valid_from = "
+                            "of_from",
+                        std::array<Value, 1>{key.first}, &Ignore);
+    }
+    FinishRows();
+    changing_.clear();
+}
+
+/// Fetches the rows that the changing sections have.
+void CHistory::ReadChanging()
+{
+    CRowWriter& wanted = WriterOf("changed_section", "of_machine, of_section");
+    for (const auto& [key, changing] : changing_)
+        wanted.Add(std::array<Value, 2>{changing->machine, key.first});
+    wanted.Finish();
+    database_.Run("ANALYZE changed_section");
+    const Engine engine = database_.engine();
+    const std::string from = TimeSeconds(engine, "valid_from");
+    const SectionTable* last = nullptr;
+    for (const auto& [key, changing] : changing_) {
+        const SectionTable* const table = changing->part.table;
+        if (table == nullptr || std::exchange(last, table) == table)
+            continue;
+        database_.Query(
+            "SELECT machine, instance, " + from + ", " + SelectList(*table, engine) +
+                " FROM changed_section JOIN " + table->name +
+                " ON machine = of_machine WHERE of_section = $1 AND valid_to IS NULL ORDER BY "
+                "machine, instance",
+            std::array<Value, 1>{key.first}, [&](std::span<const Value> row) {
+                Kept kept;
+                kept.row.instance = static_cast<std::int32_t>(NumberIn(row[1]));
+                kept.from = FormatIsoTime(SecondsIn(row[2]).value_or(0));
+                for (const Value& value : row.subspan(3))
+                    kept.row.cells.push_back(AsCell(value));
+                changing_.at({key.first, NumberIn(row[0])})->before.push_back(std::move(kept));
+            });
+    }
+    database_.Query(
+        "SELECT machine, section, instance, " + from +
+            ", property, value FROM changed_section JOIN other_fact ON machine = of_machine AND "
+            "section = of_section WHERE NOT latest AND valid_to IS NULL ORDER BY machine, "
+            "section, instance, property",
+        [&](std::span<const Value> row) {
+            Kept kept;
+            kept.isOther = true;
+            kept.other = {std::string{TextIn(row[4])}, static_cast<std::int32_t>(NumberIn(row[2])),
+                          std::string{TextIn(row[5])}};
+            kept.from = FormatIsoTime(SecondsIn(row[3]).value_or(0));
+            changing_.at({TextIn(row[1]), NumberIn(row[0])})->before.push_back(std::move(kept));
+        });
+}
+
+std::uint64_t CHistory::MakeChange(const Changing& changing, CRowWriter& closed,
+                                   CRowWriter& changes)
+{
+    const SectionPart& part = changing.part;
+    const Place place{changing.machine, changing.section, part.table};
+    const std::string now = FormatIsoTime(changing.time);
     std::vector<Kept> after;
     for (const Row& row : part.rows)
         after.push_back({false, row, {}, now, ""});
     for (const OtherFact& fact : part.others)
         after.push_back({true, {}, fact, now, ""});
 
-    const auto has = [](const std::vector<Kept>& all, const Kept& one) {
-        return std::ranges::any_of(all, [&](const Kept& kept) { return kept.HasSameFacts(one); });
-    };
-    SectionPart old{part.table, {}, {}, EmptyInHistory(section, emptyBefore), ""};
+    SectionPart old{part.table, {}, {}, EmptyInHistory(changing.section, changing.emptyBefore)};
     if (old.empty != part.empty)
         SetEmpty(place, now, old.empty);
-    for (const Kept& kept : before) {
+    const CSorted given{after}, present{changing.before};
+    for (const Kept& kept : changing.before) {
         if (kept.isOther)
             old.others.push_back(kept.other);
         else
             old.rows.push_back(kept.row);
-        if (!has(after, kept))
+        if (given.Find(kept) != nullptr)
+            continue;
+        if (kept.isOther)
             Set(place, kept, "valid_to", now);
+        else
+            closed.Add(std::array<Value, 5>{std::string_view{place.section}, place.machine,
+                                            std::int64_t{kept.row.instance},
+                                            std::string_view{kept.from}, std::string_view{now}});
     }
     for (const Kept& kept : after)
-        if (!has(before, kept))
+        if (present.Find(kept) == nullptr)
             Open(place, kept);
-    return AddChanges(place, now, SectionOf(section, old), SectionOf(section, part));
+    return AddChanges(place, now, SectionOf(changing.section, old),
+                      SectionOf(changing.section, part), changes);
 }
 
 std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
@@ -91,14 +212,10 @@ std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
         given.push_back({false, row, {}, now, then});
     for (const OtherFact& fact : part.others)
         given.push_back({true, {}, fact, now, then});
-    const auto find = [](const std::vector<Kept>& all, const Kept& one) {
-        const auto found =
-            std::ranges::find_if(all, [&](const Kept& kept) { return kept.HasSameFacts(one); });
-        return found != all.end() ? &*found : nullptr;
-    };
+    const CSorted givenRows{given}, beforeRows{before}, startingRows{starting};
 
     for (const Kept& kept : before) {
-        if (find(given, kept) != nullptr)
+        if (givenRows.Find(kept) != nullptr)
             continue;
         Set(place, kept, "valid_to", now);
         if (kept.to.empty() || kept.to > then) {
@@ -108,14 +225,15 @@ std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
         }
     }
     for (const Kept& kept : given) {
-        if (find(before, kept) != nullptr)
+        if (beforeRows.Find(kept) != nullptr)
             continue;
-        if (const Kept* const later = find(starting, kept))
+        if (const Kept* const later = startingRows.Find(kept))
             Set(place, *later, "valid_from", now);
         else
             Open(place, kept);
     }
 
+    FinishRows();
     if (emptyBefore != part.empty) {
         if (!before.empty())
             SetEmpty(place, now, emptyBefore);
@@ -133,41 +251,36 @@ std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
     if (!before.empty())
         changes += AddChanges(place, now, SectionOfKept(place, before, emptyBefore),
                               SectionOf(section, part));
-    return changes + AddChanges(place, then, SectionOf(section, part),
-                                SectionOfKept(place, ValidAt(place, then), emptyAfter));
+    changes += AddChanges(place, then, SectionOf(section, part),
+                          SectionOfKept(place, ValidAt(place, then), emptyAfter));
+    FinishRows();
+    return changes;
 }
 
-SectionPart CHistory::WithKept(std::int64_t machine, const std::string& section,
-                               const SectionPart& part, const std::string& emptyNow,
-                               std::int64_t time,
-                               const std::function<bool(const report::Term&)>& isKept)
+void CHistory::Keep(std::int64_t machine, const std::string& emptyNow, std::int64_t time,
+                    const std::function<bool(const report::Term&)>& isKept,
+                    report::Section* section)
 {
-    const Place place{machine, section, part.table};
+    const Place place{machine, section->name, HistoryTable(section->name)};
     const std::string now = FormatIsoTime(time);
-    report::Report report;
-    report::Section& whole = report.sections.emplace_back(SectionOf(section, part));
+    auto& instances = section->instances;
     for (const report::Instance& before :
          SectionOfKept(place, ValidAt(place, now), EmptyAt(place, now, emptyNow)).instances)
         for (const report::Property& property : before.properties) {
-            const report::Term* const term = report::FindTerm(section, property.name);
+            const report::Term* const term = report::FindTerm(section->name, property.name);
             if (term == nullptr || !isKept(*term))
                 continue;
-            auto instance =
-                std::ranges::find(whole.instances, before.index, &report::Instance::index);
-            if (instance == whole.instances.end())
-                instance = whole.instances.insert(instance, {before.index, {}});
+            auto instance = std::ranges::find(instances, before.index, &report::Instance::index);
+            if (instance == instances.end())
+                instance = instances.insert(instance, {before.index, {}});
             instance->properties.push_back(property);
         }
-    for (report::Instance& instance : whole.instances)
-        std::ranges::sort(instance.properties, &report::ComesFirst, &report::Property::name);
-    std::ranges::sort(whole.instances, {}, &report::Instance::index);
-    return std::move(RowsOf(report).front().history);
 }
 
 report::Section CHistory::SectionOfKept(const Place& place, const std::vector<Kept>& all,
                                         const std::string& empty)
 {
-    SectionPart rows{place.table, {}, {}, empty, ""};
+    SectionPart rows{place.table, {}, {}, empty};
     for (const Kept& kept : all)
         if (kept.isOther)
             rows.others.push_back(kept.other);
@@ -265,9 +378,7 @@ void CHistory::Open(const Place& place, const Kept& kept)
         for (const Cell& cell : kept.row.cells)
             values.push_back(AsValue(cell));
     }
-    const auto writer = database_.Insert(table, columns);
-    writer->Add(values);
-    writer->Finish();
+    WriterOf(table, columns).Add(values);
 }
 
 void CHistory::Set(const Place& place, const Kept& kept, const char* column,
@@ -293,27 +404,47 @@ void CHistory::Set(const Place& place, const Kept& kept, const char* column,
 std::uint64_t CHistory::AddChanges(const Place& place, const std::string& time,
                                    const report::Section& before, const report::Section& after)
 {
+    return AddChanges(
+        place, time, before, after,
+        WriterOf("change", "machine, at, place, day, section, label, property, before, after"));
+}
+
+std::uint64_t CHistory::AddChanges(const Place& place, const std::string& time,
+                                   const report::Section& before, const report::Section& after,
+                                   CRowWriter& changes)
+{
     report::Report old, now;
     old.sections.push_back(before);
     now.sections.push_back(after);
-    const auto changes = report::CompareReports(old, now, false);
+    const auto compared = report::CompareReports(old, now, false);
     std::int64_t number = 0;
     const auto text = [](const std::optional<std::string>& value) {
         return value ? Value{std::string_view{*value}} : Value{};
     };
-    const auto writer = database_.Insert(
-        "change", "machine, at, place, day, section, label, property, before, after");
-    for (const auto& section : changes)
+    for (const auto& section : compared)
         for (const auto& instance : section.instances)
             for (const auto& property : instance.properties) {
-                writer->Add(std::array<Value, 9>{
+                changes.Add(std::array<Value, 9>{
                     place.machine, std::string_view{time}, number++,
                     std::string_view{time}.substr(0, 10), std::string_view{place.section},
                     std::string_view{instance.label}, std::string_view{property.name},
                     text(property.before), text(property.after)});
             }
-    writer->Finish();
     return static_cast<std::uint64_t>(number);
+}
+
+void CHistory::FinishRows()
+{
+    for (const auto& [table, writer] : writers_)
+        writer->Finish();
+}
+
+CRowWriter& CHistory::WriterOf(const std::string& table, const std::string& columns)
+{
+    auto& writer = writers_[table];
+    if (writer == nullptr)
+        writer = database_.Insert(table, columns);
+    return *writer;
 }
 
 }  // namespace orrery::fleet

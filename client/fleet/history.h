@@ -2,8 +2,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "client/fleet/database.h"
@@ -13,6 +18,12 @@ namespace orrery::fleet {
 
 /// A time column as a query asks for it: as text in the form of the reports, in both engines.
 std::string TimeText(Engine engine, const std::string& column);
+
+/// The same for SecondsIn, which takes the engine less than a text.
+std::string TimeSeconds(Engine engine, const std::string& column);
+
+/// The seconds since 1970 of what TimeSeconds asked for.
+std::optional<std::int64_t> SecondsIn(const Value& value);
 
 /// The history of the sections: which row held from when to when, and what changed. Every report stands
 /// where its time puts it, whenever it comes.
@@ -24,11 +35,14 @@ public:
     std::optional<std::int64_t> NextReport(std::int64_t machine, const std::string& section,
                                            std::int64_t time);
 
-    /// Makes a section's present rows those of a report that is the latest one.
+    /// Notes that a section's present rows are to become those of a report that is the latest one.
     /// @param emptyBefore the properties that were empty, as SectionPart::empty
-    /// @return how many properties changed
-    std::uint64_t Change(std::int64_t machine, const std::string& section, const SectionPart& part,
-                         const std::string& emptyBefore, std::int64_t time);
+    void Change(std::int64_t machine, std::string section, SectionPart part,
+                std::string emptyBefore, std::int64_t time);
+    /// Does what was noted, all of it together, which no two changes of one section may be.
+    /// @param onChanged is told of each section how many of its properties changed
+    void MakeChanges(
+        const std::function<void(std::int64_t machine, std::uint64_t changes)>& onChanged);
 
     /// Puts a report between earlier and later ones.
     /// @param emptyNow the properties that are empty in the latest report
@@ -36,10 +50,9 @@ public:
     std::uint64_t Insert(std::int64_t machine, const std::string& section, const SectionPart& part,
                          const std::string& emptyNow, std::int64_t time, std::int64_t next);
 
-    /// A part of a section with the properties of some terms as they were at a time.
-    SectionPart WithKept(std::int64_t machine, const std::string& section, const SectionPart& part,
-                         const std::string& emptyNow, std::int64_t time,
-                         const std::function<bool(const report::Term&)>& isKept);
+    /// Adds the properties of some terms as they were at a time to a section that lacks them.
+    void Keep(std::int64_t machine, const std::string& emptyNow, std::int64_t time,
+              const std::function<bool(const report::Term&)>& isKept, report::Section* section);
 
 private:
     /// A row of a section's table, or one of the facts without a column.
@@ -49,10 +62,27 @@ private:
         OtherFact other;       // only for these
         std::string from, to;  // `to` is empty while it holds
 
-        bool HasSameFacts(const Kept& another) const
-        {
-            return isOther == another.isOther && row == another.row && other == another.other;
-        }
+        /// Apart from when they hold.
+        auto facts() const { return std::tie(isOther, row, other); }
+    };
+    /// Rows by their facts.
+    class CSorted {
+    public:
+        explicit CSorted(const std::vector<Kept>& rows);
+        /// @return null where no row has the same facts
+        const Kept* Find(const Kept& sought) const;
+
+    private:
+        std::vector<const Kept*> rows_;
+    };
+    /// A section that changes.
+    struct Changing {
+        std::int64_t machine;
+        std::string section;
+        SectionPart part;
+        std::string emptyBefore;
+        std::int64_t time;
+        std::vector<Kept> before = {};
     };
     struct Place {
         std::int64_t machine;
@@ -71,10 +101,20 @@ private:
     void SetEmpty(const Place& place, const std::string& upto, const std::string& empty);
     void Open(const Place& place, const Kept& kept);
     void Set(const Place& place, const Kept& kept, const char* column, const std::string& value);
+    void ReadChanging();
+    std::uint64_t MakeChange(const Changing& changing, CRowWriter& closed, CRowWriter& changes);
     std::uint64_t AddChanges(const Place& place, const std::string& time,
                              const report::Section& before, const report::Section& after);
+    static std::uint64_t AddChanges(const Place& place, const std::string& time,
+                                    const report::Section& before, const report::Section& after,
+                                    CRowWriter& changes);
+    /// Writes the rows that wait.
+    void FinishRows();
+    CRowWriter& WriterOf(const std::string& table, const std::string& columns);
 
     CDatabase& database_;
+    std::map<std::pair<std::string_view, std::int64_t>, std::unique_ptr<Changing>> changing_;
+    std::map<std::string, std::unique_ptr<CRowWriter>> writers_;  ///< by table
 };
 
 }  // namespace orrery::fleet

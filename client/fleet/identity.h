@@ -19,6 +19,8 @@ struct Identity {
     /// Of physical adapters, as their makers gave them out: sorted, no two the same.
     std::vector<std::string> addresses;
 
+    bool operator==(const Identity&) const = default;
+
     /// What tells the machine from others: "serial", "uuid", "address" or, where only name and model do,
     /// "weak".
     std::string_view Kind() const noexcept;

@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <condition_variable>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <thread>
 #include <variant>
 
@@ -22,22 +22,49 @@
 namespace orrery::fleet {
 namespace {
 
-/// Reports that are stored in one transaction.
-constexpr std::size_t kBatch = 500;
-/// Reports that may wait for being stored, so that memory does not grow with their number.
-constexpr std::size_t kWindow = 128;
+/// Reports that are stored in one transaction, and the bytes of their files: whichever is less.
+constexpr std::size_t kBatch = 1000;
+constexpr std::size_t kBatchBytes = std::size_t{32} << 20;
+/// Files that a thread reads or takes apart in one go; of large ones fewer.
+constexpr std::size_t kPart = 32;
+constexpr std::size_t kPartBytes = std::size_t{2} << 20;
+/// Parts that may wait for being stored, so that memory does not grow with the number of reports: enough for
+/// the next transaction while one is under way.
+constexpr std::size_t kWindow = kBatch / kPart + 8;
 /// Files that are looked up at once.
 constexpr std::size_t kLookUp = 4096;
 
 using Outcome = std::variant<StoredReport, Refusal>;
 
-Outcome Read(const SourceFile& file)
+/// @return nothing for what cannot be read
+std::optional<std::string> ReadBytes(const SourceFile& source)
+{
+    const int file = open(source.path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return std::nullopt;
+    // One more, to see the end of a file that has not grown.
+    std::string bytes(source.size + 1, '\0');
+    std::size_t size = 0;
+    ssize_t got = 0;
+    while (size < bytes.size() && (got = read(file, bytes.data() + size, bytes.size() - size)) > 0)
+        size += static_cast<std::size_t>(got);
+    close(file);
+    if (got != 0)
+        return std::nullopt;
+    bytes.resize(size);
+    return bytes;
+}
+
+/// @param bytes of the file, where they could be read
+Outcome Parse(const SourceFile& file, const std::optional<std::string>& bytes)
 {
     const std::filesystem::path path = PathFromUtf8(file.path);
     try {
-        const report::Report report = report::ReadReport(path);
-        if (report.completeness.isCut())
-            return Refusal{file.path, report::Describe(report.completeness)};
+        auto facts = bytes ? CReportFacts::Read(*bytes) : std::nullopt;
+        if (!facts)
+            facts = CReportFacts::Of(report::ReadReport(path));
+        if (facts->completeness().isCut())
+            return Refusal{file.path, report::Describe(facts->completeness())};
         constexpr std::int64_t kNanoseconds = 1'000'000'000;
         std::int64_t time = file.modified / kNanoseconds;
         report::Sidecar sidecar;
@@ -46,8 +73,8 @@ Outcome Read(const SourceFile& file)
                 sidecar = std::move(*told);
                 time = sidecar.collected;
             }
-        auto stored = StoredReport::From(report, file, time, sidecar.rights, sidecar.uuid,
-                                         sidecar.installation);
+        auto stored = StoredReport::From(std::move(*facts), file, time, sidecar.rights,
+                                         sidecar.uuid, sidecar.installation);
         if (stored.identity.name.empty())
             stored.identity.name = sidecar.computerName;
         if (stored.identity.isEmpty())
@@ -58,15 +85,21 @@ Outcome Read(const SourceFile& file)
     }
 }
 
-/// Reads files on threads of its own and hands them out in their order.
+/// Reads files on a thread of its own, takes them apart on others and hands them out in their order.
 class CReadAhead {
 public:
-    explicit CReadAhead(const std::vector<SourceFile>& files) : files_(files)
+    explicit CReadAhead(const std::vector<SourceFile>& files)
     {
-        threads_.emplace_back([this] { FetchFiles(); });
+        for (std::size_t begin = 0, end = 0; end < files.size(); begin = end) {
+            for (std::size_t bytes = 0;
+                 end < files.size() && end - begin < kPart && bytes < kPartBytes; ++end)
+                bytes += files[end].size;
+            parts_.push_back(std::span{files}.subspan(begin, end - begin));
+        }
+        threads_.emplace_back([this] { Guard([this] { ReadFiles(); }); });
         const unsigned parsers = std::max(1U, std::thread::hardware_concurrency() - 1);
         for (unsigned i = 0; i < parsers; ++i)
-            threads_.emplace_back([this] { ReadFiles(); });
+            threads_.emplace_back([this] { Guard([this] { ParseFiles(); }); });
     }
     ~CReadAhead()
     {
@@ -84,46 +117,36 @@ public:
     /// The next file's outcome; there have to be more.
     Outcome Next()
     {
-        std::unique_lock lock{mutex_};
-        auto& slot = slots_[taken_ % kWindow];
-        changed_.wait(lock, [&] { return slot.has_value() || failure_; });
-        if (failure_)
-            std::rethrow_exception(failure_);
-        Outcome outcome = std::move(*slot);
-        slot.reset();
-        ++taken_;
-        lock.unlock();
-        changed_.notify_all();
-        return outcome;
+        if (at_ == current_.size()) {
+            std::unique_lock lock{mutex_};
+            Slot& slot = slots_[taken_ % kWindow];
+            changed_.wait(lock, [&] { return slot.state == State::kParsed || failure_; });
+            if (failure_)
+                std::rethrow_exception(failure_);
+            current_ = std::move(slot.outcomes);
+            slot = {};
+            at_ = 0;
+            ++taken_;
+            lock.unlock();
+            changed_.notify_all();
+        }
+        return std::move(current_[at_++]);
     }
 
 private:
-    /// Has the system read files into its own memory before they are needed.
-    void FetchFiles()
-    {
-        for (std::size_t at = 0; at < files_.size() && WaitForTurn(at); ++at) {
-            const int file = open(files_[at].path.c_str(), O_RDONLY | O_CLOEXEC);
-            if (file < 0)
-                continue;
-            posix_fadvise(file, 0, 0, POSIX_FADV_WILLNEED);
-            close(file);
-        }
-    }
+    enum class State { kEmpty, kRead, kParsed };
+    /// A part of the files on its way.
+    struct Slot {
+        State state = State::kEmpty;
+        std::vector<std::optional<std::string>> bytes;
+        std::vector<Outcome> outcomes;
+    };
 
-    void ReadFiles()
+    template <class Work>
+    void Guard(const Work& work)
     {
         try {
-            for (;;) {
-                const std::size_t at = next_++;
-                if (at >= files_.size() || !WaitForTurn(at))
-                    return;
-                Outcome outcome = Read(files_[at]);
-                {
-                    const std::lock_guard lock{mutex_};
-                    slots_[at % kWindow] = std::move(outcome);
-                }
-                changed_.notify_all();
-            }
+            work();
         } catch (...) {
             const std::lock_guard lock{mutex_};
             failure_ = std::current_exception();
@@ -131,22 +154,72 @@ private:
         }
     }
 
-    /// @return whether to go on
-    bool WaitForTurn(std::size_t at)
+    void ReadFiles()
     {
-        std::unique_lock lock{mutex_};
-        changed_.wait(lock, [&] { return isStopped_ || at < taken_ + kWindow; });
-        return !isStopped_;
+        for (std::size_t part = 0; part < parts_.size(); ++part) {
+            {
+                std::unique_lock lock{mutex_};
+                changed_.wait(lock, [&] { return isStopped_ || part < taken_ + kWindow; });
+                if (isStopped_)
+                    return;
+            }
+            std::vector<std::optional<std::string>> bytes;
+            for (const SourceFile& file : parts_[part])
+                bytes.push_back(ReadBytes(file));
+            {
+                const std::lock_guard lock{mutex_};
+                Slot& slot = slots_[part % kWindow];
+                slot.bytes = std::move(bytes);
+                slot.state = State::kRead;
+            }
+            changed_.notify_all();
+        }
     }
 
-    const std::vector<SourceFile>& files_;
+    void ParseFiles()
+    {
+        for (;;) {
+            std::vector<std::optional<std::string>> bytes;
+            std::size_t part = 0;
+            {
+                std::unique_lock lock{mutex_};
+                part = parsed_++;
+                if (part >= parts_.size())
+                    return;
+                Slot& slot = slots_[part % kWindow];
+                changed_.wait(lock, [&] {
+                    return isStopped_ || (part < taken_ + kWindow && slot.state == State::kRead);
+                });
+                if (isStopped_)
+                    return;
+                bytes = std::move(slot.bytes);
+            }
+            std::vector<Outcome> outcomes;
+            outcomes.reserve(bytes.size());
+            for (std::size_t i = 0; i < bytes.size(); ++i) {
+                outcomes.push_back(Parse(parts_[part][i], bytes[i]));
+                bytes[i].reset();
+            }
+            {
+                const std::lock_guard lock{mutex_};
+                Slot& slot = slots_[part % kWindow];
+                slot.outcomes = std::move(outcomes);
+                slot.state = State::kParsed;
+            }
+            changed_.notify_all();
+        }
+    }
+
+    std::vector<std::span<const SourceFile>> parts_;
+    std::vector<Outcome> current_;
+    std::size_t at_ = 0;  ///< in current_
+
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::array<std::optional<Outcome>, kWindow> slots_;
-    std::size_t taken_ = 0;
+    std::array<Slot, kWindow> slots_;
+    std::size_t taken_ = 0, parsed_ = 0;
     bool isStopped_ = false;
     std::exception_ptr failure_;
-    std::atomic<std::size_t> next_ = 0;
     std::vector<std::thread> threads_;
 };
 
@@ -202,6 +275,7 @@ LoadResult Load(CDatabase& database, const std::vector<std::string>& folders,
     LoadProgress progress{files.size(), 0};
     CReadAhead reports{files};
     std::vector<StoredReport> batch;
+    std::size_t bytes = 0;
     std::vector<Refusal> refused;
     while (progress.done < progress.files) {
         Outcome outcome = reports.Next();
@@ -209,9 +283,10 @@ LoadResult Load(CDatabase& database, const std::vector<std::string>& folders,
         if (auto* const refusal = std::get_if<Refusal>(&outcome))
             refuse(*refusal);
         else
-            batch.push_back(std::move(std::get<StoredReport>(outcome)));
-        if (batch.size() >= kBatch || progress.done == progress.files) {
+            bytes += batch.emplace_back(std::move(std::get<StoredReport>(outcome))).file.size;
+        if (batch.size() >= kBatch || bytes >= kBatchBytes || progress.done == progress.files) {
             result.stored += StoreReports(database, host, std::exchange(batch, {}), &refused);
+            bytes = 0;
             for (const Refusal& refusal : std::exchange(refused, {}))
                 refuse(refusal);
         }

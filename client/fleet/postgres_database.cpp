@@ -1,11 +1,15 @@
 #include <libpq-fe.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstring>
+#include <map>
 #include <utility>
 #include <vector>
 
 #include "client/fleet/database.h"
+#include "client/report/typed_value.h"
 #include "client/system/exit_codes.h"
 
 namespace orrery::fleet {
@@ -24,7 +28,8 @@ constexpr const char* kLoadersLock = "SELECT pg_advisory_xact_lock(731146023)";
 constexpr std::size_t kBlockBytes = std::size_t{256} << 10;
 
 // Types of columns, as the server numbers them.
-constexpr Oid kBool = 16, kInt8 = 20, kInt2 = 21, kInt4 = 23;
+constexpr Oid kBool = 16, kInt8 = 20, kInt2 = 21, kInt4 = 23, kDate = 1082, kTime = 1184;
+constexpr std::int64_t kDaySeconds = 86'400;
 
 std::string_view WithoutLineEnd(std::string_view text)
 {
@@ -165,104 +170,141 @@ private:
     }
 
     Connection connection_;
+    std::map<std::string, std::vector<Oid>> types_;  ///< of the columns of tables
 };
 
+/// Rows in the binary form of COPY, which spares the server reading numbers and times.
 class CPostgresWriter : public CRowWriter {
 public:
-    explicit CPostgresWriter(CPostgresDatabase& database) : database_(database)
-    {
-        block_.reserve(kBlockBytes + (std::size_t{64} << 10));
-    }
-    ~CPostgresWriter() override
-    {
-        if (!isFinished_)
-            End("the rows are incomplete");
-    }
+    CPostgresWriter(CPostgresDatabase& database, std::string copy, std::vector<Oid> types)
+        : database_(database), copy_(std::move(copy)), types_(std::move(types))
+    {}
 
     void Add(std::span<const Value> row) override
     {
-        bool isFirst = true;
-        for (const Value& value : row) {
-            if (!std::exchange(isFirst, false))
-                block_ += '\t';
-            if (const auto* const number = std::get_if<std::int64_t>(&value)) {
-                std::array<char, 24> digits{};
-                const auto end =
-                    std::to_chars(digits.data(), digits.data() + digits.size(), *number);
-                block_.append(digits.data(), end.ptr);
-            } else if (IsNull(value)) {
-                block_ += "\\N";
-            } else {
-                AddText(TextIn(value));
-            }
-        }
-        block_ += '\n';
-        if (block_.size() >= kBlockBytes)
-            Send();
+        if (block_.empty())
+            // The signature, no flags and no further header.
+            block_.append("PGCOPY\n\xFF\r\n\0\0\0\0\0\0\0\0\0", 19);
+        AppendNumber<std::int16_t>(static_cast<std::int64_t>(row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i)
+            AddValue(types_[i], row[i]);
+        if (block_.size() >= kMostBytes)
+            Finish();
     }
 
     void Finish() override
     {
-        Send();
-        isFinished_ = true;
-        End(nullptr);
+        if (block_.empty())
+            return;
+        AppendNumber<std::int16_t>(-1);
+        database_.Run(copy_);
+        PGconn* const connection = database_.connection();
+        for (std::size_t at = 0; at < block_.size(); at += kBlockBytes)
+            if (PQputCopyData(connection, block_.data() + at,
+                              static_cast<int>(std::min(kBlockBytes, block_.size() - at))) != 1)
+                database_.Fail();
+        block_.clear();
+        if (PQputCopyEnd(connection, nullptr) != 1)
+            database_.Fail();
+        bool isDone = true;
+        while (const Result result{PQgetResult(connection)})
+            isDone = isDone && PQresultStatus(result.get()) == PGRES_COMMAND_OK;
+        if (!isDone)
+            database_.Fail();
     }
 
 private:
-    void AddText(std::string_view text)
+    /// More than that does not wait, so that memory has a bound.
+    static constexpr std::size_t kMostBytes = std::size_t{16} << 20;
+
+    void AddValue(Oid type, const Value& value)
     {
-        for (const char unit : text) {
-            switch (unit) {
-                case '\0':
-                    block_ += "\xEF\xBF\xBD";
-                    break;
-                case '\\':
-                    block_ += "\\\\";
-                    break;
-                case '\t':
-                    block_ += "\\t";
-                    break;
-                case '\n':
-                    block_ += "\\n";
-                    break;
-                case '\r':
-                    block_ += "\\r";
-                    break;
+        if (const auto* const number = std::get_if<std::int64_t>(&value)) {
+            switch (type) {
+                case kBool:
+                    return AddSized<std::int8_t>(*number != 0);
+                case kInt8:
+                    return AddSized<std::int64_t>(*number);
                 default:
-                    block_ += unit;
+                    return AddText(std::to_string(*number));
             }
+        }
+        if (IsNull(value))
+            return AppendNumber<std::int32_t>(-1);
+        const std::string_view text = TextIn(value);
+        switch (type) {
+            case kDate:
+                return AddSized<std::int32_t>(SecondsOfTime(std::string{text} + "T00:00:00Z") /
+                                              kDaySeconds);
+            case kTime:
+                return AddSized<std::int64_t>(SecondsOfTime(text) * 1'000'000);
+            default:
+                AddText(text);
         }
     }
 
-    void Send()
+    /// Since the beginning of 2000, from which the server counts.
+    std::int64_t SecondsOfTime(std::string_view text)
     {
-        if (!block_.empty() && PQputCopyData(database_.connection(), block_.data(),
-                                             static_cast<int>(block_.size())) != 1)
-            database_.Fail();
-        block_.clear();
+        // Rows of one report have one time.
+        if (text != lastTime_) {
+            constexpr std::int64_t kEpoch = 946'684'800;
+            lastTime_ = text;
+            lastSeconds_ = report::SecondsOf(text).value() - kEpoch;
+        }
+        return lastSeconds_;
     }
 
-    void End(const char* refusal)
+    template <class Number>
+    void AddSized(std::int64_t number)
     {
-        PQputCopyEnd(database_.connection(), refusal);
-        ExecStatusType status = PGRES_COMMAND_OK;
-        while (const Result result{PQgetResult(database_.connection())})
-            if (PQresultStatus(result.get()) != PGRES_COMMAND_OK)
-                status = PQresultStatus(result.get());
-        if (refusal == nullptr && status != PGRES_COMMAND_OK)
-            database_.Fail();
+        AppendNumber<std::int32_t>(sizeof(Number));
+        AppendNumber<Number>(number);
+    }
+
+    template <class Number>
+    void AppendNumber(std::int64_t number)
+    {
+        std::array<char, sizeof(Number)> bytes{};
+        for (std::size_t i = sizeof(Number); i-- > 0; number >>= 8)
+            bytes[i] = static_cast<char>(number & 0xFF);
+        block_.append(bytes.data(), bytes.size());
+    }
+
+    void AddText(std::string_view text)
+    {
+        if (text.empty() || std::memchr(text.data(), '\0', text.size()) == nullptr) {
+            AppendNumber<std::int32_t>(static_cast<std::int64_t>(text.size()));
+            block_ += text;
+            return;
+        }
+        std::string mended;
+        for (const char unit : text)
+            mended += unit != '\0' ? std::string(1, unit) : "\xEF\xBF\xBD";
+        AddText(mended);
     }
 
     CPostgresDatabase& database_;
+    const std::string copy_;
+    const std::vector<Oid> types_;
     std::string block_;
-    bool isFinished_ = false;
+    std::string lastTime_;
+    std::int64_t lastSeconds_ = 0;
 };
 
 std::unique_ptr<CRowWriter> CPostgresDatabase::Insert(const std::string& table,
                                                       const std::string& columns)
 {
-    Run("COPY " + table + " (" + columns + ") FROM STDIN");
-    return std::make_unique<CPostgresWriter>(*this);
+    auto& types = types_[table + ' ' + columns];
+    if (types.empty()) {
+        const Result result{PQexec(connection_.get(),
+                                   ("SELECT " + columns + " FROM " + table + " LIMIT 0").c_str())};
+        Check(result.get());
+        for (int i = 0; i < PQnfields(result.get()); ++i)
+            types.push_back(PQftype(result.get(), i));
+    }
+    return std::make_unique<CPostgresWriter>(
+        *this, "COPY " + table + " (" + columns + ") FROM STDIN (FORMAT binary)", types);
 }
 
 }  // namespace

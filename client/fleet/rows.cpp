@@ -1,14 +1,11 @@
 #include "client/fleet/rows.h"
 
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
 #include <iterator>
 #include <map>
+#include <ranges>
 #include <utility>
 
 #include "client/report/typed_value.h"
@@ -38,41 +35,20 @@ const Tables& TablesOf(std::string_view section)
     return found != tables.end() ? found->second : none;
 }
 
-/// The column of a property.
-/// @return the number of columns where the table has none
-std::size_t ColumnOf(const SectionTable& table, std::string_view property)
-{
-    return static_cast<std::size_t>(
-        std::ranges::find(table.columns, property,
-                          [](const Column& column) { return column.term->property; }) -
-        table.columns.begin());
-}
+constexpr std::size_t kNoColumn = static_cast<std::size_t>(-1);
 
-/// A value as its column holds it.
-/// @return NULL where it cannot
-Cell ToCell(const Column& column, const std::string& value)
+/// The place of a property among the columns of the table that holds it.
+std::size_t ColumnOf(const report::Term& term)
 {
-    switch (column.type) {
-        case ColumnType::kText:
-            return value;
-        case ColumnType::kNumber:
-            if (const auto number = report::ExactNumber(value))
-                return *number;
-            break;
-        case ColumnType::kTruth:
-            if (const auto truth = report::ExactTruth(*column.term, value))
-                return std::int64_t{*truth};
-            break;
-        case ColumnType::kDate:
-            if (auto date = report::IsoDate(value))
-                return std::move(*date);
-            break;
-        case ColumnType::kTime:
-            if (report::IsIsoTime(value))
-                return value;
-            break;
-    }
-    return std::monostate{};
+    static const auto columns = [] {
+        std::vector<std::size_t> all(report::Vocabulary().size(), kNoColumn);
+        for (const SectionTable& table : SectionTables())
+            for (std::size_t i = 0; i < table.columns.size(); ++i)
+                all[static_cast<std::size_t>(table.columns[i].term - report::Vocabulary().data())] =
+                    i;
+        return all;
+    }();
+    return columns[static_cast<std::size_t>(&term - report::Vocabulary().data())];
 }
 
 /// The report's text of what a column holds.
@@ -93,107 +69,12 @@ std::string ToText(const Column& column, const Cell& cell)
     return *number != 0 ? "1" : "0";
 }
 
-/// Builds a part of a section from its facts.
-class CPartBuilder {
-public:
-    explicit CPartBuilder(const SectionTable* table) { part_.table = table; }
-
-    /// Begins an instance, which has a row even where none of its facts has a column.
-    void Begin(std::int32_t instance)
-    {
-        Hash({}, instance, {});
-        if (part_.table != nullptr)
-            part_.rows.push_back({instance, std::vector<Cell>(part_.table->columns.size())});
-    }
-
-    void Add(const Property& property, std::int32_t instance)
-    {
-        Hash(property.name, instance, property.value);
-        const std::size_t at = part_.table != nullptr ? ColumnOf(*part_.table, property.name) : 0;
-        if (part_.table == nullptr || at == part_.table->columns.size()) {
-            part_.others.push_back({property.name, instance, property.value});
-            return;
-        }
-        Cell cell = ToCell(part_.table->columns[at], property.value);
-        if (!std::holds_alternative<std::monostate>(cell))
-            part_.rows.back().cells[at] = std::move(cell);
-        else if (!property.value.empty())
-            part_.others.push_back({property.name, instance, property.value});
-        else
-            part_.empty +=
-                (part_.empty.empty() ? "" : "|") + property.name + '.' + std::to_string(instance);
-    }
-
-    /// Leaves out the instance that was begun last if nothing came of it.
-    void DropEmpty()
-    {
-        if (!part_.rows.empty() &&
-            std::ranges::all_of(part_.rows.back().cells, [](const Cell& cell) {
-                return std::holds_alternative<std::monostate>(cell);
-            }))
-            part_.rows.pop_back();
-    }
-
-    SectionPart Take()
-    {
-        std::array<char, 40> text{};
-        std::snprintf(text.data(), text.size(), "%016llx%016llx",
-                      static_cast<unsigned long long>(hash_.high64),
-                      static_cast<unsigned long long>(hash_.low64));
-        part_.digest = text.data();
-        return std::move(part_);
-    }
-
-private:
-    void Hash(std::string_view property, std::int32_t instance, std::string_view value)
-    {
-        bytes_.clear();
-        bytes_.append(reinterpret_cast<const char*>(&hash_), sizeof hash_);
-        bytes_.append(reinterpret_cast<const char*>(&instance), sizeof instance);
-        bytes_.append(property).append(1, '\t').append(value);
-        hash_ = XXH3_128bits(bytes_.data(), bytes_.size());
-    }
-
-    SectionPart part_;
-    XXH128_hash_t hash_{};
-    std::string bytes_;  // kept for its memory
-};
-
-/// Every text of a report, with what is done to it.
-template <class Text, class Report>
-bool AnyText(Report& report, const Text& onText)
-{
-    bool any = false;
-    for (auto& section : report.sections) {
-        any = onText(section.name) || any;
-        for (auto& instance : section.instances)
-            for (auto& property : instance.properties) {
-                any = onText(property.name) || any;
-                any = onText(property.value) || any;
-            }
-    }
-    for (auto& time : report.elapsedTimes)
-        any = onText(time) || any;
-    return any;
-}
-
-/// Adds a section. Names that only differ in what UTF-8 or a database cannot spell have become the same.
-void Join(SectionRows section, std::vector<SectionRows>* sections)
-{
-    const auto same = std::ranges::find(*sections, section.section, &SectionRows::section);
-    if (same == sections->end()) {
-        sections->push_back(std::move(section));
-        return;
-    }
-    for (const auto part : {&SectionRows::history, &SectionRows::latest}) {
-        SectionPart& joined = (*same).*part;
-        SectionPart& added = section.*part;
-        std::ranges::move(added.others, std::back_inserter(joined.others));
-        joined.digest = added.digest;
-    }
-}
-
 }  // namespace
+
+const SectionTable* HistoryTable(std::string_view section)
+{
+    return TablesOf(section).history;
+}
 
 Value AsValue(const Cell& cell) noexcept
 {
@@ -213,41 +94,126 @@ Cell AsCell(const Value& value)
     return std::monostate{};
 }
 
-bool HasNulls(const report::Report& report)
+SectionPart PartRows::Copy() const
 {
-    return AnyText(report, [](const std::string& text) { return text.find('\0') != text.npos; });
-}
-
-report::Report WithoutNulls(report::Report report)
-{
-    AnyText(report, [](std::string& text) {
-        for (std::size_t at = 0; (at = text.find('\0', at)) != text.npos;)
-            text.replace(at, 1, "\xEF\xBF\xBD");
-        return true;
-    });
-    return report;
-}
-
-std::vector<SectionRows> RowsOf(const report::Report& report)
-{
-    std::vector<SectionRows> result;
-    result.reserve(report.sections.size());
-    for (const Section& section : report.sections) {
-        const Tables& tables = TablesOf(section.name);
-        CPartBuilder history{tables.history}, latest{tables.latest};
-        for (const Instance& instance : section.instances) {
-            history.Begin(instance.index);
-            latest.Begin(instance.index);
-            for (const Property& property : instance.properties) {
-                const report::Term* const term = report::FindTerm(section.name, property.name);
-                (term != nullptr && IsLatestOnly(*term) ? latest : history)
-                    .Add(property, instance.index);
-            }
-            latest.DropEmpty();
-        }
-        Join({section.name, history.Take(), latest.Take()}, &result);
+    SectionPart part{table, {}, {}, empty};
+    for (std::size_t i = 0; i < instances.size(); ++i) {
+        Row& row = part.rows.emplace_back(Row{instances[i], {}});
+        for (const Value& cell : CellsOf(i))
+            row.cells.push_back(AsCell(cell));
     }
-    return result;
+    for (const Other& other : others)
+        part.others.push_back(
+            {std::string{other.property}, other.instance, std::string{other.value}});
+    return part;
+}
+
+void CSectionRows::Make(const CReportFacts& facts, const CReportFacts::Section& section)
+{
+    made_.clear();
+    const Tables& tables = TablesOf(section.name);
+    history.table = tables.history;
+    latest.table = tables.latest;
+    MakePart(facts, section, false, &history);
+    MakePart(facts, section, true, &latest);
+}
+
+void CSectionRows::MakePart(const CReportFacts& facts, const CReportFacts::Section& section,
+                            bool isLatest, PartRows* part)
+{
+    part->instances.clear();
+    part->cells.clear();
+    part->others.clear();
+    part->empty.clear();
+    // Every instance has a row in the history, even where none of its facts has a column.
+    std::vector<std::int32_t> together;
+    const auto runs = facts.RunsOf(section);
+    for (const auto& run : runs) {
+        const auto all = facts.FactsOf(run);
+        if ((isLatest && !IsLatestOnly(run)) ||
+            std::ranges::equal(part->instances, all, {}, {}, &CReportFacts::Fact::instance))
+            continue;
+        together.clear();
+        std::ranges::set_union(part->instances,
+                               std::views::transform(all, &CReportFacts::Fact::instance),
+                               std::back_inserter(together));
+        part->instances.swap(together);
+    }
+    const std::size_t columns = part->table != nullptr ? part->table->columns.size() : 0;
+    part->cells.resize(part->instances.size() * columns);
+
+    std::vector<std::pair<std::int32_t, std::string_view>> empty;
+    for (const auto& run : runs) {
+        if (IsLatestOnly(run) != isLatest)
+            continue;
+        const std::size_t column =
+            part->table != nullptr && run.term != nullptr ? ColumnOf(*run.term) : kNoColumn;
+        if (column == kNoColumn) {
+            for (const auto& fact : facts.FactsOf(run))
+                part->others.push_back({run.property, fact.instance, fact.value});
+            continue;
+        }
+        std::size_t row = 0;
+        for (const auto& fact : facts.FactsOf(run)) {
+            while (part->instances[row] != fact.instance)
+                ++row;
+            Value cell = ToCell(part->table->columns[column], fact.value);
+            if (!IsNull(cell))
+                part->cells[row * columns + column] = cell;
+            else if (!fact.value.empty())
+                part->others.push_back({run.property, fact.instance, fact.value});
+            else
+                empty.emplace_back(fact.instance, run.property);
+        }
+    }
+    std::ranges::stable_sort(part->others, {}, &PartRows::Other::instance);
+    std::ranges::stable_sort(empty, {}, [](const auto& each) { return each.first; });
+    for (const auto& [instance, property] : empty)
+        part->empty.append(part->empty.empty() ? "" : "|")
+            .append(property)
+            .append(1, '.')
+            .append(std::to_string(instance));
+    if (part->table == nullptr) {
+        part->instances.clear();
+    } else if (isLatest) {
+        std::size_t kept = 0;
+        for (std::size_t row = 0; row < part->instances.size(); ++row) {
+            if (std::ranges::all_of(part->CellsOf(row), &IsNull))
+                continue;
+            std::ranges::copy(part->CellsOf(row),
+                              part->cells.begin() + static_cast<std::ptrdiff_t>(kept * columns));
+            part->instances[kept++] = part->instances[row];
+        }
+        part->instances.resize(kept);
+        part->cells.resize(kept * columns);
+    }
+}
+
+/// A value as its column holds it.
+/// @return NULL where it cannot
+Value CSectionRows::ToCell(const Column& column, std::string_view value)
+{
+    switch (column.type) {
+        case ColumnType::kText:
+            return value;
+        case ColumnType::kNumber:
+            if (const auto number = report::ExactNumber(value))
+                return *number;
+            break;
+        case ColumnType::kTruth:
+            if (const auto truth = report::ExactTruth(*column.term, value))
+                return std::int64_t{*truth};
+            break;
+        case ColumnType::kDate:
+            if (auto date = report::IsoDate(value))
+                return std::string_view{made_.emplace_back(std::move(*date))};
+            break;
+        case ColumnType::kTime:
+            if (report::IsIsoTime(value))
+                return value;
+            break;
+    }
+    return std::monostate{};
 }
 
 std::string EmptyInHistory(std::string_view section, std::string_view empty)

@@ -1,15 +1,22 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
+#include <deque>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
+#include "client/fleet/report_facts.h"
 #include "client/fleet/schema.h"
 #include "client/report/report.h"
 
 namespace orrery::fleet {
+
+/// The table with a section's history; null where the vocabulary has none.
+const SectionTable* HistoryTable(std::string_view section);
 
 /// A value of a row that owns its text.
 using Cell = std::variant<std::monostate, std::int64_t, std::string>;
@@ -24,7 +31,7 @@ struct Row {
     std::int32_t instance = 0;
     std::vector<Cell> cells;  ///< one for each column of the table
 
-    bool operator==(const Row&) const = default;
+    auto operator<=>(const Row&) const = default;
 };
 
 /// A fact that has no column, or a value that its column cannot hold as it is.
@@ -33,7 +40,7 @@ struct OtherFact {
     std::int32_t instance = 0;
     std::string value;
 
-    bool operator==(const OtherFact&) const = default;
+    auto operator<=>(const OtherFact&) const = default;
 };
 
 /// One part of a section: what is kept with its history, or what only the latest is kept of.
@@ -44,22 +51,44 @@ struct SectionPart {
     /// The properties that are there and empty although their columns cannot say so, as
     /// "Property.Index", separated by vertical bars.
     std::string empty;
-    std::string digest;  ///< the same for the same facts
 };
 
-struct SectionRows {
-    std::string section;
-    SectionPart history, latest;
+/// A part of a section as rows whose texts belong to a report's facts.
+struct PartRows {
+    struct Other {
+        std::string_view property;
+        std::int32_t instance;
+        std::string_view value;
+    };
+
+    const SectionTable* table = nullptr;  ///< null where the vocabulary has none
+    std::vector<std::int32_t> instances;  ///< one for each row
+    std::vector<Value> cells;             ///< row by row, one for each column
+    std::vector<Other> others;
+    std::string empty;  ///< as SectionPart::empty
+
+    std::span<const Value> CellsOf(std::size_t row) const noexcept
+    {
+        return std::span{cells}.subspan(row * table->columns.size(), table->columns.size());
+    }
+    /// The same with texts of its own.
+    SectionPart Copy() const;
 };
 
-/// Whether a report says U+0000 anywhere, which no database's text holds.
-bool HasNulls(const report::Report& report);
+/// Makes rows of the facts of sections, one section after another. No fact is lost on the way.
+class CSectionRows {
+public:
+    void Make(const CReportFacts& facts, const CReportFacts::Section& section);
 
-/// The report with U+FFFD in place of every U+0000.
-report::Report WithoutNulls(report::Report report);
+    PartRows history, latest;  ///< of the section that Make was called for last
 
-/// A report's facts as rows, by section. No fact is lost on the way.
-std::vector<SectionRows> RowsOf(const report::Report& report);
+private:
+    void MakePart(const CReportFacts& facts, const CReportFacts::Section& section, bool isLatest,
+                  PartRows* part);
+    Value ToCell(const Column& column, std::string_view value);
+
+    std::deque<std::string> made_;  ///< texts that are not the report's
+};
 
 /// Those of a section's empty properties, as SectionPart::empty, that are kept with their history.
 std::string EmptyInHistory(std::string_view section, std::string_view empty);

@@ -1,5 +1,6 @@
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <utility>
 #include <vector>
@@ -23,17 +24,34 @@ constexpr int kPatienceMilliseconds = 60'000;
 
 class CSqliteDatabase;
 
+/// Hands over many rows at a time: the engine goes on where the row before went, instead of looking for the
+/// place of each.
 class CSqliteWriter : public CRowWriter {
 public:
-    CSqliteWriter(CSqliteDatabase& database, Statement statement)
-        : database_(database), statement_(std::move(statement))
-    {}
+    CSqliteWriter(CSqliteDatabase& database, std::string table, const std::string& columns);
     void Add(std::span<const Value> row) override;
-    void Finish() override {}
+    void Finish() override;
 
 private:
+    static constexpr std::size_t kMostRows = 64;
+    static constexpr std::size_t kMostTextBytes = std::size_t{1} << 20;
+
+    /// A value that waits; a text is so many bytes from a place in texts_ on.
+    struct Waiting {
+        enum class Kind { kNull, kNumber, kText } kind;
+        std::int64_t number;
+        std::size_t size;
+    };
+
+    Statement MakeStatement(std::size_t rows) const;
+    void Step(sqlite3_stmt* statement, std::size_t firstRow, std::size_t rows);
+
     CSqliteDatabase& database_;
-    Statement statement_;
+    const std::string start_;
+    const std::size_t columns_;
+    Statement one_, many_;
+    std::vector<Waiting> values_;
+    std::string texts_;
 };
 
 class CSqliteDatabase : public CDatabase {
@@ -45,9 +63,10 @@ public:
                 ExitCode::kInput,
                 "there is no database \"" + path + "\"; \"orreryctl fleet load FOLDER\" makes one");
         sqlite3* connection = nullptr;
-        const int result =
-            sqlite3_open_v2(path.c_str(), &connection,
-                            SQLITE_OPEN_READWRITE | (mayCreate ? SQLITE_OPEN_CREATE : 0), nullptr);
+        const int result = sqlite3_open_v2(
+            path.c_str(), &connection,
+            SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (mayCreate ? SQLITE_OPEN_CREATE : 0),
+            nullptr);
         connection_.reset(connection);
         Check(result);
         sqlite3_busy_timeout(connection, kPatienceMilliseconds);
@@ -67,7 +86,9 @@ public:
                const std::function<void(std::span<const Value>)>& onRow) override
     {
         const Statement statement = Prepare(text);
-        Bind(statement.get(), parameters);
+        int place = 0;
+        for (const Value& parameter : parameters)
+            Bind(statement.get(), ++place, parameter);
         std::vector<Value> row(static_cast<std::size_t>(sqlite3_column_count(statement.get())));
         while (Step(statement.get())) {
             for (std::size_t i = 0; i < row.size(); ++i)
@@ -79,11 +100,7 @@ public:
     std::unique_ptr<CRowWriter> Insert(const std::string& table,
                                        const std::string& columns) override
     {
-        std::string text = "INSERT INTO " + table + " (" + columns + ") VALUES (?";
-        for (const char letter : columns)
-            if (letter == ',')
-                text += ",?";
-        return std::make_unique<CSqliteWriter>(*this, Prepare(text + ")"));
+        return std::make_unique<CSqliteWriter>(*this, table, columns);
     }
 
     void Begin() override { Run("BEGIN IMMEDIATE"); }
@@ -126,22 +143,18 @@ public:
         return result == SQLITE_ROW;
     }
 
-    void Bind(sqlite3_stmt* statement, std::span<const Value> values) const
+    /// @param place from 1
+    void Bind(sqlite3_stmt* statement, int place, const Value& value) const
     {
-        int place = 0;
-        for (const Value& value : values) {
-            ++place;
-            if (const auto* const number = std::get_if<std::int64_t>(&value))
-                Check(sqlite3_bind_int64(statement, place, *number));
-            else if (const auto* const text = std::get_if<std::string_view>(&value))
-                Check(sqlite3_bind_text64(statement, place, text->data() ? text->data() : "",
-                                          text->size(), SQLITE_STATIC, SQLITE_UTF8));
-            else
-                Check(sqlite3_bind_null(statement, place));
-        }
+        if (const auto* const number = std::get_if<std::int64_t>(&value))
+            Check(sqlite3_bind_int64(statement, place, *number));
+        else if (const auto* const text = std::get_if<std::string_view>(&value))
+            Check(sqlite3_bind_text64(statement, place, text->data() ? text->data() : "",
+                                      text->size(), SQLITE_STATIC, SQLITE_UTF8));
+        else
+            Check(sqlite3_bind_null(statement, place));
     }
 
-private:
     Statement Prepare(const std::string& text) const
     {
         sqlite3_stmt* statement = nullptr;
@@ -150,6 +163,7 @@ private:
         return Statement{statement};
     }
 
+private:
     static Value Column(sqlite3_stmt* statement, int place)
     {
         switch (sqlite3_column_type(statement, place)) {
@@ -170,35 +184,81 @@ private:
     Connection connection_;
 };
 
-/// A text without U+0000, which tools that read a text to its end would cut there.
-std::string WithoutNulls(std::string_view text)
+CSqliteWriter::CSqliteWriter(CSqliteDatabase& database, std::string table,
+                             const std::string& columns)
+    : database_(database),
+      start_("INSERT INTO " + std::move(table) + " (" + columns + ") VALUES "),
+      columns_(static_cast<std::size_t>(std::ranges::count(columns, ',')) + 1),
+      one_(MakeStatement(1))
+{}
+
+Statement CSqliteWriter::MakeStatement(std::size_t rows) const
 {
-    std::string result;
-    for (const char unit : text) {
-        if (unit == '\0')
-            result += "\xEF\xBF\xBD";
-        else
-            result += unit;
-    }
-    return result;
+    std::string row = "(?";
+    for (std::size_t i = 1; i < columns_; ++i)
+        row += ",?";
+    std::string text = start_;
+    for (std::size_t i = 0; i < rows; ++i)
+        text += (i == 0 ? "" : ",") + row + ')';
+    return database_.Prepare(text);
 }
 
 void CSqliteWriter::Add(std::span<const Value> row)
 {
-    std::vector<std::string> mended;
-    std::vector<Value> values;
-    for (const Value& value : row)
-        if (TextIn(value).find('\0') != std::string_view::npos) {
-            values.assign(row.begin(), row.end());
-            mended.reserve(row.size());
-            break;
+    using enum Waiting::Kind;
+    for (const Value& value : row) {
+        if (const auto* const number = std::get_if<std::int64_t>(&value)) {
+            values_.push_back({kNumber, *number, 0});
+        } else if (const auto* const text = std::get_if<std::string_view>(&value)) {
+            const std::size_t begin = texts_.size();
+            texts_ += *text;
+            // Tools that read a text to its end would cut it at U+0000.
+            for (std::size_t at = begin; (at = texts_.find('\0', at)) != std::string::npos;)
+                texts_.replace(at, 1, "\xEF\xBF\xBD");
+            values_.push_back({kText, static_cast<std::int64_t>(begin), texts_.size() - begin});
+        } else {
+            values_.push_back({kNull, 0, 0});
         }
-    for (Value& value : values)
-        if (TextIn(value).find('\0') != std::string_view::npos)
-            value = mended.emplace_back(WithoutNulls(TextIn(value)));
-    database_.Bind(statement_.get(), values.empty() ? row : std::span<const Value>{values});
-    database_.Step(statement_.get());
-    sqlite3_reset(statement_.get());
+    }
+    if (values_.size() == kMostRows * columns_) {
+        if (many_ == nullptr)
+            many_ = MakeStatement(kMostRows);
+        Step(many_.get(), 0, kMostRows);
+        values_.clear();
+        texts_.clear();
+    } else if (texts_.size() > kMostTextBytes) {
+        Finish();
+    }
+}
+
+void CSqliteWriter::Finish()
+{
+    for (std::size_t row = 0; row < values_.size() / columns_; ++row)
+        Step(one_.get(), row, 1);
+    values_.clear();
+    texts_.clear();
+}
+
+void CSqliteWriter::Step(sqlite3_stmt* statement, std::size_t firstRow, std::size_t rows)
+{
+    for (std::size_t i = 0; i < rows * columns_; ++i) {
+        const Waiting& waiting = values_[firstRow * columns_ + i];
+        const int place = static_cast<int>(i) + 1;
+        switch (waiting.kind) {
+            case Waiting::Kind::kNull:
+                database_.Bind(statement, place, {});
+                break;
+            case Waiting::Kind::kNumber:
+                database_.Bind(statement, place, waiting.number);
+                break;
+            case Waiting::Kind::kText:
+                database_.Bind(statement, place,
+                               std::string_view{texts_}.substr(
+                                   static_cast<std::size_t>(waiting.number), waiting.size));
+        }
+    }
+    database_.Step(statement);
+    sqlite3_reset(statement);
 }
 
 }  // namespace

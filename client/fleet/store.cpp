@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "client/fleet/history.h"
+#include "client/fleet/rows.h"
 #include "client/fleet/schema.h"
 #include "client/report/facts.h"
 #include "client/report/machine.h"
@@ -20,7 +21,7 @@ namespace orrery::fleet {
 namespace {
 
 using report::FormatIsoTime;
-using report::SecondsOf;
+using Section = CReportFacts::Section;
 
 /// The elapsed times, among the digests of what only the latest is kept of.
 constexpr char kElapsed[] = "ET";
@@ -39,26 +40,33 @@ constexpr auto kFilledInByMakers = std::to_array<std::pair<std::string_view, std
     {"BaseBoard", "Version"},
 });
 
-/// Rows that wait for being written together.
-struct Pending {
-    std::string columns;
-    std::vector<std::vector<Cell>> rows;
-};
-
 struct Collected {
-    std::string digest, rights, empty;
+    std::string section, digest, rights, empty;
     std::int64_t since = 0;
     std::optional<std::int64_t> seen;
     bool isComplete = true;
+    bool isChanged = false;  ///< and not written yet
 };
+
+struct LatestDigest {
+    std::string section, digest;
+};
+
+/// A machine has a few sections only.
+template <class Each>
+Each* Find(std::vector<Each>& all, std::string_view section)
+{
+    const auto found = std::ranges::find(all, section, &Each::section);
+    return found != all.end() ? &*found : nullptr;
+}
 
 struct MachineState {
     KnownMachine known;
     std::int64_t first = 0, last = 0;
-    bool isNew = false, isChanged = false, areKeysChanged = false, hasCompleteTimes = false;
-    std::map<std::string, Collected, std::less<>> collected;
-    std::set<std::string, std::less<>> changedSections;
-    std::map<std::string, std::string, std::less<>> latestDigests;
+    bool isNew = false;  ///< and not written yet
+    bool isChanged = false, isSeen = false, areKeysChanged = false, hasCompleteTimes = false;
+    std::vector<Collected> collected;
+    std::vector<LatestDigest> latestDigests;
 };
 
 /// The texts by which a machine is looked up.
@@ -75,11 +83,23 @@ std::vector<std::pair<std::string_view, std::string>> KeysOf(const Identity& ide
     return keys;
 }
 
-std::string JoinedEmpty(const SectionRows& section)
+std::string JoinedEmpty(const CSectionRows& section)
 {
     const bool both = !section.history.empty.empty() && !section.latest.empty.empty();
     return section.history.empty + (both ? "|" : "") + section.latest.empty;
 }
+
+/// These, and what else identifies a machine.
+constexpr auto kNaming = [] {
+    std::array<std::pair<std::string_view, std::string_view>, kFilledInByMakers.size() + 3> all{};
+    std::ranges::copy(kFilledInByMakers, all.begin());
+    std::ranges::copy(std::to_array<std::pair<std::string_view, std::string_view>>(
+                          {{"ComputerSystem", "Name"},
+                           {"NetworkAdapter", "MACAddress"},
+                           {"NetworkAdapter", "PhysicalAdapter"}}),
+                      all.begin() + kFilledInByMakers.size());
+    return all;
+}();
 
 /// One transaction's work.
 class CBatch {
@@ -129,7 +149,7 @@ private:
 
         const std::string join = " FROM wanted_machine w JOIN ";
         database_.Query("SELECT t.machine, name, maker, model, serial, uuid, installation, " +
-                            Time("first_seen") + ", " + Time("last_seen") + join +
+                            Seconds("first_seen") + ", " + Seconds("last_seen") + join +
                             "machine t ON t.machine = w.machine ORDER BY 1",
                         [&](std::span<const Value> row) {
                             MachineState state;
@@ -140,8 +160,8 @@ private:
                                  {&identity.name, &identity.maker, &identity.model,
                                   &identity.serial, &identity.uuid, &identity.installation})
                                 *text = TextIn(row[++at]);
-                            state.first = SecondsOf(TextIn(row[7])).value_or(0);
-                            state.last = SecondsOf(TextIn(row[8])).value_or(0);
+                            state.first = SecondsIn(row[7]).value_or(0);
+                            state.last = SecondsIn(row[8]).value_or(0);
                             machines_.emplace(state.known.machine, std::move(state));
                         });
         database_.Query(
@@ -152,14 +172,14 @@ private:
                     .known.identity.addresses.emplace_back(TextIn(row[1]));
             });
         database_.Query(
-            "SELECT t.machine, section, digest, " + Time("since") + ", " + Time("seen") +
+            "SELECT t.machine, section, digest, " + Seconds("since") + ", " + Seconds("seen") +
                 ", complete, rights, empty" + join + "collected_section t ON t.machine = w.machine",
             [&](std::span<const Value> row) {
-                Collected& collected =
-                    machines_.at(NumberIn(row[0])).collected[std::string{TextIn(row[1])}];
+                Collected& collected = machines_.at(NumberIn(row[0])).collected.emplace_back();
+                collected.section = TextIn(row[1]);
                 collected.digest = TextIn(row[2]);
-                collected.since = SecondsOf(TextIn(row[3])).value_or(0);
-                collected.seen = SecondsOf(TextIn(row[4]));
+                collected.since = SecondsIn(row[3]).value_or(0);
+                collected.seen = SecondsIn(row[4]);
                 collected.isComplete = NumberIn(row[5]) != 0;
                 collected.rights = TextIn(row[6]);
                 collected.empty = TextIn(row[7]);
@@ -167,8 +187,9 @@ private:
         database_.Query(
             "SELECT t.machine, section, digest" + join + "latest_digest t ON t.machine = w.machine",
             [&](std::span<const Value> row) {
-                machines_.at(NumberIn(row[0])).latestDigests[std::string{TextIn(row[1])}] =
-                    TextIn(row[2]);
+                machines_.at(NumberIn(row[0]))
+                    .latestDigests.push_back(
+                        {std::string{TextIn(row[1])}, std::string{TextIn(row[2])}});
             });
         database_.Query("SELECT t.machine" + join +
                             "elapsed t ON t.machine = w.machine WHERE place = 0 AND complete",
@@ -193,13 +214,14 @@ private:
         if (touched_.contains(current_))
             Flush();
         touched_.insert(current_);
+        time_ = FormatIsoTime(report.time);
         KeepLacking(*state, report);
         if (!state->isNew && IsKnownTime(*state, report)) {
             if (report.time == state->last && !IsSame(*state, report)) {
                 refusals_->push_back({report.file.path,
                                       "another report of this machine has the same "
                                       "time, " +
-                                          FormatIsoTime(report.time) + ", and other facts"});
+                                          time_ + ", and other facts"});
                 return;
             }
             AddFile(*state, report);
@@ -207,25 +229,23 @@ private:
         }
         ++counts_.reports;
         AddFile(*state, report);
-        Add("report_time", "machine, at, complete",
-            {state->known.machine, FormatIsoTime(report.time), std::int64_t{report.isComplete}});
         const bool isLate = !state->isNew && report.time < state->last;
-        if (isLate) {
+        if (isLate)
             StoreLate(*state, report);
-            return;
-        }
-        const std::uint64_t before = counts_.changes;
-        StoreGaps(*state, report);
-        for (SectionRows& section : report.sections) {
-            StoreHistory(*state, report, section);
-            StoreLatest(*state, report, section.section, section.latest);
-            StorePlaceholders(*state, report, section.section);
-        }
-        StoreElapsed(*state, report);
-        state->last = report.time;
-        state->isChanged = true;
-        if (counts_.changes != before)
-            ++counts_.changed;
+        else
+            StoreLatestReport(*state, report);
+        Add("report_time", "machine, at, complete",
+            {state->known.machine, time_, std::int64_t{report.isComplete()}});
+    }
+
+    void StoreLatestReport(MachineState& state, const StoredReport& report)
+    {
+        StoreGaps(state, report);
+        for (const Section& section : report.facts.sections())
+            StoreSection(state, report, section);
+        StoreElapsed(state, report);
+        state.last = report.time;
+        state.isSeen = true;
     }
 
     /// The machine that a report is of, made where there is none yet.
@@ -287,6 +307,8 @@ private:
     void UpdateIdentity(MachineState& state, const Identity& told, const IsLatest& isLatest)
     {
         Identity& identity = state.known.identity;
+        if (told == identity)
+            return;
         const auto keys = KeysOf(identity);
         const auto take = [&](const char* section, auto member) {
             if (!(told.*member).empty() && ((identity.*member).empty() || isLatest(section)))
@@ -299,6 +321,7 @@ private:
         for (const auto text : {&Identity::uuid, &Identity::installation})
             take("", text);
         take("NetworkAdapter", &Identity::addresses);
+        state.isChanged = true;
         if (KeysOf(identity) != keys) {
             state.areKeysChanged = true;
             Index(state.known);
@@ -308,18 +331,21 @@ private:
     /// Gives the sections of which only some categories were collected what the others told before.
     void KeepLacking(const MachineState& state, StoredReport& report)
     {
-        if (state.isNew || report.lacking.empty())
+        const auto& lacking = report.facts.completeness().lacking;
+        if (state.isNew || lacking.empty())
             return;
         const auto isLacking = [&](const report::Term& term) {
-            return std::ranges::find(report.lacking, term.category) != report.lacking.end();
+            return std::ranges::find(lacking, term.category) != lacking.end();
         };
-        for (SectionRows& section : report.sections)
-            if (const auto known = state.collected.find(section.section);
+        report::Report whole =
+            report.facts.Pick([](std::string_view, std::string_view) { return true; });
+        for (report::Section& section : whole.sections)
+            if (const auto known =
+                    std::ranges::find(state.collected, section.name, &Collected::section);
                 known != state.collected.end() &&
-                std::ranges::any_of(report::TermsOf(section.section), isLacking))
-                section.history =
-                    history_.WithKept(state.known.machine, section.section, section.history,
-                                      known->second.empty, report.time, isLacking);
+                std::ranges::any_of(report::TermsOf(section.name), isLacking))
+                history_.Keep(state.known.machine, known->empty, report.time, isLacking, &section);
+        report.facts = CReportFacts::Of(whole);
     }
 
     bool IsKnownTime(const MachineState& state, const StoredReport& report)
@@ -335,18 +361,19 @@ private:
     }
 
     /// Whether a machine's latest facts are those of a report.
-    static bool IsSame(const MachineState& state, const StoredReport& report)
+    static bool IsSame(MachineState& state, const StoredReport& report)
     {
-        return std::ranges::all_of(report.sections, [&](const SectionRows& section) {
-            const auto found = state.collected.find(section.section);
-            return found != state.collected.end() && found->second.digest == section.history.digest;
+        return std::ranges::all_of(report.facts.sections(), [&](const Section& section) {
+            const Collected* const found = Find(state.collected, section.name);
+            return found != nullptr && found->digest == section.historyDigest;
         });
     }
 
     void AddFile(const MachineState& state, const StoredReport& report)
     {
-        files_.push_back({host_, report.file.path, static_cast<std::int64_t>(report.file.size),
-                          report.file.modified, report.file.sidecarModified, state.known.machine});
+        AddInPlace(files_,
+                   {host_, report.file.path, static_cast<std::int64_t>(report.file.size),
+                    report.file.modified, report.file.sidecarModified, state.known.machine});
     }
 
     /// Keeps in mind which sections of its machine a report does not have, and which one it has that none
@@ -355,172 +382,203 @@ private:
     {
         if (state.isNew)
             return;
-        for (auto& [name, collected] : state.collected) {
-            if (std::ranges::find(report.sections, name, &SectionRows::section) !=
-                report.sections.end())
+        const auto sections = report.facts.sections();
+        for (Collected& collected : state.collected) {
+            if (std::ranges::find(sections, collected.section, &Section::name) != sections.end())
                 continue;
             Add("report_gap", "machine, section, at",
-                {state.known.machine, name, FormatIsoTime(report.time)});
+                {state.known.machine, collected.section, time_});
             if (report.time > state.last && !collected.seen) {
                 collected.seen = state.last;
-                state.changedSections.insert(name);
+                collected.isChanged = true;
             }
         }
-        for (const SectionRows& section : report.sections)
-            if (!state.collected.contains(section.section))
+        for (const Section& section : sections)
+            if (Find(state.collected, section.name) == nullptr)
                 database_.Query(
                     "INSERT INTO report_gap (machine, section, at) SELECT machine, CAST($1 AS "
-                    "TEXT), at "
-                    "FROM report_time WHERE machine = $2",
-                    std::array<Value, 2>{section.section, state.known.machine},
+                    "TEXT), at FROM report_time WHERE machine = $2",
+                    std::array<Value, 2>{section.name, state.known.machine},
                     [](std::span<const Value>) {});
     }
 
-    void StoreHistory(MachineState& state, const StoredReport& report, SectionRows& section)
+    /// Stores a section that no later report has.
+    void StoreSection(MachineState& state, const StoredReport& report, const Section& section)
     {
-        auto found = state.collected.find(section.section);
-        const std::string empty = JoinedEmpty(section);
-        if (found == state.collected.end()) {
-            found = state.collected.emplace(section.section, Collected{}).first;
-            found->second.since = report.time;
-            found->second.digest = section.history.digest;
-            AddRows(state, report, section);
-        } else if (found->second.digest != section.history.digest) {
-            counts_.changes += history_.Change(state.known.machine, section.section,
-                                               section.history, found->second.empty, report.time);
-            found->second.since = report.time;
-            found->second.digest = section.history.digest;
-        } else if (!found->second.seen && found->second.isComplete == report.isComplete &&
-                   found->second.rights == report.rights && found->second.empty == empty) {
+        const LatestDigest* const latest = Find(state.latestDigests, section.name);
+        const bool isLatestNew =
+            latest == nullptr ? section.hasLatest : latest->digest != section.latestDigest;
+        StoreHistory(state, report, section, isLatestNew);
+        if (isLatestNew)
+            StoreLatest(state, section);
+        StorePlaceholders(state, report, section.name);
+    }
+
+    /// @param isLatestNew whether what only the latest is kept of is not what it was
+    void StoreHistory(MachineState& state, const StoredReport& report, const Section& section,
+                      bool isLatestNew)
+    {
+        Collected* found = Find(state.collected, section.name);
+        const bool isKnown = found != nullptr;
+        const bool isSame = isKnown && found->digest == section.historyDigest && !found->seen;
+        if (isSame && !isLatestNew && found->isComplete == report.isComplete() &&
+            found->rights == report.rights)
             return;
+        rows_.Make(report.facts, section);
+        std::string empty = JoinedEmpty(rows_);
+        if (isSame && found->isComplete == report.isComplete() && found->rights == report.rights &&
+            found->empty == empty)
+            return;
+        if (!isKnown) {
+            found = &state.collected.emplace_back();
+            found->section = section.name;
+            AddRows(state, section.name);
+        } else if (found->digest != section.historyDigest) {
+            history_.Change(state.known.machine, found->section, rows_.history.Copy(), found->empty,
+                            report.time);
         }
-        found->second.seen.reset();
-        found->second.isComplete = report.isComplete;
-        found->second.rights = report.rights;
-        found->second.empty = empty;
-        state.changedSections.insert(section.section);
+        if (found->digest != section.historyDigest) {
+            found->since = report.time;
+            found->digest = section.historyDigest;
+        }
+        found->seen.reset();
+        found->isComplete = report.isComplete();
+        found->rights = report.rights;
+        found->empty = std::move(empty);
+        found->isChanged = true;
     }
 
-    void AddRows(const MachineState& state, const StoredReport& report, SectionRows& section)
+    /// Adds the rows of a section that has none yet.
+    void AddRows(const MachineState& state, std::string_view section)
     {
-        const std::string time = FormatIsoTime(report.time);
-        const SectionPart& part = section.history;
-        for (const Row& row : part.rows) {
-            std::vector<Cell> cells{state.known.machine, std::int64_t{row.instance}, time,
-                                    std::monostate{}};
-            cells.insert(cells.end(), row.cells.begin(), row.cells.end());
-            Add(part.table->name,
-                "machine, instance, valid_from, valid_to, " + part.table->ColumnList(),
-                std::move(cells));
+        const PartRows& part = rows_.history;
+        if (part.table != nullptr && !part.instances.empty()) {
+            CRowWriter& writer = WriterOf(*part.table);
+            for (std::size_t i = 0; i < part.instances.size(); ++i) {
+                row_ = {state.known.machine, std::int64_t{part.instances[i]}, time_,
+                        std::monostate{}};
+                const auto cells = part.CellsOf(i);
+                row_.insert(row_.end(), cells.begin(), cells.end());
+                writer.Add(row_);
+            }
         }
-        AddOthers(state, report, section.section, part, false);
+        AddOthers(state, section, part, false);
     }
 
-    void AddOthers(const MachineState& state, const StoredReport& report,
-                   const std::string& section, const SectionPart& part, bool isLatest)
+    void AddOthers(const MachineState& state, std::string_view section, const PartRows& part,
+                   bool isLatest)
     {
-        for (const OtherFact& fact : part.others)
+        for (const PartRows::Other& fact : part.others)
             Add("other_fact", "machine, section, property, instance, latest, valid_from, value",
                 {state.known.machine, section, fact.property, std::int64_t{fact.instance},
-                 std::int64_t{isLatest}, FormatIsoTime(report.time), fact.value});
+                 std::int64_t{isLatest}, time_, fact.value});
     }
 
-    void StoreLatest(MachineState& state, const StoredReport& report, const std::string& section,
-                     const SectionPart& part)
+    /// Puts a section's rows of rows_ in place of the latest ones.
+    void StoreLatest(MachineState& state, const Section& section)
     {
-        if (!IsNewDigest(state, section, part.digest,
-                         part.rows.empty() && part.others.empty() && part.empty.empty()))
-            return;
+        SetDigest(state, section.name, section.latestDigest);
+        const PartRows& part = rows_.latest;
         if (!state.isNew) {
-            const std::array<Value, 2> key{state.known.machine, section};
+            const std::array<Value, 2> key{state.known.machine, section.name};
             if (part.table != nullptr)
                 database_.Query("DELETE FROM " + part.table->name + " WHERE machine = $1",
                                 std::span{key}.first(1), [](std::span<const Value>) {});
             database_.Query("DELETE FROM other_fact WHERE machine = $1 AND section = $2 AND latest",
                             key, [](std::span<const Value>) {});
         }
-        for (const Row& row : part.rows) {
-            std::vector<Cell> cells{state.known.machine, std::int64_t{row.instance}};
-            cells.insert(cells.end(), row.cells.begin(), row.cells.end());
-            Add(part.table->name, "machine, instance, " + part.table->ColumnList(),
-                std::move(cells));
+        if (part.table != nullptr && !part.instances.empty()) {
+            CRowWriter& writer = WriterOf(*part.table);
+            for (std::size_t i = 0; i < part.instances.size(); ++i) {
+                row_ = {state.known.machine, std::int64_t{part.instances[i]}};
+                const auto cells = part.CellsOf(i);
+                row_.insert(row_.end(), cells.begin(), cells.end());
+                writer.Add(row_);
+            }
         }
-        AddOthers(state, report, section, part, true);
+        AddOthers(state, section.name, part, true);
     }
 
     /// Whether what only the latest is kept of differs from what is stored; from now on it is the same.
-    bool IsNewDigest(MachineState& state, const std::string& section, const std::string& digest,
+    bool IsNewDigest(MachineState& state, std::string_view section, const std::string& digest,
                      bool isEmpty)
     {
-        const auto found = state.latestDigests.find(section);
-        if (found == state.latestDigests.end() ? isEmpty : found->second == digest)
+        const LatestDigest* const found = Find(state.latestDigests, section);
+        if (found == nullptr ? isEmpty : found->digest == digest)
             return false;
-        state.latestDigests[section] = digest;
+        SetDigest(state, section, digest);
+        return true;
+    }
+
+    void SetDigest(MachineState& state, std::string_view section, const std::string& digest)
+    {
+        if (LatestDigest* const found = Find(state.latestDigests, section))
+            found->digest = digest;
+        else
+            state.latestDigests.push_back({std::string{section}, digest});
         if (state.isNew)
             Add("latest_digest", "machine, section, digest",
                 {state.known.machine, section, digest});
         else
-            digests_.push_back({state.known.machine, section, digest});
-        return true;
+            AddInPlace(digests_, {state.known.machine, section, digest});
     }
 
     static std::string ElapsedDigest(const StoredReport& report)
     {
-        std::string digest = report.isComplete ? "whole" : "part";
-        for (const std::string& time : report.elapsedTimes)
+        std::string digest = report.isComplete() ? "whole" : "part";
+        for (const std::string& time : report.facts.elapsedTimes())
             digest += '|' + time;
         return digest;
     }
 
     void StoreElapsed(MachineState& state, const StoredReport& report)
     {
-        if (state.hasCompleteTimes && !report.isComplete)
+        if (state.hasCompleteTimes && !report.isComplete())
             return;
-        if (!IsNewDigest(state, kElapsed, ElapsedDigest(report), report.elapsedTimes.empty()))
+        const auto& times = report.facts.elapsedTimes();
+        if (!IsNewDigest(state, kElapsed, ElapsedDigest(report), times.empty()))
             return;
         if (!state.isNew) {
             database_.Query("DELETE FROM elapsed WHERE machine = $1",
                             std::array<Value, 1>{state.known.machine},
                             [](std::span<const Value>) {});
         }
-        state.hasCompleteTimes = report.isComplete;
-        for (std::size_t i = 0; i < report.elapsedTimes.size(); ++i) {
-            const auto number = report::ExactNumber(report.elapsedTimes[i]);
+        state.hasCompleteTimes = report.isComplete();
+        for (std::size_t i = 0; i < times.size(); ++i) {
+            const auto number = report::ExactNumber(times[i]);
             Add("elapsed", "machine, place, category, milliseconds, value, at, complete",
-                {state.known.machine, static_cast<std::int64_t>(i), report.elapsedCategories[i],
-                 number ? Cell{*number} : Cell{}, number ? Cell{} : Cell{report.elapsedTimes[i]},
-                 FormatIsoTime(report.time), std::int64_t{report.isComplete}});
+                {state.known.machine, static_cast<std::int64_t>(i),
+                 report::ElapsedCategory(times.size(), i), number ? Value{*number} : Value{},
+                 number ? Value{} : Value{times[i]}, time_, std::int64_t{report.isComplete()}});
         }
     }
 
     /// Elapsed times of which only the latest ones count, and those of a whole report before others.
     void StoreLateElapsed(MachineState& state, const StoredReport& report)
     {
-        if (state.hasCompleteTimes != report.isComplete) {
-            if (report.isComplete)
+        if (state.hasCompleteTimes != report.isComplete()) {
+            if (report.isComplete())
                 StoreElapsed(state, report);
             return;
         }
-        const std::string time = FormatIsoTime(report.time);
         std::string next;
         database_.Query(
             "SELECT " + Time("MIN(at)") +
                 " FROM report_time WHERE machine = $1 AND at > $2 AND (complete OR NOT EXISTS "
                 "(SELECT 1 FROM elapsed e WHERE e.machine = $3 AND e.complete))",
-            std::array<Value, 3>{state.known.machine, time, state.known.machine},
+            std::array<Value, 3>{state.known.machine, time_, state.known.machine},
             [&](std::span<const Value> row) { next = TextIn(row[0]); });
         if (next.empty()) {
             StoreElapsed(state, report);
             return;
         }
         // The time is that of the first one in a row that took as long.
-        const auto known = state.latestDigests.find(kElapsed);
-        const bool isSame =
-            known != state.latestDigests.end() && known->second == ElapsedDigest(report);
+        const LatestDigest* const known = Find(state.latestDigests, kElapsed);
+        const bool isSame = known != nullptr && known->digest == ElapsedDigest(report);
         database_.Query(
             std::string{"UPDATE elapsed SET at = $1 WHERE machine = $2 AND at "} +
                 (isSame ? "= $3" : "< $3"),
-            std::array<Value, 3>{isSame ? time : next, state.known.machine, isSame ? next : time},
+            std::array<Value, 3>{isSame ? time_ : next, state.known.machine, isSame ? next : time_},
             [](std::span<const Value>) {});
     }
 
@@ -547,36 +605,35 @@ private:
         const std::string& told = report.identity.installation;
         if (told.empty() || state.known.identity.installation.empty())
             return;
-        const std::string time = FormatIsoTime(report.time);
         std::string next;
         database_.Query(
             "SELECT " + Time("MIN(at)") + " FROM report_time WHERE machine = $1 AND at > $2",
-            std::array<Value, 2>{state.known.machine, time},
+            std::array<Value, 2>{state.known.machine, time_},
             [&](std::span<const Value> row) { next = TextIn(row[0]); });
-        const std::string before = report.time > state.first ? InstallationAt(state, time) : told,
+        const std::string before = report.time > state.first ? InstallationAt(state, time_) : told,
                           after = InstallationAt(state, next);
         database_.Query(
             "DELETE FROM machine_event WHERE machine = $1 AND at = $2 AND event = 're-imaged'",
             std::array<Value, 2>{state.known.machine, next}, [](std::span<const Value>) {});
         if (before != told)
-            AddEvent(state, time, "re-imaged", before + std::string{kTo} + told);
+            AddEvent(state, time_, "re-imaged", before + std::string{kTo} + told);
         if (told != after)
             AddEvent(state, next, "re-imaged", told + std::string{kTo} + after);
     }
 
     void StorePlaceholders(MachineState& state, const StoredReport& report,
-                           const std::string& section)
+                           std::string_view section)
     {
         if (std::ranges::find(kFilledInByMakers, section,
                               [](const auto& row) { return row.first; }) == kFilledInByMakers.end())
             return;
-        const std::string prefix = section + '.';
+        const std::string prefix = std::string{section} + '.';
         std::string digest;
         for (const auto& [property, value] : report.placeholders)
             if (property.starts_with(prefix))
                 digest += property + '\t' + value + '\n';
         // No section is called so.
-        if (!IsNewDigest(state, section + " placeholders", digest, digest.empty()))
+        if (!IsNewDigest(state, std::string{section} + " placeholders", digest, digest.empty()))
             return;
         if (!state.isNew) {
             database_.Query(
@@ -591,34 +648,32 @@ private:
     }
 
     /// Puts a report where it belongs among later ones, as if it had come in time.
-    void StoreLate(MachineState& state, StoredReport& report)
+    void StoreLate(MachineState& state, const StoredReport& report)
     {
         StoreGaps(state, report);
         std::set<std::string_view> latest;  // sections that no later report has
-        for (SectionRows& section : report.sections) {
-            const auto found = state.collected.find(section.section);
-            const bool isLatest = found == state.collected.end() ||
-                                  (found->second.seen && *found->second.seen < report.time);
+        for (const Section& section : report.facts.sections()) {
+            Collected* found = Find(state.collected, section.name);
+            const bool isLatest = found == nullptr || (found->seen && *found->seen < report.time);
             const auto next =
                 isLatest ? std::nullopt
-                         : history_.NextReport(state.known.machine, section.section, report.time);
+                         : history_.NextReport(state.known.machine, found->section, report.time);
             if (!next) {
-                latest.insert(section.section);
-                StoreHistory(state, report, section);
-                state.collected.at(section.section).seen = report.time;
-                state.changedSections.insert(section.section);
-                StoreLatest(state, report, section.section, section.latest);
-                StorePlaceholders(state, report, section.section);
+                latest.insert(section.name);
+                StoreSection(state, report, section);
+                found = Find(state.collected, section.name);
+                found->seen = report.time;
+                found->isChanged = true;
                 continue;
             }
-            Collected& collected = found->second;
+            rows_.Make(report.facts, section);
             counts_.changes +=
-                history_.Insert(state.known.machine, section.section, section.history,
-                                collected.empty, report.time, *next);
-            const bool isSame = collected.digest == section.history.digest;
-            if (isSame ? collected.since == *next : collected.since < report.time) {
-                collected.since = isSame ? report.time : *next;
-                state.changedSections.insert(section.section);
+                history_.Insert(state.known.machine, found->section, rows_.history.Copy(),
+                                found->empty, report.time, *next);
+            const bool isSame = found->digest == section.historyDigest;
+            if (isSame ? found->since == *next : found->since < report.time) {
+                found->since = isSame ? report.time : *next;
+                found->isChanged = true;
             }
         }
         StoreLateElapsed(state, report);
@@ -629,127 +684,161 @@ private:
         state.isChanged = true;
     }
 
-    void Add(const std::string& table, const std::string& columns, std::vector<Cell> row)
+    void Add(const char* table, const char* columns, std::initializer_list<Value> row)
     {
-        Pending& pending = pending_[table];
-        if (pending.columns.empty())
-            pending.columns = columns;
-        pending.rows.push_back(std::move(row));
+        WriterOf(table, columns).Add({row.begin(), row.size()});
+    }
+
+    CRowWriter& WriterOf(const SectionTable& table)
+    {
+        auto& writer = writers_[table.name];
+        if (writer == nullptr)
+            writer = database_.Insert(
+                table.name, (table.isLatestOnly ? "machine, instance, "
+                                                : "machine, instance, valid_from, valid_to, ") +
+                                table.ColumnList());
+        return *writer;
+    }
+
+    CRowWriter& WriterOf(const char* table, const char* columns)
+    {
+        auto& writer = writers_[table];
+        if (writer == nullptr)
+            writer = database_.Insert(table, columns);
+        return *writer;
     }
 
     /// Writes everything that waits.
     void Flush()
     {
-        std::vector<std::vector<Cell>> changedMachines, changedCollected;
+        std::set<std::int64_t> changed;
+        history_.MakeChanges([&](std::int64_t machine, std::uint64_t changes) {
+            counts_.changes += changes;
+            if (changes != 0)
+                changed.insert(machine);
+        });
+        counts_.changed += changed.size();
         for (const std::int64_t id : touched_) {
             MachineState& state = machines_.at(id);
-            if (state.isChanged) {
+            const std::string first = FormatIsoTime(state.first), last = FormatIsoTime(state.last);
+            if (state.isNew || state.isChanged) {
                 const Identity& identity = state.known.identity;
-                std::vector<Cell> row{id,
-                                      identity.name,
-                                      identity.maker,
-                                      identity.model,
-                                      identity.serial,
-                                      identity.uuid,
-                                      identity.installation,
-                                      std::string{identity.Kind()},
-                                      FormatIsoTime(state.first),
-                                      FormatIsoTime(state.last)};
+                const std::initializer_list<Value> row{id,
+                                                       identity.name,
+                                                       identity.maker,
+                                                       identity.model,
+                                                       identity.serial,
+                                                       identity.uuid,
+                                                       identity.installation,
+                                                       identity.Kind(),
+                                                       first,
+                                                       last};
                 if (state.isNew)
-                    Add("machine", kMachineColumns, std::move(row));
+                    Add("machine", kMachineColumns, row);
                 else
-                    changedMachines.push_back(std::move(row));
+                    AddInPlace(changedMachines_, row);
+            } else if (state.isSeen) {
+                AddInPlace(seenMachines_, {id, last});
             }
             if (state.areKeysChanged) {
                 if (!state.isNew)
                     database_.Query("DELETE FROM machine_key WHERE machine = $1",
                                     std::array<Value, 1>{id}, [](std::span<const Value>) {});
-                for (auto& [kind, value] : KeysOf(state.known.identity))
-                    Add("machine_key", "machine, kind, value",
-                        {id, std::string{kind}, std::move(value)});
+                for (const auto& [kind, value] : KeysOf(state.known.identity))
+                    Add("machine_key", "machine, kind, value", {id, kind, value});
             }
-            for (const std::string& section : state.changedSections) {
-                const Collected& collected = state.collected.at(section);
-                std::vector<Cell> row{
-                    id,
-                    section,
-                    collected.digest,
-                    FormatIsoTime(collected.since),
-                    collected.seen ? Cell{FormatIsoTime(*collected.seen)} : Cell{},
-                    std::int64_t{collected.isComplete},
-                    collected.rights,
-                    collected.empty};
+            for (Collected& collected : state.collected) {
+                if (!std::exchange(collected.isChanged, false))
+                    continue;
+                const std::string since = FormatIsoTime(collected.since),
+                                  seen = FormatIsoTime(collected.seen.value_or(0));
+                const std::initializer_list<Value> row{id,
+                                                       collected.section,
+                                                       collected.digest,
+                                                       since,
+                                                       collected.seen ? Value{seen} : Value{},
+                                                       std::int64_t{collected.isComplete},
+                                                       collected.rights,
+                                                       collected.empty};
                 if (state.isNew)
-                    Add("collected_section", kCollectedColumns, std::move(row));
+                    Add("collected_section", kCollectedColumns, row);
                 else
-                    changedCollected.push_back(std::move(row));
+                    AddInPlace(changedCollected_, row);
             }
-            state.isNew = state.isChanged = state.areKeysChanged = false;
-            state.changedSections.clear();
+            state.isNew = state.isChanged = state.isSeen = state.areKeysChanged = false;
         }
         touched_ = {current_};
-        for (auto& [table, pending] : pending_)
-            Write(table, pending.columns, std::exchange(pending.rows, {}));
-        Upsert("machine", kMachineColumns, "machine", std::move(changedMachines));
-        Upsert("collected_section", kCollectedColumns, "machine, section",
-               std::move(changedCollected));
-        Upsert("latest_digest", "machine, section, digest", "machine, section",
-               std::exchange(digests_, {}));
-        Upsert("report_file", "host, path, size, modified, sidecar, machine", "host, path",
-               std::exchange(files_, {}));
-        std::vector<std::vector<Cell>> events;
-        for (const auto& [key, detail] : std::exchange(events_, {}))
-            events.push_back({std::get<0>(key), std::get<1>(key), std::get<2>(key), detail});
-        Upsert("machine_event", "machine, at, event, detail", "machine, at, event",
-               std::move(events));
-        std::vector<std::vector<Cell>> conflicts;
         for (const auto& [one, other, reason] : std::exchange(conflicts_, {}))
-            conflicts.push_back({one, other, reason});
-        Upsert("machine_conflict", "machine, other, reason", "machine, other, reason",
-               std::move(conflicts));
+            AddInPlace(newConflicts_, {one, other, reason});
+        for (const auto& [key, detail] : std::exchange(events_, {}))
+            AddInPlace(newEvents_, {std::get<0>(key), std::get<1>(key), std::get<2>(key), detail});
+        for (const auto& [table, writer] : writers_)
+            writer->Finish();
+        for (InPlace* const rows : {&changedMachines_, &seenMachines_, &changedCollected_,
+                                    &digests_, &files_, &newConflicts_, &newEvents_})
+            PutInPlace(rows);
     }
 
-    void Write(const std::string& table, const std::string& columns,
-               const std::vector<std::vector<Cell>>& rows)
-    {
-        if (rows.empty())
-            return;
-        const auto writer = database_.Insert(table, columns);
-        std::vector<Value> values;
-        for (const auto& row : rows) {
-            values.clear();
-            for (const Cell& cell : row)
-                values.push_back(AsValue(cell));
-            writer->Add(values);
+    /// Rows that take the place of those with the same key, or are added where there is none.
+    struct InPlace {
+        const char* table;
+        const char* columns;
+        const char* key;
+        bool mayBeNew = true;
+        std::unique_ptr<CRowWriter> writer = {};
+        bool hasRows = false;
+
+        std::string Waiting() const
+        {
+            return std::string{"new_"} + table + (mayBeNew ? "" : "_seen");
         }
-        writer->Finish();
+    };
+
+    void AddInPlace(InPlace& rows, std::initializer_list<Value> row)
+    {
+        if (rows.writer == nullptr) {
+            database_.Run("CREATE TEMPORARY TABLE IF NOT EXISTS " + rows.Waiting() + " AS SELECT " +
+                          rows.columns + " FROM " + rows.table + " WHERE 1 = 0; DELETE FROM " +
+                          rows.Waiting());
+            rows.writer = database_.Insert(rows.Waiting(), rows.columns);
+        }
+        rows.hasRows = true;
+        rows.writer->Add({row.begin(), row.size()});
     }
 
-    /// Adds rows, or puts them in place of those with the same key.
-    void Upsert(const std::string& table, const std::string& columns, const std::string& key,
-                std::vector<std::vector<Cell>> rows)
+    void PutInPlace(InPlace* rows)
     {
-        if (rows.empty())
+        if (!std::exchange(rows->hasRows, false))
             return;
-        database_.Run("CREATE TEMPORARY TABLE IF NOT EXISTS new_" + table + " AS SELECT " +
-                      columns + " FROM " + table + " WHERE 1 = 0; DELETE FROM new_" + table);
-        Write("new_" + table, columns, rows);
+        rows->writer->Finish();
+        const std::string table = rows->table, columns = rows->columns, key = rows->key;
         std::string set;
         for (std::size_t begin = 0; begin < columns.size();) {
             const std::size_t end = std::min(columns.find(", ", begin), columns.size());
             const std::string column = columns.substr(begin, end - begin);
             if ((", " + key + ", ").find(", " + column + ", ") == std::string::npos)
-                set += (set.empty() ? "" : ", ") + column + " = excluded." + column;
+                set += (set.empty() ? "" : ", ") + column + " = " +
+                       (rows->mayBeNew ? "excluded." : "n.") + column;
             begin = end + 2;
         }
-        database_.Run("INSERT INTO " + table + " (" + columns + ") SELECT " + columns +
-                      " FROM new_" + table + " WHERE 1 = 1 ON CONFLICT (" + key + ") DO " +
-                      (set.empty() ? "NOTHING" : "UPDATE SET " + set));
+        if (rows->mayBeNew)
+            database_.Run("INSERT INTO " + table + " (" + columns + ") SELECT " + columns +
+                          " FROM " + rows->Waiting() + " WHERE 1 = 1 ON CONFLICT (" + key +
+                          ") DO " + (set.empty() ? "NOTHING" : "UPDATE SET " + set));
+        else
+            database_.Run("UPDATE " + table + " SET " + set + " FROM " + rows->Waiting() +
+                          " n WHERE n." + key + " = " + table + '.' + key);
+        database_.Run("DELETE FROM " + rows->Waiting());
     }
 
     std::string Time(const std::string& column) const
     {
         return TimeText(database_.engine(), column);
+    }
+
+    std::string Seconds(const std::string& column) const
+    {
+        return TimeSeconds(database_.engine(), column);
     }
 
     static constexpr char kMachineColumns[] =
@@ -767,35 +856,36 @@ private:
     std::map<std::int64_t, MachineState> machines_;
     std::unordered_multimap<std::string, std::int64_t> byKey_;
     std::set<std::int64_t> touched_;  ///< since the last Flush
-    std::map<std::string, Pending> pending_;
-    std::vector<std::vector<Cell>> files_, digests_;
+    std::string time_;                ///< of the report that is being stored
+    CSectionRows rows_;               ///< of its section that was looked at last
+    std::vector<Value> row_;          // kept for its memory
+    std::map<std::string_view, std::unique_ptr<CRowWriter>> writers_;  ///< by table
     std::set<std::tuple<std::int64_t, std::int64_t, std::string>> conflicts_;
     std::map<std::tuple<std::int64_t, std::string, std::string>, std::string> events_;
+    InPlace changedMachines_{"machine", kMachineColumns, "machine"};
+    InPlace seenMachines_{"machine", "machine, last_seen", "machine", false};
+    InPlace changedCollected_{"collected_section", kCollectedColumns, "machine, section"};
+    InPlace digests_{"latest_digest", "machine, section, digest", "machine, section"};
+    InPlace files_{"report_file", "host, path, size, modified, sidecar, machine", "host, path"};
+    InPlace newEvents_{"machine_event", "machine, at, event, detail", "machine, at, event"};
+    InPlace newConflicts_{"machine_conflict", "machine, other, reason", "machine, other, reason"};
 };
 
 }  // namespace
 
-StoredReport StoredReport::From(const report::Report& report, SourceFile file, std::int64_t time,
+StoredReport StoredReport::From(CReportFacts facts, SourceFile file, std::int64_t time,
                                 std::string_view rights, std::string_view uuid,
                                 std::string_view installation)
 {
-    // What no database holds must not look like a change when it is read back.
-    if (HasNulls(report))
-        return From(WithoutNulls(report), std::move(file), time, rights, uuid, installation);
-    StoredReport stored;
-    stored.file = std::move(file);
-    stored.time = time;
-    stored.isComplete = report.completeness.state == report::Completeness::State::kWhole;
-    if (!stored.isComplete)
-        stored.lacking = report.completeness.lacking;
-    stored.rights = rights;
-    stored.identity = IdentityOf(report, uuid, installation);
-    stored.sections = RowsOf(report);
-    stored.elapsedTimes = report.elapsedTimes;
-    for (std::size_t i = 0; i < report.elapsedTimes.size(); ++i)
-        stored.elapsedCategories.emplace_back(report::ElapsedCategory(report, i));
+    const report::Report named =
+        facts.Pick([](std::string_view section, std::string_view property) {
+            return std::ranges::find(kNaming, std::pair{section, property}) != kNaming.end();
+        });
+    StoredReport stored{std::move(file),     time,
+                        std::string{rights}, IdentityOf(named, uuid, installation),
+                        std::move(facts),    {}};
     for (const auto& [section, property] : kFilledInByMakers)
-        for (const report::Instance& instance : report::InstancesOf(report, section))
+        for (const report::Instance& instance : report::InstancesOf(named, section))
             if (const std::string* const value = instance.Find(property);
                 value != nullptr &&
                 report::IsPlaceholder(*report::FindTerm(section, property), *value)) {

@@ -7,7 +7,7 @@
 
 #include "client/fleet/database.h"
 #include "client/fleet/identity.h"
-#include "client/fleet/rows.h"
+#include "client/fleet/report_facts.h"
 
 namespace orrery::fleet {
 
@@ -23,16 +23,18 @@ struct SourceFile {
 struct StoredReport {
     SourceFile file;
     std::int64_t time = 0;  ///< in seconds since 1970
-    bool isComplete = true;
-    std::vector<std::string_view> lacking;  ///< categories of which the run was cancelled
-    std::string rights;                     ///< that the run had; empty where nobody tells
+    std::string rights;     ///< that the run had; empty where nobody tells
     Identity identity;
-    std::vector<SectionRows> sections;
-    std::vector<std::string> elapsedTimes, elapsedCategories;
+    CReportFacts facts;
     std::vector<std::pair<std::string, std::string>> placeholders;  ///< by property
 
+    bool isComplete() const noexcept
+    {
+        return facts.completeness().state == report::Completeness::State::kWhole;
+    }
+
     /// Takes what is to be stored out of a report.
-    static StoredReport From(const report::Report& report, SourceFile file, std::int64_t time,
+    static StoredReport From(CReportFacts facts, SourceFile file, std::int64_t time,
                              std::string_view rights, std::string_view uuid,
                              std::string_view installation);
 };

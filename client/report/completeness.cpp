@@ -74,36 +74,54 @@ bool Completeness::IsBeyond(std::string_view factSection, std::string_view factP
 
 void CCompletenessCheck::OnFact(const FactView& fact)
 {
-    index_ = fact.index;
     isCut_ = fact.isCut;
-    if (fact.section != section_ || fact.property != property_) {
-        section_ = fact.section;
-        property_ = fact.property;
-        const std::string section = Utf8(section_), property = Utf8(property_);
-        const Term* const term = FindTerm(section, property);
-        const std::string_view category = term != nullptr ? term->category : std::string_view{};
-        category_ = static_cast<std::size_t>(
-            std::find(kCategories.begin(), kCategories.end(), category) - kCategories.begin());
-        const LastKey* const last = LastKeyOf(category);
-        isLastOfCategory_ =
-            last != nullptr && last->section == section && last->property == property;
+    if (fact.section != lastSection_ || fact.property != lastProperty_) {
+        lastSection_ = fact.section;
+        lastProperty_ = fact.property;
+        Begin(Utf8(lastSection_), Utf8(lastProperty_));
     }
-    elapsedTimes_ += IsElapsedTime(fact) ? 1 : 0;
+    Count(1, fact.index);
+}
+
+void CCompletenessCheck::OnFacts(std::string_view section, std::string_view property,
+                                 std::size_t count, std::int32_t lastIndex)
+{
+    if (section != section_ || property != property_)
+        Begin(std::string{section}, std::string{property});
+    Count(count, lastIndex);
+}
+
+void CCompletenessCheck::Begin(std::string section, std::string property)
+{
+    section_ = std::move(section);
+    property_ = std::move(property);
+    const Term* const term = FindTerm(section_, property_);
+    const std::string_view category = term != nullptr ? term->category : std::string_view{};
+    category_ = static_cast<std::size_t>(
+        std::find(kCategories.begin(), kCategories.end(), category) - kCategories.begin());
+    const LastKey* const last = LastKeyOf(category);
+    isLastOfCategory_ = last != nullptr && last->section == section_ && last->property == property_;
+}
+
+void CCompletenessCheck::Count(std::size_t facts, std::int32_t lastIndex)
+{
+    index_ = lastIndex;
+    elapsedTimes_ += section_ == "ET" && index_ == 0 && property_.empty() ? facts : 0;
     if (category_ == kCategories.size())
         return;
     categories_[category_].any = true;
     categories_[category_].last = categories_[category_].last || isLastOfCategory_;
-    if (section_ == u"VideoController") {
-        adapters_ += property_ == u"AdapterRAM" ? 1 : 0;
-        adapterNames_ += property_ == u"Name" ? 1 : 0;
+    if (section_ == "VideoController") {
+        adapters_ += property_ == "AdapterRAM" ? facts : 0;
+        adapterNames_ += property_ == "Name" ? facts : 0;
     }
 }
 
 Completeness CCompletenessCheck::Result(bool endsLine) const
 {
     Completeness result;
-    result.section = Utf8(section_);
-    result.property = Utf8(property_);
+    result.section = section_;
+    result.property = property_;
     result.index = std::to_string(index_);
     result.isWithinLine = !endsLine && isCut_;
     result.endsLine = endsLine;
@@ -112,7 +130,7 @@ Completeness CCompletenessCheck::Result(bool endsLine) const
     if (!endsLine || elapsedTimes_ == 0 || elapsedTimes_ > kCategories.size())
         return result;
     if (elapsedTimes_ == kCategories.size()) {
-        if (section_ == u"VideoController" && property_ == u"Name" && adapterNames_ >= adapters_)
+        if (section_ == "VideoController" && property_ == "Name" && adapterNames_ >= adapters_)
             result.state = State::kWhole;
         return result;
     }

@@ -41,6 +41,9 @@ struct Completeness {
 class CCompletenessCheck {
 public:
     void OnFact(const FactView& fact);
+    /// The same for facts of one property, the lines of which are whole.
+    void OnFacts(std::string_view section, std::string_view property, std::size_t count,
+                 std::int32_t lastIndex);
     /// @param endsLine whether the report ends with a line feed
     Completeness Result(bool endsLine) const;
 
@@ -48,10 +51,14 @@ private:
     struct Seen {
         bool any = false, last = false;
     };
+    void Begin(std::string section, std::string property);
+    void Count(std::size_t facts, std::int32_t lastIndex);
+
     std::array<Seen, kCategories.size()> categories_{};
     std::size_t elapsedTimes_ = 0;
     // What the present section and property are called, looked up once for all of their instances.
-    std::u16string section_, property_;
+    std::u16string lastSection_, lastProperty_;
+    std::string section_, property_;
     std::size_t category_ = kCategories.size();
     bool isLastOfCategory_ = false;
     std::int32_t index_ = 0;

@@ -21,8 +21,12 @@ const std::string* MachineName(const Report& report) noexcept
 
 std::string_view ElapsedCategory(const Report& report, std::size_t at) noexcept
 {
-    return report.elapsedTimes.size() == kCategories.size() ? kCategories.at(at)
-                                                            : std::string_view{};
+    return ElapsedCategory(report.elapsedTimes.size(), at);
+}
+
+std::string_view ElapsedCategory(std::size_t elapsedTimes, std::size_t at) noexcept
+{
+    return elapsedTimes == kCategories.size() ? kCategories.at(at) : std::string_view{};
 }
 
 }  // namespace orrery::report

@@ -20,5 +20,7 @@ const std::string* MachineName(const Report& report) noexcept;
 /// The category behind an elapsed time.
 /// @return empty when the run was not complete, since the order then does not tell
 std::string_view ElapsedCategory(const Report& report, std::size_t at) noexcept;
+/// The same for one of so many elapsed times.
+std::string_view ElapsedCategory(std::size_t elapsedTimes, std::size_t at) noexcept;
 
 }  // namespace orrery::report

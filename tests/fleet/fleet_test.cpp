@@ -57,10 +57,18 @@ protected:
     {
         std::vector<StoredReport> stored;
         for (const Told& told : reports)
-            stored.push_back(StoredReport::From(MadeReport(told.facts),
+            stored.push_back(StoredReport::From(CReportFacts::Of(MadeReport(told.facts)),
                                                 {"/" + std::to_string(++files), 1, 1, 0}, told.time,
                                                 told.rights, told.uuid, told.installation));
         return StoreReports(*database, "here", std::move(stored), &refusals);
+    }
+
+    void StoreOne(const report::Report& report, std::int64_t time)
+    {
+        std::vector<StoredReport> stored;
+        stored.push_back(
+            StoredReport::From(CReportFacts::Of(report), {"/1", 1, time, 0}, time, "", "", ""));
+        StoreReports(*database, "here", std::move(stored), &refusals);
     }
 
     std::string Answer(const std::string& view, const std::optional<std::string>& bound = {})
@@ -212,8 +220,7 @@ TEST_P(Fleet, KeepsWhatTheOtherCategoriesOfASectionToldBeforeACancelledRun)
         if (!lacking.empty())
             report.completeness.state = report::Completeness::State::kLacksCategories;
         report.completeness.lacking = std::move(lacking);
-        StoreReports(*database, "here",
-                     {StoredReport::From(report, {"/1", 1, time, 0}, time, "", "", "")}, &refusals);
+        StoreOne(report, time);
     };
     store(100,
           "BIOS/0/AssetTag/A7/InstallDate/00-00-70/Mode/UEFI\n"
@@ -267,8 +274,7 @@ TEST_P(Fleet, LosesNoFact)
         for (report::Instance& instance : section.instances)
             std::ranges::sort(instance.properties, &report::ComesFirst, &report::Property::name);
     std::ranges::sort(report.sections, &report::ComesFirst, &report::Section::name);
-    StoreReports(*database, "here", {StoredReport::From(report, {"/1", 1, 1, 0}, 100, "", "", "")},
-                 &refusals);
+    StoreOne(report, 100);
     int machines = 0;
     ReadMachines(*database, [&](std::int64_t, const report::Report& read) {
         ++machines;
