@@ -248,8 +248,10 @@ std::vector<SourceFile> NewOrChanged(CDatabase& database, const std::string& hos
             const auto found = known.find(file.path);
             if (found == known.end() ||
                 found->second != std::array{static_cast<std::int64_t>(file.size), file.modified,
-                                            file.sidecarModified})
+                                            file.sidecarModified}) {
+                file.wasLoaded = found != known.end();
                 changed.push_back(std::move(file));
+            }
         }
     }
     return changed;

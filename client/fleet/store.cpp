@@ -214,8 +214,12 @@ private:
         if (touched_.contains(current_))
             Flush();
         touched_.insert(current_);
-        time_ = FormatIsoTime(report.time);
         KeepLacking(*state, report);
+        // Times are whole seconds: what a file says now, it says later than what it said before.
+        if (report.file.wasLoaded && !IsSame(*state, report))
+            while (IsKnownTime(*state, report))
+                ++report.time;
+        time_ = FormatIsoTime(report.time);
         if (!state->isNew && IsKnownTime(*state, report)) {
             if (report.time == state->last && !IsSame(*state, report)) {
                 refusals_->push_back({report.file.path,

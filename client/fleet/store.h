@@ -17,6 +17,7 @@ struct SourceFile {
     std::uint64_t size = 0;
     std::int64_t modified = 0;         ///< in nanoseconds since 1970
     std::int64_t sidecarModified = 0;  ///< the same of its companion; 0 without one
+    bool wasLoaded = false;            ///< with other contents, by this computer
 };
 
 /// A report that is to be stored.

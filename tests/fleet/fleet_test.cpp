@@ -426,6 +426,17 @@ TEST_P(Fleet, LoadsFoldersAndSaysWhatItRefuses)
     const LoadResult again = load();
     EXPECT_EQ(again.unchanged, 2U);
     EXPECT_EQ(again.stored.reports, 0U);
+    // The sidecar's time stays; what a file says now, it says later than what it said before.
+    for (const char* const name : {"Borealis", "Corona"}) {
+        write("a/b/pc.TSV", whole.substr(0, whole.rfind('|') + 1) + name + '\n');
+        EXPECT_EQ(load().stored.reports, 1U);
+        EXPECT_EQ(refused.size(), 4U);
+        EXPECT_EQ(
+            Count("video_controller WHERE machine = (SELECT machine FROM pc WHERE name = 'pc') AND "
+                  "valid_to IS NULL AND name = '" +
+                  std::string{name} + '\''),
+            1);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(In, Fleet, testing::Values(Engine::kSqlite, Engine::kPostgres),
