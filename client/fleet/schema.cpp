@@ -72,7 +72,7 @@ CREATE TABLE IF NOT EXISTS latest_digest (
 
 CREATE TABLE IF NOT EXISTS other_fact (
   machine BIGINT NOT NULL, section TEXT NOT NULL, property TEXT NOT NULL, instance BIGINT NOT NULL,
-  latest TRUTH NOT NULL, valid_from TIME NOT NULL, valid_to TIME, value TEXT NOT NULL);
+  latest TRUTH NOT NULL, valid_from TIME, valid_to TIME, value TEXT NOT NULL);
 CREATE INDEX IF NOT EXISTS other_fact_by_machine ON other_fact (machine, section);
 CREATE INDEX IF NOT EXISTS other_fact_current ON other_fact (machine) WHERE valid_to IS NULL;
 

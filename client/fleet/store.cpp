@@ -469,13 +469,15 @@ private:
         AddOthers(state, section, part, false);
     }
 
+    /// Since when a fact holds of which only the latest is kept depends on the reports that were
+    /// loaded, so that nobody is told.
     void AddOthers(const MachineState& state, std::string_view section, const PartRows& part,
                    bool isLatest)
     {
         for (const PartRows::Other& fact : part.others)
             Add("other_fact", "machine, section, property, instance, latest, valid_from, value",
                 {state.known.machine, section, fact.property, std::int64_t{fact.instance},
-                 std::int64_t{isLatest}, time_, fact.value});
+                 std::int64_t{isLatest}, isLatest ? Value{} : Value{time_}, fact.value});
     }
 
     /// Puts a section's rows of rows_ in place of the latest ones.

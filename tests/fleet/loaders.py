@@ -27,8 +27,8 @@ def write_site(folder, site):
         chance = random.Random(site * 10000 + number)
         facts = [("BIOS", 0, "SerialNumber", name), ("BIOS", 0, "SystemMan", "Solholm"),
                  ("BIOS", 0, "Version", chance.choice("123")), ("ComputerSystem", 0, "Name", name)]
-        facts += [("ET", 0, "", str(chance.randrange(99)))] * 13
-        facts += [("LogicalDisk", 0, "DeviceID", "C:"), ("LogicalDisk", 0, "FreeSpace", str(chance.randrange(99)))]
+        facts += [("ET", 0, "", str(chance.randrange(9)))] * 13
+        facts += [("LogicalDisk", 0, "DeviceID", "C:"), ("LogicalDisk", 0, "FreeSpace", chance.choice(["7", "8", "007", "soon"]))]
         facts += [("USBDevice", i, "Name", chance.choice("abc")) for i in range(chance.randrange(4))]
         facts += [("VideoController", 0, "Name", "Aurora")]
         path = folder / f"{chance.randrange(10**9):09d}.tsv"
