@@ -13,6 +13,8 @@ file(MAKE_DIRECTORY ${CMAKE_SYSROOT}/lib/gcc/x86_64-w64-mingw32)
 file(CREATE_LINK ${gcc_folder} ${CMAKE_SYSROOT}/lib/gcc/x86_64-w64-mingw32/${gcc_version} SYMBOLIC)
 file(CREATE_LINK /usr/x86_64-w64-mingw32 ${CMAKE_SYSROOT}/x86_64-w64-mingw32 SYMBOLIC)
 
+# LLVM's shows exports and imports in another form.
+find_program(CMAKE_OBJDUMP x86_64-w64-mingw32-objdump)
 set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)

@@ -441,13 +441,22 @@ TEST_F(CollectCommand, HandsNoHandleOfItsCallerToTheRun)
     EXPECT_EQ(WaitForSingleObject(event.get(), 0), DWORD{WAIT_TIMEOUT});
 }
 
+/// Joins the console of a process, once that has begun to use it.
+bool JoinConsole(DWORD process)
+{
+    FreeConsole();
+    bool joined = false;
+    for (int tries = 0; tries < 500 && !joined; ++tries, Sleep(20))
+        joined = AttachConsole(process) != FALSE;
+    return joined;
+}
+
 /// Presses Ctrl+C in the console of a process.
 void PressCtrlC(DWORD process, int times)
 {
     // The event goes to every process of a console, so this one joins that of the program and looks
     // away for the moment.
-    FreeConsole();
-    ASSERT_TRUE(AttachConsole(process)) << SystemMessage(GetLastError());
+    ASSERT_TRUE(JoinConsole(process)) << SystemMessage(GetLastError());
     SetConsoleCtrlHandler(nullptr, TRUE);
     for (int press = 0; press < times; ++press) {
         EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) << SystemMessage(GetLastError());
@@ -617,6 +626,7 @@ TEST_F(CollectCommand, DeliversAReportWithItsSidecarOrKeepsTheNewestForTheNextRu
 TEST_F(CollectCommand, IsCancelledWhileItWaitsForItsTime)
 {
     const Outcome outcome = Run(L"collect pc.tsv --quiet --random-delay 86400", [](DWORD program) {
+        JoinConsole(program);
         Sleep(1000);
         PressCtrlC(program, 1);
     });
