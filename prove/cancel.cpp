@@ -24,7 +24,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // Longer than a process watches over itself: what it says tells more.
-constexpr DWORD kLongestMilliseconds = 90000;
+constexpr DWORD kLongestMilliseconds = 90000, kBitMilliseconds = 100;
 
 /// How a cancelled run ended; the exit code of its process.
 enum Outcome { kStopped = 100, kPartial, kComplete, kFlawed };
@@ -117,9 +117,13 @@ int CancelMany(int processes, unsigned seed)
     int counts[kFlawed + 1]{};
     for (int process = 0; process < processes; ++process) {
         const std::string which = std::to_string(seed + static_cast<unsigned>(process));
-        NowTrying("cancelling with seed " + which);
         CChildProcess child{L"cancelled " + FromUtf8(which), inherited.get()};
-        const bool ends = child.EndsWithin(kLongestMilliseconds);
+        // Bit by bit, as the process waits for whoever takes what it says.
+        bool ends = false;
+        for (DWORD waited = 0; !ends && waited < kLongestMilliseconds; waited += kBitMilliseconds) {
+            NowTrying("cancelling with seed " + which);
+            ends = child.EndsWithin(kBitMilliseconds);
+        }
         const DWORD code = ends ? child.EndCode() : DWORD{kFlawed};
         ++counts[code < kStopped || code > kFlawed ? DWORD{kFlawed} : code];
         if (code < kStopped || code >= kFlawed)
