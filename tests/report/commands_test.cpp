@@ -257,7 +257,8 @@ TEST_F(Commands, WriteAWholeFileOrNone)
         {"text.tsv", "out.tsv", "text.tsv"},
     };
     for (const auto& [input, output, named] : rows) {
-        EXPECT_EQ(Run("redact @" + input + " @" + output), 2) << input << ' ' << output;
+        EXPECT_EQ(Run(("redact @" + input).append(" @").append(output)), 2)
+            << input << ' ' << output;
         EXPECT_NE(message_.find('"' + folder_.Path(named) + '"'), std::string::npos) << message_;
         EXPECT_EQ(folder_.Count(), 4U) << output;
     }
@@ -356,7 +357,7 @@ TEST_F(Commands, WriteForNobodyElseAndTakeOverPermissions)
             Write(name, "earlier");
             chmod(path.c_str(), earlier);
         }
-        WriteOutputFile(path, [&](const TextSink& sink) {
+        WriteOutputFile(path, [this, name = name](const TextSink& sink) {
             sink("text");
             EXPECT_EQ(ModeOf(Unfinished(folder_)), 0600U) << name;
         });
