@@ -40,8 +40,7 @@ void Copy(const std::string& table)
     std::string values;
     for (int i = 0; i < columns; ++i)
         values += i == 0 ? "?" : ", ?";
-    sqlite3_stmt* const to =
-        Prepare("INSERT INTO main.\"" + table + "\" VALUES (" + values + ')');
+    sqlite3_stmt* const to = Prepare("INSERT INTO main.\"" + table + "\" VALUES (" + values + ')');
     int step = 0;
     while ((step = sqlite3_step(from)) == SQLITE_ROW) {
         for (int i = 0; i < columns; ++i)
