@@ -774,6 +774,7 @@ private:
             state.isNew = state.isChanged = state.isSeen = state.areKeysChanged = false;
         }
         touched_ = {current_};
+        counts_.conflicts += conflicts_.size();
         for (const auto& [one, other, reason] : std::exchange(conflicts_, {}))
             AddInPlace(newConflicts_, {one, other, reason});
         for (const auto& [key, detail] : std::exchange(events_, {}))
@@ -908,6 +909,7 @@ StoreCounts& StoreCounts::operator+=(const StoreCounts& other) noexcept
     machines += other.machines;
     changed += other.changed;
     changes += other.changes;
+    conflicts += other.conflicts;
     return *this;
 }
 

@@ -297,7 +297,7 @@ TEST_P(Fleet, TellsMachinesOfOneSerialNumberApartInOneLoadOrTwo)
                 {{100, machine("a", "01")}, {101, machine("b", "02")}, {102, machine("a", "01")}});
         } else {
             Store({{100, machine("a", "01")}});
-            Store({{101, machine("b", "02")}});
+            EXPECT_EQ(Store({{101, machine("b", "02")}}).conflicts, 1U);
             Store({{102, machine("a", "01")}});
         }
         EXPECT_EQ(Count("machine"), 2) << together;
