@@ -40,8 +40,9 @@ ExitCode Run(int argumentCount, char** arguments)
     commandLine.Footer(
         "Reports are collected on Windows, where there is a command for it.\n\n"
         "Example:\n  orreryctl show report.tsv\n\n" +
-        ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
-                     no + ";\n     fleet load or export: " + kNoOfFleet));
+        ExitCodeHelp(
+            {ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
+            no + ";\n     fleet load: " + kNoOfLoad + ";\n     fleet export: " + kNoOfExport));
 #endif
     commandLine.Run(ReversedArguments(argumentCount, arguments));
     return result;

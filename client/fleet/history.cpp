@@ -197,6 +197,21 @@ std::uint64_t CHistory::MakeChange(const Changing& changing, CRowWriter& closed,
                       SectionOf(changing.section, part), changes);
 }
 
+bool CHistory::Holds(std::int64_t machine, const std::string& section, const SectionPart& part,
+                     std::int64_t time)
+{
+    const auto valid = ValidAt({machine, section, part.table}, FormatIsoTime(time));
+    const CSorted rows{valid};
+    return valid.size() == part.rows.size() + part.others.size() &&
+           std::ranges::all_of(part.rows,
+                               [&](const Row& row) {
+                                   return rows.Find({false, row, {}, "", ""}) != nullptr;
+                               }) &&
+           std::ranges::all_of(part.others, [&](const OtherFact& fact) {
+               return rows.Find({true, {}, fact, "", ""}) != nullptr;
+           });
+}
+
 std::uint64_t CHistory::Insert(std::int64_t machine, const std::string& section,
                                const SectionPart& part, const std::string& emptyNow,
                                std::int64_t time, std::int64_t next)

@@ -50,6 +50,10 @@ public:
     std::uint64_t Insert(std::int64_t machine, const std::string& section, const SectionPart& part,
                          const std::string& emptyNow, std::int64_t time, std::int64_t next);
 
+    /// Whether a section's rows at a time are those of a report.
+    bool Holds(std::int64_t machine, const std::string& section, const SectionPart& part,
+               std::int64_t time);
+
     /// Adds the properties of some terms as they were at a time to a section that lacks them.
     void Keep(std::int64_t machine, const std::string& emptyNow, std::int64_t time,
               const std::function<bool(const report::Term&)>& isKept, report::Section* section);

@@ -216,12 +216,15 @@ private:
         touched_.insert(current_);
         KeepLacking(*state, report);
         // Times are whole seconds: what a file says now, it says later than what it said before.
-        if (report.file.wasLoaded && !IsSame(*state, report))
-            while (IsKnownTime(*state, report))
-                ++report.time;
+        const auto isKnown = [&] { return !state->isNew && IsKnownTime(*state, report); };
+        bool isTimeKnown = isKnown();
+        while (report.file.wasLoaded && isTimeKnown && !IsSame(*state, report)) {
+            ++report.time;
+            isTimeKnown = isKnown();
+        }
         time_ = FormatIsoTime(report.time);
-        if (!state->isNew && IsKnownTime(*state, report)) {
-            if (report.time == state->last && !IsSame(*state, report)) {
+        if (isTimeKnown) {
+            if (!report.file.wasLoaded && !IsSame(*state, report)) {
                 refusals_->push_back({report.file.path,
                                       "another report of this machine has the same "
                                       "time, " +
@@ -364,12 +367,16 @@ private:
         return isKnown;
     }
 
-    /// Whether a machine's latest facts are those of a report.
-    static bool IsSame(MachineState& state, const StoredReport& report)
+    /// Whether a machine's facts of a time that is known are those of a report.
+    bool IsSame(MachineState& state, const StoredReport& report)
     {
         return std::ranges::all_of(report.facts.sections(), [&](const Section& section) {
             const Collected* const found = Find(state.collected, section.name);
-            return found != nullptr && found->digest == section.historyDigest;
+            if (found == nullptr || report.time == state.last)
+                return found != nullptr && found->digest == section.historyDigest;
+            rows_.Make(report.facts, section);
+            return history_.Holds(state.known.machine, found->section, rows_.history.Copy(),
+                                  report.time);
         });
     }
 
@@ -774,6 +781,7 @@ private:
             state.isNew = state.isChanged = state.isSeen = state.areKeysChanged = false;
         }
         touched_ = {current_};
+        counts_.conflicts += conflicts_.size();
         for (const auto& [one, other, reason] : std::exchange(conflicts_, {}))
             AddInPlace(newConflicts_, {one, other, reason});
         for (const auto& [key, detail] : std::exchange(events_, {}))
@@ -908,6 +916,7 @@ StoreCounts& StoreCounts::operator+=(const StoreCounts& other) noexcept
     machines += other.machines;
     changed += other.changed;
     changes += other.changes;
+    conflicts += other.conflicts;
     return *this;
 }
 

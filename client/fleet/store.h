@@ -43,6 +43,7 @@ struct StoredReport {
 /// What became of some reports.
 struct StoreCounts {
     std::uint64_t reports = 0, machines = 0, changed = 0, changes = 0;
+    std::uint64_t conflicts = 0;  ///< pairs of machines that are hard to tell apart
 
     StoreCounts& operator+=(const StoreCounts& other) noexcept;
 };

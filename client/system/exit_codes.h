@@ -45,7 +45,8 @@ inline constexpr char kNoOfGet[] = "there is no such value";
 inline constexpr char kNoOfDiff[] = "the reports differ";
 inline constexpr char kNoOfCheck[] = "a report lacks categories";
 inline constexpr char kNoOfCollect[] = "cancelled, the report lacks categories";
-inline constexpr char kNoOfFleet[] = "a report was refused";
+inline constexpr char kNoOfLoad[] = "a report was refused, or PCs are hard to tell apart";
+inline constexpr char kNoOfExport[] = "a report was refused";
 inline constexpr char kNoOfDoctor[] = "something is missing";
 
 /// Ends a command: the message says what went wrong, where, and what to do about it.

@@ -191,6 +191,9 @@ TEST_P(Fleet, WritesNoFactsForAReportThatSaysTheSame)
     EXPECT_TRUE(refusals.empty());
     Store({{200, std::string{kPc} + "USBDevice/0/Name/B\n"}});
     EXPECT_EQ(refusals.size(), 1U);
+    // The same of a time before the latest one.
+    Store({{100, std::string{kPc} + "USBDevice/0/Name/B\n"}, {100, facts}});
+    EXPECT_EQ(refusals.size(), 2U);
     EXPECT_EQ(Count("usb_device WHERE name = 'B'"), 0);
     // What no database's text holds is no other machine and no change when it is read back.
     const std::string null(1, '\0');
@@ -297,7 +300,7 @@ TEST_P(Fleet, TellsMachinesOfOneSerialNumberApartInOneLoadOrTwo)
                 {{100, machine("a", "01")}, {101, machine("b", "02")}, {102, machine("a", "01")}});
         } else {
             Store({{100, machine("a", "01")}});
-            Store({{101, machine("b", "02")}});
+            EXPECT_EQ(Store({{101, machine("b", "02")}}).conflicts, 1U);
             Store({{102, machine("a", "01")}});
         }
         EXPECT_EQ(Count("machine"), 2) << together;
@@ -437,6 +440,13 @@ TEST_P(Fleet, LoadsFoldersAndSaysWhatItRefuses)
                   std::string{name} + '\''),
             1);
     }
+    // But not what it says of another PC.
+    write("a/b/pc.TSV", "ComputerSystem|0|Name|new\n" + whole.substr(whole.find("ET")));
+    load();
+    EXPECT_EQ(Count("pc WHERE last_seen = '2026-01-02T03:04:05Z' AND name IN ('new', 'told')"), 2);
+    EXPECT_EQ(Count("report_time WHERE machine = (SELECT machine FROM pc WHERE name = 'new') AND "
+                    "CAST(at AS TEXT) LIKE '%03:04:05%'"),
+              1);
 }
 
 INSTANTIATE_TEST_SUITE_P(In, Fleet, testing::Values(Engine::kSqlite, Engine::kPostgres),

@@ -66,7 +66,7 @@ void AddFleetExportCommand(CCommand& fleet, ExitCode* result)
         "load.postgresql.sql, to be run in the folder.\n\n"
         "Example:\n  orreryctl fleet export fleet.db -o tables --to csv\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
-                     kNoOfFleet));
+                     kNoOfExport));
     command.Does([options, result] { *result = ExportFleet(*options); });
 }
 

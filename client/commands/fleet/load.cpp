@@ -109,7 +109,12 @@ ExitCode LoadFleet(const Options& options)
         Print(result.files + result.refused == 0
                   ? "there are no reports in it; their names end in \".tsv\"\n"
                   : Describe(result));
-    return result.refused == 0 ? ExitCode::kDone : ExitCode::kNo;
+    if (result.stored.conflicts != 0)
+        PrintError(
+            "some PCs tell the same serial number or UUID and are kept apart; \"orreryctl fleet "
+            "ask "
+            "conflicts\" says what to do");
+    return result.refused == 0 && result.stored.conflicts == 0 ? ExitCode::kDone : ExitCode::kNo;
 }
 
 }  // namespace
@@ -130,7 +135,7 @@ void AddFleetLoadCommand(CCommand& fleet, ExitCode* result)
         "Examples:\n  orreryctl fleet load reports\n"
         "  orreryctl fleet load site-a site-b --to postgresql://localhost/inventory\n\n" +
         ExitCodeHelp({ExitCode::kDone, ExitCode::kInput, ExitCode::kReport, ExitCode::kUnexpected},
-                     kNoOfFleet));
+                     kNoOfLoad));
     load.Does([options, result] { *result = LoadFleet(*options); });
 }
 
