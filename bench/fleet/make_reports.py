@@ -1,10 +1,14 @@
 #!/usr/bin/env python3
 """Makes reports of realistic machines, about 400 facts each, the same ones for the same seed.
 
-    make_reports.py FOLDER COUNT [--seed N] [--changed SHARE] [--hostile COUNT]
+    make_reports.py FOLDER COUNT [--seed N] [--changed SHARE] [--hostile COUNT] [--day DAY]
 
-With --changed, that share of all sections differs from what the same call without it makes."""
+With --changed, that share of all sections differs from what the same call without it makes. With --day, the
+files are of that day. A process for each processor makes some folders of a thousand."""
 import argparse
+import concurrent.futures
+import datetime
+import os
 import pathlib
 import random
 
@@ -15,6 +19,7 @@ CPUS = [("Korrigan", "Korrigan 9 i5-9400", 6, 12), ("Nordlys", "Nordlys N8 3300 
 SYSTEMS = [("Windows 11 Pro x64", "10.0.22631", "23H2"), ("Windows 11 Pro x64", "10.0.26100", "24H2"),
            ("Windows 10 Pro x64", "10.0.19045", "22H2"), ("Windows 10 Enterprise x64", "10.0.19045", "22H2")]
 CATEGORIES = 13
+FOLDER = 1000
 
 
 def key(line):
@@ -92,15 +97,10 @@ def hostile(facts, random_):
     return [fact for i, fact in enumerate(facts) if (fact[:3]) not in {f[:3] for f in facts[i + 1:]} or fact[0] == "ET"]
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("folder", type=pathlib.Path)
-    parser.add_argument("count", type=int)
-    parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--changed", type=float, default=0)
-    parser.add_argument("--hostile", type=int, default=0)
-    options = parser.parse_args()
-    for number in range(options.count):
+def make(options, first):
+    folder = options.folder / f"{first // FOLDER:04d}"
+    folder.mkdir(parents=True, exist_ok=True)
+    for number in range(first, min(first + FOLDER, options.count)):
         facts = machine(number, random.Random(options.seed * 1_000_003 + number))
         changes = random.Random(number)
         if options.changed:
@@ -112,10 +112,26 @@ def main():
         if number < options.hostile:
             facts = hostile(facts, changes)
         facts.sort(key=key)
-        folder = options.folder / f"{number // 1000:04d}"
-        folder.mkdir(parents=True, exist_ok=True)
         text = "".join(f"{section}\t{index}\t{name}\t{value}\n" for section, index, name, value in facts)
-        (folder / f"PC-{number:06d}.tsv").write_bytes(text.encode("utf-16-le", "surrogatepass"))
+        path = folder / f"PC-{number:06d}.tsv"
+        path.write_bytes(text.encode("utf-16-le", "surrogatepass"))
+        if options.day:
+            time = options.day.timestamp()
+            os.utime(path, (time, time))
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("folder", type=pathlib.Path)
+    parser.add_argument("count", type=int)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--changed", type=float, default=0)
+    parser.add_argument("--hostile", type=int, default=0)
+    parser.add_argument("--day", type=datetime.datetime.fromisoformat)
+    options = parser.parse_args()
+    with concurrent.futures.ProcessPoolExecutor() as pool:
+        for _ in pool.map(make, *zip(*((options, first) for first in range(0, options.count, FOLDER)))):
+            pass
 
 
 if __name__ == "__main__":

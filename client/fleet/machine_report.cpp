@@ -48,13 +48,19 @@ public:
                     machine.report.completeness.state =
                         report::Completeness::State::kLacksCategories;
             });
-        for (const SectionTable& table : SectionTables())
+        for (const SectionTable& table : SectionTables()) {
+            // Rows of one machine come together.
+            std::int64_t last = 0;
+            Parts* parts = nullptr;
             Each("SELECT machine, instance, " + SelectList(table, database_.engine()) + " FROM " +
                      table.name + (table.isLatestOnly ? " WHERE " : " WHERE valid_to IS NULL AND "),
                  " ORDER BY machine, instance", [&](std::span<const Value> row) {
-                     if (Parts* const parts = Find(NumberIn(row[0]), table.section))
+                     if (std::exchange(last, NumberIn(row[0])) != NumberIn(row[0]))
+                         parts = Find(last, table.section);
+                     if (parts != nullptr)
                          AddRow(table, row, table.isLatestOnly ? &parts->latest : &parts->history);
                  });
+        }
         Each(
             "SELECT machine, instance, section, property, value FROM other_fact WHERE valid_to IS "
             "NULL "
@@ -96,6 +102,7 @@ private:
     {
         part->table = &table;
         Row row{static_cast<std::int32_t>(NumberIn(values[1])), {}};
+        row.cells.reserve(values.size() - 2);
         for (const Value& value : values.subspan(2))
             row.cells.push_back(AsCell(value));
         part->rows.push_back(std::move(row));
@@ -132,14 +139,14 @@ private:
 }  // namespace
 
 void ReadMachines(CDatabase& database,
-                  const std::function<void(std::int64_t, const report::Report&)>& onMachine)
+                  const std::function<void(std::int64_t, report::Report&&)>& onMachine)
 {
     std::int64_t last = 0;
     database.Query("SELECT COALESCE(MAX(machine), 0) FROM machine",
                    [&](std::span<const Value> row) { last = NumberIn(row[0]); });
     for (std::int64_t first = 1; first <= last; first += kAtOnce)
-        for (const auto& [machine, read] : CReader{database, first, first + kAtOnce - 1}.Read())
-            onMachine(machine, read.report);
+        for (auto& [machine, read] : CReader{database, first, first + kAtOnce - 1}.Read())
+            onMachine(machine, std::move(read.report));
 }
 
 }  // namespace orrery::fleet

@@ -13,6 +13,6 @@ namespace orrery::fleet {
 /// the order of their numbers, a few hundred at a time, since a fleet does not fit into memory.
 void ReadMachines(
     CDatabase& database,
-    const std::function<void(std::int64_t machine, const report::Report& report)>& onMachine);
+    const std::function<void(std::int64_t machine, report::Report&& report)>& onMachine);
 
 }  // namespace orrery::fleet

@@ -2,12 +2,17 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <exception>
 #include <fstream>
 #include <map>
+#include <mutex>
 #include <random>
 #include <set>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -405,6 +410,95 @@ private:
     throw CommandError(ExitCode::kReport, "cannot write " + path.string() + ": " + reason);
 }
 
+/// Writes the pages of machines on threads of their own.
+class CPageWriters {
+public:
+    explicit CPageWriters(std::filesystem::path folder) : folder_(std::move(folder))
+    {
+        for (unsigned i = 0; i < std::max(1U, std::thread::hardware_concurrency()); ++i)
+            threads_.emplace_back([this] { Work(); });
+    }
+    ~CPageWriters() { Join(); }
+    CPageWriters(const CPageWriters&) = delete;
+    CPageWriters& operator=(const CPageWriters&) = delete;
+
+    void Add(std::int64_t machine, report::Report report)
+    {
+        std::unique_lock lock{mutex_};
+        changed_.wait(lock, [&] { return waiting_.size() < kMostWaiting || failure_; });
+        Rethrow();
+        waiting_.emplace_back(machine, std::move(report));
+        changed_.notify_all();
+    }
+    void Finish()
+    {
+        Join();
+        Rethrow();
+    }
+
+private:
+    /// So that memory does not grow with the number of machines.
+    static constexpr std::size_t kMostWaiting = 64;
+
+    void Join()
+    {
+        {
+            const std::lock_guard lock{mutex_};
+            isComplete_ = true;
+        }
+        changed_.notify_all();
+        for (std::thread& thread : threads_)
+            thread.join();
+        threads_.clear();
+    }
+    void Rethrow() const
+    {
+        if (failure_)
+            std::rethrow_exception(failure_);
+    }
+    void Work()
+    {
+        for (;;) {
+            std::pair<std::int64_t, report::Report> next;
+            {
+                std::unique_lock lock{mutex_};
+                changed_.wait(lock, [&] { return !waiting_.empty() || isComplete_ || failure_; });
+                if (waiting_.empty() || failure_)
+                    return;
+                next = std::move(waiting_.front());
+                waiting_.pop_front();
+            }
+            changed_.notify_all();
+            try {
+                Write(next.first, next.second);
+            } catch (...) {
+                const std::lock_guard lock{mutex_};
+                failure_ = std::current_exception();
+                changed_.notify_all();
+                return;
+            }
+        }
+    }
+    void Write(std::int64_t machine, const report::Report& report) const
+    {
+        std::string page;
+        report::WriteHtml(report, [&](std::string_view part) { page += part; });
+        // Written in place: thousands of pages that can be made again need not survive a power cut.
+        const auto path = folder_ / (std::to_string(machine) + ".html");
+        std::ofstream file{path, std::ios::binary};
+        if (!file.write(page.data(), static_cast<std::streamsize>(page.size())).flush())
+            FailToWrite(path, "the disk may be full");
+    }
+
+    const std::filesystem::path folder_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::pair<std::int64_t, report::Report>> waiting_;
+    bool isComplete_ = false;
+    std::exception_ptr failure_;
+    std::vector<std::thread> threads_;
+};
+
 }  // namespace
 
 std::uint64_t WritePages(CDatabase& database, const std::filesystem::path& folder)
@@ -416,14 +510,11 @@ std::uint64_t WritePages(CDatabase& database, const std::filesystem::path& folde
                                                   "\" cannot be made: " + error.message() +
                                                   "; choose another one");
     const CPages pages{database};
-    ReadMachines(database, [&](std::int64_t machine, const report::Report& report) {
-        // Written in place: thousands of pages that can be made again need not survive a power cut.
-        const auto path = folder / "pc" / (std::to_string(machine) + ".html");
-        std::ofstream file{path, std::ios::binary};
-        report::WriteHtml(report, [&](std::string_view part) { file << part; });
-        if (!file.flush())
-            FailToWrite(path, "the disk may be full");
+    CPageWriters writers{folder / "pc"};
+    ReadMachines(database, [&](std::int64_t machine, report::Report&& report) {
+        writers.Add(machine, std::move(report));
     });
+    writers.Finish();
     // The start page last: what it leads to is there.
     CNewFile index{folder / "index.html"};
     index.Write(pages.Index());

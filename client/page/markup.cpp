@@ -20,8 +20,20 @@ std::string ControlName(char32_t code)
 
 CMarkup Text(std::string_view utf8)
 {
+    // Most texts are of letters and digits that mean nothing but themselves.
+    const auto isPlain = [](char unit) {
+        return unit >= ' ' && unit < '\x7F' && unit != '&' && unit != '<' && unit != '>' &&
+               unit != '"' && unit != '\'';
+    };
     CMarkup text;
-    while (!utf8.empty()) {
+    text.html_.reserve(utf8.size());
+    for (;;) {
+        const auto plain = static_cast<std::size_t>(
+            std::find_if_not(utf8.begin(), utf8.end(), isPlain) - utf8.begin());
+        text.html_ += utf8.substr(0, plain);
+        utf8.remove_prefix(plain);
+        if (utf8.empty())
+            return text;
         const CodePoint character = DecodeUtf8(utf8);
         const bool isShown = !character.isValid || !IsHidden(character.code) ||
                              character.code == U'\t' || character.code == U'\n';
@@ -47,16 +59,19 @@ CMarkup Text(std::string_view utf8)
         }
         utf8.remove_prefix(character.bytes);
     }
-    return text;
 }
 
 CMarkup Element(const char* tag, const char* classes, const CMarkup& content)
 {
     CMarkup element;
-    element.html_ = '<' + std::string{tag};
-    if (*classes != '\0')
-        element.html_ += " class=\"" + std::string{classes} + '"';
-    element.html_ += '>' + content.html_ + "</" + tag + '>';
+    std::string& html = element.html_;
+    const std::string_view name{tag}, names{classes};
+    constexpr std::size_t kMarks = 16;
+    html.reserve(2 * name.size() + names.size() + content.html_.size() + kMarks);
+    html.append(1, '<').append(name);
+    if (!names.empty())
+        html.append(" class=\"").append(names).append(1, '"');
+    html.append(1, '>').append(content.html_).append("</").append(name).append(1, '>');
     return element;
 }
 

@@ -22,7 +22,11 @@ public:
         html_ += other.html_;
         return *this;
     }
-    friend CMarkup operator+(CMarkup first, const CMarkup& second) { return first += second; }
+    friend CMarkup operator+(CMarkup first, const CMarkup& second)
+    {
+        first += second;
+        return first;
+    }
 
 private:
     friend CMarkup Text(std::string_view utf8);
