@@ -28,7 +28,7 @@ namespace {
 struct Told {
     std::int64_t time;
     std::string facts;
-    std::string uuid = "", installation = "", rights = "";
+    std::string uuid{}, installation{}, rights{};
 };
 
 /// The same tests for either engine; a server's address comes from outside.
@@ -98,7 +98,7 @@ protected:
             }
         std::string dump;
         for (const auto& [name, text] : texts)
-            dump += "# " + name + '\n' + text;
+            dump.append("# ").append(name).append(1, '\n').append(text);
         return dump;
     }
 

@@ -132,8 +132,8 @@ TEST(ReportReader, ReadsWhatAProgramSavedAsUtf8)
     for (const char* mark : {"", "\xEF\xBB\xBF"})
         for (const char* before : {"", "a", "ab", "abc"}) {
             const std::string first = std::string{"R\t0\tA\t"} + before + '\n';
-            const Report report = ReadReport(folder.Write("8.tsv", mark + first + text));
-            EXPECT_EQ(FactsOf(report), std::string{"R/0/A/"} + before + '\n' + expected);
+            const Report report = ReadReport(folder.Write("8.tsv", (mark + first).append(text)));
+            EXPECT_EQ(FactsOf(report), std::string{"R/0/A/"}.append(before) + '\n' + expected);
             EXPECT_EQ(Warnings(report.warnings), note);
         }
     const Report ansi = ReadReport(folder.Write("8.tsv", "S\t0\tA\tCaf\xE9\n"));
