@@ -644,7 +644,7 @@ private:
         std::string digest;
         for (const auto& [property, value] : report.placeholders)
             if (property.starts_with(prefix))
-                digest += property + '\t' + value + '\n';
+                digest.append(property).append(1, '\t').append(value).append(1, '\n');
         // No section is called so.
         if (!IsNewDigest(state, std::string{section} + " placeholders", digest, digest.empty()))
             return;
@@ -831,8 +831,11 @@ private:
             const std::size_t end = std::min(columns.find(", ", begin), columns.size());
             const std::string column = columns.substr(begin, end - begin);
             if ((", " + key + ", ").find(", " + column + ", ") == std::string::npos)
-                set += (set.empty() ? "" : ", ") + column + " = " +
-                       (rows->mayBeNew ? "excluded." : "n.") + column;
+                set.append(set.empty() ? "" : ", ")
+                    .append(column)
+                    .append(" = ")
+                    .append(rows->mayBeNew ? "excluded." : "n.")
+                    .append(column);
             begin = end + 2;
         }
         if (rows->mayBeNew)
