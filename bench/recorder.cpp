@@ -199,7 +199,8 @@ Word Record(std::size_t function, Words& words)
 {
     const sim::PlatformCall& known = sim::KnownCalls().calls[function];
     const std::string_view letters = known.arguments;
-    RecordedCall call{.original = recording.interposer->Original(function),
+    RecordedCall call{.function = function,
+                      .original = recording.interposer->Original(function),
                       .method = known.method,
                       .isStatus = known.result == "status",
                       .count = letters.size()};
@@ -208,7 +209,7 @@ Word Record(std::size_t function, Words& words)
     if (letters.find('T') != std::string_view::npos)
         BeginThread(call, words);
 
-    const Word result = sim::Invoke(recording.interposer->Original(function), words);
+    const Word result = recording.interposer->CallOriginal(function, words);
     const DWORD error = GetLastError();
     call.result = static_cast<std::uint32_t>(result);
     RememberOutputs(call, letters, words);
@@ -225,7 +226,7 @@ Word OnCall(std::size_t function, Words& words)
 {
     if (memory == nullptr || memory->depth != 0 ||
         sim::KnownCalls().calls[function].arguments == "-")
-        return sim::Invoke(recording.interposer->Original(function), words);
+        return recording.interposer->CallOriginal(function, words);
     ++memory->depth;
     const Word result = Record(function, words);
     --memory->depth;
@@ -262,7 +263,8 @@ void ReplayCalls(ThreadCalls& thread)
                     break;
             }
         }
-        const Word result = sim::Invoke(
+        const Word result = sim::Interposer::Invoke(
+            call.function,
             call.method < 0 ? call.original
                             : (*reinterpret_cast<const Word* const*>(words[0]))[call.method],
             words);

@@ -27,9 +27,10 @@ struct Argument {
 };
 
 struct RecordedCall {
-    Word original = 0;      ///< the function
-    int method = -1;        ///< its place in the interface of the first argument; -1 for none
-    bool isStatus = false;  ///< whether its result is the same each time
+    std::size_t function = 0;  ///< its place in sim::KnownCalls()
+    Word original = 0;         ///< the function
+    int method = -1;           ///< its place in the interface of the first argument; -1 for none
+    bool isStatus = false;     ///< whether its result is the same each time
     std::array<Argument, sim::kMostArguments> arguments{};
     std::size_t count = 0;
     std::ptrdiff_t resultSlot = -1;

@@ -106,7 +106,12 @@ const Interposer::Form& Interposer::FormOf(std::size_t call)
 
 Word Interposer::CallOriginal(std::size_t call, const Words& words) const
 {
-    return FormOf(call).invoke(originals_[call], words);
+    return Invoke(call, originals_[call], words);
+}
+
+Word Interposer::Invoke(std::size_t call, Word function, const Words& words)
+{
+    return FormOf(call).invoke(function, words);
 }
 
 Interposer::Interposer(HMODULE library, Handler handler) : handler_(std::move(handler))

@@ -37,6 +37,10 @@ public:
 
     /// Calls what the library would call by itself.
     Word CallOriginal(std::size_t call, const Words& words) const;
+    /// What the library would call by itself.
+    Word Original(std::size_t call) const { return originals_[call]; }
+    /// Calls a function that has the signature of a call.
+    static Word Invoke(std::size_t call, Word function, const Words& words);
     /// Lets another function of the same signature be the original.
     void Replace(const char* name, void* function);
     /// Takes the methods of an interface too. A second implementation of it ends the process.
