@@ -40,7 +40,7 @@ std::vector<Case> Cases(const std::string& name, const std::vector<std::string>&
             text = nullptr;
         } else if (line.starts_with("-- ") && !cases.empty()) {
             if (std::find(names.begin(), names.end(), line.substr(3)) == names.end())
-                throw std::runtime_error(name + ": " + line);
+                throw std::runtime_error(std::string{name}.append(": ").append(line));
             text = &cases.back().texts[line.substr(3)];
         } else if (text != nullptr) {
             text->append(line).append(1, '\n');
