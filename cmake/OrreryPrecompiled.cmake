@@ -4,6 +4,8 @@ set(orrery_common_headers
   <algorithm> <array> <cstdint> <functional> <map> <memory> <optional> <span> <string> <string_view>
   <utility> <vector>)
 set(orrery_windows_headers <winsock2.h> <windows.h> <wbemcli.h> ${orrery_common_headers})
+# What asks Windows has few paths to name, and every precompiled header takes its time to read.
+list(APPEND orrery_common_headers <filesystem>)
 
 # Makes a target that holds the precompiled headers named after it and nothing else.
 function(add_precompiled_headers name)

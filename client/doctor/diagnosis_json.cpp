@@ -1,14 +1,13 @@
-#include <nlohmann/json.hpp>
-
 #include "client/doctor/diagnosis_text.h"
 #include "client/doctor/words.h"
+#include "client/report/ordered_json.h"
 
 namespace orrery::doctor {
 namespace {
 
 constexpr int kFormatVersion = 1;
 
-using Json = nlohmann::ordered_json;
+using report::Json;
 
 /// Adds how a question ended, with the error of one that failed.
 void AddOutcome(Json* json, const Outcome& outcome)
@@ -130,7 +129,7 @@ std::string FormatDiagnosisJson(const Findings& findings, const std::vector<Trou
     json["troubles"] = Json::array();
     for (const Trouble& trouble : troubles)
         json["troubles"].push_back(JsonOf(trouble));
-    return json.dump(2) + '\n';
+    return report::Dump(json) + '\n';
 }
 
 }  // namespace orrery::doctor

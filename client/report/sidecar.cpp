@@ -4,8 +4,7 @@
 #include <cstddef>
 #include <fstream>
 
-#include <nlohmann/json.hpp>
-
+#include "client/report/ordered_json.h"
 #include "client/report/typed_value.h"
 
 namespace orrery::report {
@@ -32,19 +31,19 @@ constexpr Field kFields[] = {
 
 std::string FormatSidecar(const Sidecar& sidecar)
 {
-    nlohmann::ordered_json json;
+    Json json;
     json["format"] = kFormat;
     json["formatVersion"] = kFormatVersion;
     json["collected"] = FormatIsoTime(sidecar.collected);
     for (const Field& field : kFields)
         json[field.name] = sidecar.*field.text;
-    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+    return Dump(json) + '\n';
 }
 
 std::optional<Sidecar> ParseSidecar(std::string_view text)
 {
-    const auto json = nlohmann::json::parse(text, nullptr, false);
-    if (!json.is_object() || json.value("format", nlohmann::json{}) != kFormat)
+    const auto json = ParseJson(text);
+    if (!json.is_object() || json.value("format", Json{}) != kFormat)
         return std::nullopt;
     const auto textOf = [&](const char* name) {
         const auto found = json.find(name);

@@ -6,12 +6,11 @@
 #include <sstream>
 #include <string>
 
-#include <nlohmann/json.hpp>
-
 #include "client/doctor/diagnosis_text.h"
 #include "client/doctor/words.h"
 #include "client/report/vocabulary.h"
 #include "report/case_file.h"
+#include "report/parsed_json.h"
 
 namespace orrery::doctor {
 namespace {
@@ -234,7 +233,7 @@ TEST(Diagnosis, IsReadByPrograms)
         "class 1 late 1\nclass 2 lacks Size\nclass 3 unasked\nclass 3 instances 0\n");
     const std::string text = FormatDiagnosisJson(findings, Diagnose(findings));
     RecordProperty("diagnosis0", text);
-    const auto json = nlohmann::json::parse(text);
+    const CParsedJson json{text};
     const struct {
         const char *pointer, *expected;
     } rows[] = {
@@ -255,9 +254,7 @@ TEST(Diagnosis, IsReadByPrograms)
         {"/troubles/2/kind", "\"note\""},
     };
     for (const auto& [pointer, expected] : rows)
-        EXPECT_EQ(json.value(nlohmann::json::json_pointer{pointer}, nlohmann::json{}).dump(),
-                  expected)
-            << pointer;
+        EXPECT_EQ(json.At(pointer), expected) << pointer;
 }
 
 }  // namespace

@@ -127,7 +127,7 @@ TEST(Completeness, IsToldInWordsAndToPrograms)
               "SystemOverview and Video; and 5 of BaseBoard, Enclosure, Network, PhysicalDrive, "
               "SystemSlot and USB");
     EXPECT_EQ(
-        ToJson(doubtful).dump(),
+        Dump(ToJson(doubtful), -1),
         R"({"state":"lacksCategories","missing":10,)"
         R"("lacking":["BIOS","Memory","OS","SystemOverview","Video"],)"
         R"("perhaps":["BaseBoard","Enclosure","Network","PhysicalDrive","SystemSlot","USB"]})");

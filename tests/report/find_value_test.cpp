@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
 #include "client/system/exit_codes.h"
 #include "made_report.h"
 #include "test_folder.h"
+#include "parsed_json.h"
 
 namespace orrery::report {
 namespace {
@@ -58,7 +57,7 @@ TEST(FindValues, FindsByNameIndexAndAnotherProperty)
         {"ET.Vidoe", "; did you mean \"ET.Video\"?"},
     };
     const CTestFolder folder;
-    const auto path = folder.Write("x.tsv", ReportBytes(std::string{kFacts} + "ET|0||13\n"));
+    const auto path = folder.Write("x.tsv", ReportBytes(std::string{kFacts}.append("ET|0||13\n")));
     for (const auto& row : rows)
         EXPECT_EQ(Told(FindValues(path, {ParseValueName(row.name)}).found.front()), row.expected)
             << row.name;
@@ -70,12 +69,12 @@ TEST(FindValues, FindsByNameIndexAndAnotherProperty)
 TEST(FindValues, GivesTypedValuesToPrograms)
 {
     const CTestFolder folder;
-    const auto path = folder.Write("x.tsv", ReportBytes(std::string{kFacts} + "ET|0||13\n"));
+    const auto path = folder.Write("x.tsv", ReportBytes(std::string{kFacts}.append("ET|0||13\n")));
     std::vector<ValueName> names;
     for (const char* name :
          {"LogicalDisk.*.Size", "LogicalDisk.1.Description", "Disk.Size", "et.bios", "X.Y"})
         names.push_back(ParseValueName(name));
-    const auto expected = nlohmann::json::parse(R"({
+    const auto expected = InOrder(R"({
         "format": "orrery-values", "formatVersion": 2, "report": "pc.tsv", "values": [
             {"name": "LogicalDisk.*.Size", "section": "LogicalDisk", "index": 1, "property": "Size",
              "value": 51200},
@@ -84,7 +83,7 @@ TEST(FindValues, GivesTypedValuesToPrograms)
             {"name": "Disk.Size", "section": "Disk", "index": 0, "property": "Size", "value": null},
             {"name": "et.bios", "section": "ET", "index": 0, "property": "BIOS", "value": 1}],
         "missing": ["X.Y"]})");
-    EXPECT_EQ(nlohmann::json::parse(FormatValuesJson("pc.tsv", FindValues(path, names))), expected);
+    EXPECT_EQ(InOrder(FormatValuesJson("pc.tsv", FindValues(path, names))), expected);
 }
 
 TEST(FindValues, RefusesNamesOfAnotherForm)

@@ -2,11 +2,10 @@
 
 #include <string>
 
-#include <nlohmann/json.hpp>
-
 #include "case_file.h"
 #include "client/report/csv.h"
 #include "client/report/json.h"
+#include "client/report/ordered_json.h"
 #include "made_report.h"
 
 namespace orrery::report {
@@ -42,8 +41,7 @@ TEST(Forms, HoldTheWholeReport)
         EXPECT_EQ(Lines(Csv(report, CsvReader::kDatabase)), row["csv"]) << row.what;
         const std::string json = Written(WriteJson, report, MadeSource());
         EXPECT_EQ(json, row["json"]) << row.what;
-        EXPECT_EQ(Written(WriteJsonLine, report, MadeSource()),
-                  nlohmann::ordered_json::parse(json).dump() + '\n')
+        EXPECT_EQ(Written(WriteJsonLine, report, MadeSource()), Dump(ParseJson(json), -1) + '\n')
             << row.what;
     }
 }
