@@ -145,7 +145,8 @@ FROM (
       CAST(SUM(times) OVER (PARTITION BY category ORDER BY milliseconds) AS BIGINT) AS upto,
       CAST(SUM(times) OVER (PARTITION BY category) AS BIGINT) AS machines
     FROM (
-      SELECT category, milliseconds, COUNT(*) AS times, MIN(machine) AS machine FROM elapsed
+      SELECT category, milliseconds, CAST(COUNT(*) AS INTEGER) AS times, MIN(machine) AS machine
+      FROM elapsed
       WHERE complete AND category <> '' AND milliseconds IS NOT NULL
       GROUP BY category, milliseconds) counted) ranked
   GROUP BY category) r JOIN machine m ON m.machine = r.machine)"},
