@@ -34,10 +34,6 @@ else()
   # GCC looks for memory to free only when it uses a gigabyte: to look takes longer than it saves.
   target_compile_options(orrery_options INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:--param=ggc-min-heapsize=1048576>)
-  if(WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-    # Windows' headers then leave out the instructions of newer processors, a third of what they hold.
-    target_compile_definitions(orrery_options INTERFACE _X86INTRIN_H_INCLUDED)
-  endif()
   # The same sources give the same bytes: no link time in the headers, no folder in the text, no base
   # address that comes from the path of the output. Release binaries go into packages, so the linker
   # strips them.
