@@ -61,6 +61,8 @@ CREATE TABLE IF NOT EXISTS collected_section (
   machine BIGINT NOT NULL, section TEXT NOT NULL, digest TEXT NOT NULL,
   since TIME NOT NULL, seen TIME, complete TRUTH NOT NULL, rights TEXT NOT NULL,
   empty TEXT NOT NULL, PRIMARY KEY (machine, section));
+CREATE INDEX IF NOT EXISTS overview_by_who_sees_all ON collected_section (machine)
+  WHERE section = 'SystemOverview' AND rights IN ('LocalSystem', 'administrator');
 
 CREATE TABLE IF NOT EXISTS former_empty (
   machine BIGINT NOT NULL, section TEXT NOT NULL, upto TIME NOT NULL, empty TEXT NOT NULL,

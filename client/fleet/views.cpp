@@ -60,7 +60,7 @@ SELECT m.machine, m.name, m.serial,
   CASE WHEN {VERSION s.tpm_chip} >= 2 THEN
          CASE WHEN s.tpm_enabled IS NULL THEN 'unknown' WHEN {TRUE s.tpm_enabled} THEN 'yes' ELSE 'off' END
        WHEN {VERSION s.tpm_chip} > 0 THEN 'no'
-       WHEN s.machine IS NOT NULL AND c.rights IN ('LocalSystem', 'administrator') THEN 'no'
+       WHEN s.machine IS NOT NULL AND c.machine IS NOT NULL THEN 'no'
        ELSE 'unknown' END AS tpm,
   CASE s.secure_boot WHEN 1 THEN 'yes' WHEN 0 THEN 'off' WHEN 2 THEN 'no' ELSE 'unknown' END
     AS secure_boot,
@@ -70,6 +70,7 @@ SELECT m.machine, m.name, m.serial,
 FROM machine m
 LEFT JOIN system_overview s ON s.machine = m.machine AND s.instance = 0 AND s.valid_to IS NULL
 LEFT JOIN collected_section c ON c.machine = m.machine AND c.section = 'SystemOverview'
+  AND c.rights IN ('LocalSystem', 'administrator')
 LEFT JOIN physical_memory y ON y.machine = m.machine AND y.instance = 0 AND y.valid_to IS NULL
 LEFT JOIN processor p ON p.machine = m.machine AND p.instance = 0 AND p.valid_to IS NULL)"},
 
@@ -96,7 +97,7 @@ FROM logical_disk v JOIN machine m ON m.machine = v.machine
 JOIN logical_disk_now n ON n.machine = v.machine AND n.instance = v.instance
 WHERE v.valid_to IS NULL AND v.size > 0 AND n.free_space >= 0 AND v.device_id <> '' AND EXISTS (
   SELECT 1 FROM disk_drive d WHERE d.machine = v.machine AND d.valid_to IS NULL
-    AND {START d.media_type 5} = 'Fixed' AND {POSITION d.logical_disks v.device_id} > 0))"},
+    AND {START d.media_type Fixed} AND {POSITION d.logical_disks v.device_id} > 0))"},
 
     {"disk_low", "SELECT * FROM disk_free WHERE free_percent < 10"},
 
@@ -107,7 +108,7 @@ FROM logical_disk v JOIN machine m ON m.machine = v.machine
 WHERE v.valid_to IS NULL AND (v.bit_locker_status IS NULL OR v.bit_locker_status NOT IN (3, 7))
   AND v.device_id <> '' AND EXISTS (
     SELECT 1 FROM disk_drive d WHERE d.machine = v.machine AND d.valid_to IS NULL
-      AND {START d.media_type 5} = 'Fixed' AND {POSITION d.logical_disks v.device_id} > 0))"},
+      AND {START d.media_type Fixed} AND {POSITION d.logical_disks v.device_id} > 0))"},
 
     {"memory_slots", R"(
 SELECT machine, MAX(memory_slots) AS slots,
@@ -132,24 +133,26 @@ SELECT machine, name, serial, {TIME last_seen} AS last_seen, {AGE last_seen} AS 
 
     {"stale", "SELECT * FROM machine_age WHERE days >= 30"},
 
+    // In a whole report each category has its place, and numbers are counted faster than names.
     {"slow_categories", R"(
-SELECT r.category, r.machines, r.median_ms, r.p95_ms, r.p99_ms, m.name AS slowest
+SELECT e.category, r.machines, r.median_ms, r.p95_ms, r.p99_ms, m.name AS slowest
 FROM (
-  SELECT category, MAX(machines) AS machines,
+  SELECT place, MAX(machines) AS machines,
     MIN(CASE WHEN upto >= (machines * 50 + 99) / 100 THEN milliseconds END) AS median_ms,
     MIN(CASE WHEN upto >= (machines * 95 + 99) / 100 THEN milliseconds END) AS p95_ms,
     MIN(CASE WHEN upto >= (machines * 99 + 99) / 100 THEN milliseconds END) AS p99_ms,
     MAX(CASE WHEN upto = machines THEN machine END) AS machine
   FROM (
-    SELECT category, milliseconds, machine,
-      CAST(SUM(times) OVER (PARTITION BY category ORDER BY milliseconds) AS BIGINT) AS upto,
-      CAST(SUM(times) OVER (PARTITION BY category) AS BIGINT) AS machines
+    SELECT place, milliseconds, machine,
+      CAST(SUM(times) OVER (PARTITION BY place ORDER BY milliseconds) AS BIGINT) AS upto,
+      CAST(SUM(times) OVER (PARTITION BY place) AS BIGINT) AS machines
     FROM (
-      SELECT category, milliseconds, CAST(COUNT(*) AS INTEGER) AS times, MIN(machine) AS machine
+      SELECT place, milliseconds, CAST(COUNT(*) AS INTEGER) AS times, MIN(machine) AS machine
       FROM elapsed
       WHERE complete AND category <> '' AND milliseconds IS NOT NULL
-      GROUP BY category, milliseconds) counted) ranked
-  GROUP BY category) r JOIN machine m ON m.machine = r.machine)"},
+      GROUP BY place, milliseconds) counted) ranked
+  GROUP BY place) r JOIN machine m ON m.machine = r.machine
+JOIN elapsed e ON e.machine = r.machine AND e.place = r.place)"},
 
     {"conflicts", R"(
 SELECT m.machine, m.name, m.serial, c.other, c.reason,
@@ -171,14 +174,20 @@ std::string Spelled(Engine engine, const std::string& word, const std::string& o
         return isServer ? "to_char(" + one + ", 'YYYY-MM-DD')" : one;
     if (word == "TRUE")
         return isServer ? one : one + " <> 0";
+    // A server knows how many rows begin so, and SQLite's LIKE does not tell capitals apart.
     if (word == "START")
-        return "substr(" + one + ", 1, " + other + ')';
+        return isServer ? one + " LIKE '" + other + "%'"
+                        : "substr(" + one + ", 1, " + std::to_string(other.size()) + ") = '" +
+                              other + '\'';
     if (word == "POSITION")  // "C:" in "C:|D:|"
         return std::string{isServer ? "strpos" : "instr"} + "('|' || " + one + ", '|' || " + other +
                " || '|')";
+    // What nearly all chips say is not taken apart each time a row is judged by it.
     if (word == "VERSION")
-        return isServer ? "CAST(substring(" + one +
-                              " FROM '^ *([0-9]{1,9}([.][0-9]{1,9})?)') AS NUMERIC)"
+        return isServer ? "CASE " + one +
+                              " WHEN '2.0' THEN 2.0 WHEN '1.2' THEN 1.2 WHEN '' THEN NULL ELSE "
+                              "CAST(substring(" +
+                              one + " FROM '^ *[0-9]{1,9}(?:[.][0-9]{1,9})?') AS NUMERIC) END"
                         : "CAST(" + one + " AS REAL)";
     // A PC whose clock is ahead was seen today.
     return isServer ? "CAST(trunc(extract(epoch FROM now() - " + one + ") / 86400) AS BIGINT)"
