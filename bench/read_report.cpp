@@ -121,7 +121,7 @@ private:
 void MakeDrives(CReportFile file)
 {
     for (std::uintmax_t index = 0; !file.isFull(); ++index) {
-        const std::string name = "V" + std::to_string(index) + ':';
+        const std::string name = 'V' + std::to_string(index) + ':';
         file.Add("DiskDrive", index, "LogicalDisks\t" + name + '|');
         file.Add("LogicalDisk", index, "DeviceID\t" + name);
         file.Add("LogicalDisk", index, "Size\t1000");
