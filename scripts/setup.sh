@@ -7,6 +7,7 @@
 #   make_wine_prefix                 makes the project's own Wine prefix
 #   start_wine                       the same, and starts Wine's background services
 #   clone_wine FOLDER                moves on to a small copy of the prefix with a server of its own
+#   start_clone FOLDER               the same, and starts its services, which end with the script
 #   fetch_axe                        gets the accessibility checker for pages, where npm is installed
 #   fetch_duckdb                     gets the engine that reads exports of fleets, where npm is installed
 #   debian_archive LABEL             prints where this machine gets its Debian packages of that label
@@ -176,6 +177,13 @@ clone_wine() {
     for part in windows "Program Files"; do
         ln -s "$template/drive_c/$part" "$WINEPREFIX/drive_c/$part"
     done
+}
+
+start_clone() {
+    clone_wine "$1"
+    trap 'wineserver -k || true' EXIT
+    wineserver -p </dev/null >/dev/null 2>&1
+    wine wineboot </dev/null >/dev/null 2>&1
 }
 
 # Debian has no package of it, and npm's own brings hundreds: without npm, or without the network, the

@@ -12,10 +12,7 @@ scratch=$x86/both_widths
 rm -rf "$scratch"
 mkdir -p "$scratch"
 cd "$scratch"
-clone_wine "$scratch/wine"
-trap 'wineserver -k || true' EXIT
-wineserver -p </dev/null >/dev/null 2>&1
-wine wineboot </dev/null >/dev/null 2>&1
+start_clone "$scratch/wine"
 
 # Each view of the registry has a name of its own for Windows. The client is told version 6.2, and looks there.
 for view in 64 32; do

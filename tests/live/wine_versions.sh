@@ -178,10 +178,7 @@ export LC_ALL=C
 rm -rf "$scratch"
 mkdir -p "$scratch"
 cd "$scratch"
-clone_wine "$scratch/wine"
-trap 'wineserver -k || true' EXIT
-wineserver -p </dev/null >/dev/null 2>&1
-wine wineboot </dev/null >/dev/null 2>&1
+start_clone "$scratch/wine"
 prepare_programs
 check_versions
 check_zones
